@@ -1,0 +1,67 @@
+// The registry of one flavour, and the parse of an RDD 18 stream into items.
+//
+// Stream wire format: packs back to back. A pack is
+//   [key, 16 bytes: 06 0E 2B 34 + 12 bytes not examined][length field, 4 bytes: 1 byte not examined,
+//    then L as 24-bit big-endian][value, L bytes: items back to back]
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "rdd18/items/rdd18_items.h"
+
+namespace rdd18 {
+
+/// Which tags a flavour builds as typed items, and under which names. Filled once, then only
+/// read: one factory can serve parses on several threads at once.
+class ItemFactory {
+public:
+    std::map<std::string, rdd18::tag, std::less<>> namesToTags;
+    std::map<rdd18::tag, std::string> tagsToNames;
+    std::map<rdd18::tag, std::unique_ptr<ItemBuilder>> builders;
+
+    ItemFactory() = default;
+    ItemFactory(ItemFactory&&) = default;
+    ItemFactory& operator=(ItemFactory&&) = default;
+    ItemFactory(const ItemFactory&) = delete;
+    ItemFactory& operator=(const ItemFactory&) = delete;
+
+    /// Registers `ItemType` (a `TaggedItem`) under `name`. Each of the three inserts adds only a
+    /// missing key: the first registration of a tag or a name wins.
+    template <class ItemType>
+    void registerItem(const std::string& name) {
+        builders.try_emplace(ItemType::Tag(), std::make_unique<typename ItemType::Builder>());
+        namesToTags.try_emplace(name, ItemType::Tag());
+        tagsToNames.try_emplace(ItemType::Tag(), name);
+    }
+
+    /// Reads one item at the stream's position and leaves the stream behind its payload (the
+    /// unread rest of a known item's payload is skipped). A tag without a builder gives an
+    /// `UnsupportedItem`. Throws ParsingError when the tag or length can't be read, or when a known
+    /// item's payload can't be decoded.
+    std::unique_ptr<Item> build(RDD18StreamReader& reader) const;
+
+    /// The registered name of `tag`, or the empty string.
+    std::string itemName(const rdd18::tag& tag) const;
+};
+
+/// The items of all packs of the stream, in stream order. All or nothing: a broken stream or a
+/// payload its type can't hold gives the empty list, also losing the items that were good. A
+/// stream that simply ends behind a complete pack is no failure. Never throws ParsingError.
+ItemList parseDataForItems(RDD18StreamReader& reader, const ItemFactory& factory);
+
+/// The same over a memory block that holds the stream itself, without packets. Bytes that don't
+/// start a pack key are passed over 16 at a time.
+ItemList parseDataForItems(const unsigned char* data, unsigned long size,
+                           const ItemFactory& factory);
+
+/// The standard table: the 37 lens and camera items.
+ItemFactory standardItemFactory();
+/// The standard table and the 16 items of the Sony flavour (53).
+ItemFactory sonyItemFactory();
+/// The standard table and the 4 items of the Varicam flavour (41).
+ItemFactory varicamItemFactory();
+
+}  // namespace rdd18

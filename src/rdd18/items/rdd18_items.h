@@ -1,0 +1,315 @@
+// RDD 18 items: tags, the item classes, the payload value types and their decoders.
+//
+// Item wire format, inside the value of a pack:
+//   [tag byte 1][tag byte 2][payload length n, 16-bit big-endian][payload, n bytes]
+// Payload numbers are big-endian. The value types keep the wire bytes as they came, in stream
+// order, and convert in `value()`.
+#pragma once
+
+#include <algorithm>
+#include <cassert>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "rdd18/transport/rdd18_stream_reader.h"
+
+namespace rdd18 {
+
+/// A tag: first and second tag byte, in stream order. Ordered by the first byte, then the second.
+using tag = std::pair<unsigned char, unsigned char>;
+
+/// The tag of the two bytes, first byte first.
+constexpr tag make_tag(unsigned char first, unsigned char second) noexcept { return {first, second}; }
+
+/// A broken stream or a payload its type can't hold. Carries nothing.
+class ParsingError {};
+
+/// A fault while building an answer. No operation of the library raises it; the RDD 18 facade
+/// answers an empty dictionary when it arrives.
+class AncillaryDataBuildingError {};
+
+// ---------------------------------------------------------------------------------------------
+// Payload value types
+
+/// Mixin that lets `Derived` convert implicitly to `To` through its `value()`.
+template <class Derived, class To>
+struct ConvertibleTo {
+    operator To() const noexcept { return static_cast<const Derived&>(*this).value(); }
+};
+
+/// Unsigned 16-bit number, 2 wire bytes, big-endian.
+struct Uint16 {
+    unsigned char bytes[2];
+    std::uint16_t value() const noexcept;
+};
+
+/// Signed 16-bit number, 2 wire bytes, big-endian two's complement.
+struct Int16 {
+    unsigned char bytes[2];
+    std::int16_t value() const noexcept;
+};
+
+/// Unsigned 32-bit number, 4 wire bytes, big-endian.
+struct Uint32 : ConvertibleTo<Uint32, unsigned int> {
+    unsigned char bytes[4];
+    std::uint32_t value() const noexcept;
+};
+
+/// One wire byte; true only for the byte 0x01 (0x02 and 0xFF are false).
+struct Boolean {
+    unsigned char byte;
+    bool value() const noexcept { return byte == 1; }
+};
+
+/// Two bytes in stream order, taken as they are.
+struct Label {
+    unsigned char value0;
+    unsigned char value1;
+};
+
+/// A fraction of two `Uint32`: numerator first, then denominator. Never divided.
+struct Rational {
+    Uint32 numerator;
+    Uint32 denominator;
+};
+
+namespace detail {
+
+/// The 16-bit record of `HalfFloatLensSerial`: byte 0 = EEEE MMMM, byte 1 = MMMM MMMM.
+/// A decimal float mantissa x 10^exponent with no sign.
+struct HalfFloatLensSerialBits {
+    unsigned char byte0;
+    unsigned char byte1;
+    static constexpr unsigned kExponentShift = 4;
+    static constexpr unsigned kExponentWidth = 4;
+    static constexpr unsigned kMantissaHighWidth = 4;
+};
+
+/// The 16-bit record of `HalfFloat`: byte 0 = S EEEEE MM, byte 1 = MMMM MMMM. The field widths of
+/// IEEE binary16, but a decimal float: no bias, no hidden bit, no subnormals, no NaN.
+struct HalfFloatBits {
+    unsigned char byte0;
+    unsigned char byte1;
+    static constexpr unsigned kExponentShift = 2;
+    static constexpr unsigned kExponentWidth = 5;
+    static constexpr unsigned kMantissaHighWidth = 2;
+    bool negative() const noexcept { return (byte0 & 0x80) != 0; }
+};
+
+/// Mantissa: the high mantissa bits of byte 0, times 256, plus byte 1.
+template <class Bits>
+unsigned short computeMantissa(Bits bits) noexcept {
+    const unsigned high = bits.byte0 & ((1u << Bits::kMantissaHighWidth) - 1);
+    return static_cast<unsigned short>(high * 256u + bits.byte1);
+}
+
+/// Exponent: the field E read as a plain number, except that its bit 3 counts -8. For the 4-bit
+/// field that is two's complement (-8..7); for the 5-bit field bit 4 keeps +16, giving -8..23.
+template <class Bits>
+short computeExponent(Bits bits) noexcept {
+    const int e = (bits.byte0 >> Bits::kExponentShift) & ((1 << Bits::kExponentWidth) - 1);
+    return static_cast<short>(e - 2 * (e & 0x8));
+}
+
+/// mantissa x 10^exponent, computed in x87 extended precision with `powl` and rounded once to
+/// double. Exact for every value that is exact in 64 significand bits (3e-1 gives 0.3, 1e23
+/// gives 1e23).
+double decimalToDouble(unsigned short mantissa, short exponent) noexcept;
+
+template <class Bits>
+double convertToDouble(Bits bits) noexcept {
+    return decimalToDouble(computeMantissa(bits), computeExponent(bits));
+}
+
+}  // namespace detail
+
+/// Unsigned 16-bit decimal float of lens values; `value()` is never negative.
+struct HalfFloatLensSerial {
+    detail::HalfFloatLensSerialBits bits;
+    double value() const noexcept { return detail::convertToDouble(bits); }
+};
+
+/// Signed 16-bit decimal float, the element of the ASC CDL vector. 80 00 is negative zero.
+struct HalfFloat {
+    detail::HalfFloatBits bits;
+    double value() const noexcept {
+        return detail::convertToDouble(bits) * (bits.negative() ? -1.0 : 1.0);
+    }
+};
+
+/// Raw bytes of a payload.
+using ByteVector = std::vector<unsigned char>;
+
+static_assert(sizeof(Uint16) == 2 && sizeof(Int16) == 2 && sizeof(Uint32) == 4);
+static_assert(sizeof(Boolean) == 1 && sizeof(Label) == 2 && sizeof(Rational) == 8);
+static_assert(sizeof(HalfFloatLensSerial) == 2 && sizeof(HalfFloat) == 2);
+
+// ---------------------------------------------------------------------------------------------
+// Decoders: make_type_from_reader<T>::make(reader, length) reads one T whose item length field
+// is `length`. A payload the type can't hold throws ParsingError; nothing else does.
+
+template <class T>
+struct make_type_from_reader;
+
+namespace detail {
+
+/// Fixed-size rule: ask for min(size, length) bytes straight into the value; anything short of
+/// the type's size (a short stream, or a length below the size) is a ParsingError. A longer
+/// payload leaves its rest in the stream for the caller to skip.
+template <class T>
+struct FixedSizeDecoder {
+    static_assert(std::is_trivially_copyable_v<T>);
+    static T make(RDD18StreamReader& reader, unsigned long length) {
+        T value{};
+        const unsigned long n = std::min<unsigned long>(sizeof(T), length);
+        if (reader.read(reinterpret_cast<unsigned char*>(&value), n) < sizeof(T)) throw ParsingError();
+        return value;
+    }
+};
+
+/// Counted vector rule: [count, Uint32][element size, Uint32][count elements]. The element size
+/// must be the type's, and the elements must fill the payload exactly.
+template <class E>
+struct CountedVectorDecoder {
+    static std::vector<E> make(RDD18StreamReader& reader, unsigned long length);
+};
+
+}  // namespace detail
+
+template <> struct make_type_from_reader<Uint16> : detail::FixedSizeDecoder<Uint16> {};
+template <> struct make_type_from_reader<Int16> : detail::FixedSizeDecoder<Int16> {};
+template <> struct make_type_from_reader<Boolean> : detail::FixedSizeDecoder<Boolean> {};
+template <> struct make_type_from_reader<unsigned char> : detail::FixedSizeDecoder<unsigned char> {};
+template <> struct make_type_from_reader<Label> : detail::FixedSizeDecoder<Label> {};
+template <> struct make_type_from_reader<Rational> : detail::FixedSizeDecoder<Rational> {};
+template <>
+struct make_type_from_reader<HalfFloatLensSerial> : detail::FixedSizeDecoder<HalfFloatLensSerial> {};
+template <> struct make_type_from_reader<HalfFloat> : detail::FixedSizeDecoder<HalfFloat> {};
+
+template <>
+struct make_type_from_reader<Uint32> : detail::FixedSizeDecoder<Uint32> {
+    using detail::FixedSizeDecoder<Uint32>::make;
+    /// One `Uint32` of 4 bytes; the header words of the counted vectors.
+    static Uint32 make(RDD18StreamReader& reader) { return make(reader, sizeof(Uint32)); }
+};
+
+/// String: all `length` bytes are read (short: ParsingError); the text ends at the first zero
+/// byte or at the end. No character conversion happens here.
+template <>
+struct make_type_from_reader<std::string> {
+    static std::string make(RDD18StreamReader& reader, unsigned long length);
+};
+
+/// Byte vector: exactly `length` bytes. Never fails: bytes the stream doesn't have stay zero.
+template <>
+struct make_type_from_reader<ByteVector> {
+    static ByteVector make(RDD18StreamReader& reader, unsigned long length);
+};
+
+template <>
+struct make_type_from_reader<std::vector<Rational>> : detail::CountedVectorDecoder<Rational> {};
+template <>
+struct make_type_from_reader<std::vector<HalfFloat>> : detail::CountedVectorDecoder<HalfFloat> {};
+
+template <class E>
+std::vector<E> detail::CountedVectorDecoder<E>::make(RDD18StreamReader& reader,
+                                                     unsigned long length) {
+    constexpr unsigned long kHeaderSize = 8;
+    if (length < kHeaderSize) throw ParsingError();
+    const std::uint32_t count = make_type_from_reader<Uint32>::make(reader);
+    const std::uint32_t elementSize = make_type_from_reader<Uint32>::make(reader);
+    if (elementSize != sizeof(E)) throw ParsingError();
+    if (std::uint64_t{count} * sizeof(E) != length - kHeaderSize) throw ParsingError();
+    std::vector<E> elements;
+    elements.reserve(count);  // bounded: count * size fits the 16-bit length
+    for (std::uint32_t i = 0; i < count; ++i) {
+        elements.push_back(make_type_from_reader<E>::make(reader, elementSize));
+    }
+    return elements;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Items
+
+/// One metadata item of a parse. Items own their payloads; nothing points into the stream.
+class Item {
+public:
+    virtual rdd18::tag tag() const = 0;
+    virtual ~Item() = default;
+    /// True when the payload was decoded to its type; false for an `UnsupportedItem`.
+    virtual bool isSupported() const = 0;
+    /// Address of the payload value inside the item.
+    virtual const void* payload() const = 0;
+
+    /// The payload as a `T`. Unchecked: the caller knows the type from the tag.
+    template <class T>
+    const T& payloadAs() const {
+        return *static_cast<const T*>(payload());
+    }
+};
+
+/// The items of a parse in stream order; a tag may occur more than once.
+using ItemList = std::vector<std::unique_ptr<Item>>;
+
+/// Creates one kind of item from the stream.
+class ItemBuilder {
+public:
+    virtual ~ItemBuilder() = default;
+    /// Decodes the payload of `length` bytes at the stream's position. Throws ParsingError when the
+    /// payload can't be decoded.
+    virtual std::unique_ptr<Item> build(rdd18::tag tag, RDD18StreamReader& reader,
+                                        unsigned long length) const = 0;
+};
+
+/// An item whose payload type and tag are fixed at compile time: each tag is a class of its own.
+template <class T, unsigned char Tag1, unsigned char Tag2>
+class TaggedItem : public Item {
+public:
+    using PayloadType = T;
+
+    static constexpr rdd18::tag Tag() noexcept { return make_tag(Tag1, Tag2); }
+
+    explicit TaggedItem(T value) : value_(std::move(value)) {}
+
+    rdd18::tag tag() const override { return Tag(); }
+    bool isSupported() const override { return true; }
+    const void* payload() const override { return &value_; }
+    const T& value() const noexcept { return value_; }
+
+    class Builder : public ItemBuilder {
+    public:
+        std::unique_ptr<Item> build(rdd18::tag tag, RDD18StreamReader& reader,
+                                    unsigned long length) const override {
+            assert(tag == make_tag(Tag1, Tag2) && "tag == make_tag(Tag1, Tag2)");
+            (void)tag;
+            return std::make_unique<TaggedItem>(make_type_from_reader<T>::make(reader, length));
+        }
+    };
+
+private:
+    T value_;
+};
+
+/// An item of a tag that the flavour doesn't know: its raw payload bytes and its tag. Bytes that
+/// the stream doesn't have are zero.
+class UnsupportedItem : public Item {
+public:
+    UnsupportedItem(rdd18::tag tag, RDD18StreamReader& reader, unsigned long length)
+        : bytes_(make_type_from_reader<ByteVector>::make(reader, length)), tag_(tag) {}
+
+    rdd18::tag tag() const override { return tag_; }
+    bool isSupported() const override { return false; }
+    /// Address of the `ByteVector` of raw bytes.
+    const void* payload() const override { return &bytes_; }
+    const ByteVector& bytes() const noexcept { return bytes_; }
+
+private:
+    ByteVector bytes_;
+    rdd18::tag tag_;
+};
+
+}  // namespace rdd18

@@ -1,0 +1,85 @@
+#include "rdd18/output/item_translator.h"
+
+namespace rdd18 {
+
+namespace {
+Value rationalValue(const Rational& r) {
+    return Dictionary{{"den", Number::unsignedInt(r.denominator.value())},
+                      {"num", Number::unsignedInt(r.numerator.value())}};
+}
+
+std::string filenameStyleName(unsigned char code) {
+    switch (code) {
+        case 0: return "P2";
+        case 1: return "CINE";
+        default: return "UNKNOWN";
+    }
+}
+}  // namespace
+
+void ItemTranslatorBase::write(rdd18::tag tag, Value value) {
+    result_.set(stringFromLatin1(factory_.itemName(tag)), std::move(value));
+}
+
+void ItemTranslatorBase::translate(rdd18::tag tag, const Uint16& v) {
+    write(tag, Number::integer(v.value()));
+}
+
+void ItemTranslatorBase::translate(rdd18::tag tag, const unsigned char& v) {
+    write(tag, Number::integer(v));
+}
+
+void ItemTranslatorBase::translate(rdd18::tag tag, const Int16& v) {
+    write(tag, Number::shortNumber(v.value()));
+}
+
+void ItemTranslatorBase::translate(rdd18::tag tag, const Uint32& v) {
+    write(tag, Number::unsignedInt(v.value()));
+}
+
+void ItemTranslatorBase::translate(rdd18::tag tag, const Boolean& v) {
+    write(tag, Number::boolean(v.value()));
+}
+
+void ItemTranslatorBase::translate(rdd18::tag tag, const HalfFloatLensSerial& v) {
+    write(tag, Number::doubleNumber(v.value()));
+}
+
+void ItemTranslatorBase::translate(rdd18::tag tag, const std::string& v) {
+    write(tag, stringFromLatin1(v));
+}
+
+void ItemTranslatorBase::translate(rdd18::tag tag, const Label& v) {
+    write(tag, Dictionary{{"value0", Number::unsignedChar(v.value0)},
+                          {"value1", Number::unsignedChar(v.value1)}});
+}
+
+void ItemTranslatorBase::translate(rdd18::tag tag, const Rational& v) { write(tag, rationalValue(v)); }
+
+void ItemTranslatorBase::translate(rdd18::tag tag, const std::vector<Rational>& v) {
+    Array array;
+    array.reserve(v.size());
+    for (const Rational& r : v) array.push_back(rationalValue(r));
+    write(tag, std::move(array));
+}
+
+void ItemTranslatorBase::translate(rdd18::tag tag, const std::vector<HalfFloat>& v) {
+    Array array;
+    array.reserve(v.size());
+    for (const HalfFloat& h : v) array.push_back(Number::doubleNumber(h.value()));
+    write(tag, std::move(array));
+}
+
+void ItemTranslatorBase::translate(rdd18::tag tag, const ByteVector& v) {
+    write(tag, Data(v));
+}
+
+void ItemTranslatorBase::translate(rdd18::tag tag, const VaricamExtendedMetadata& v) {
+    write(tag, Dictionary{{"clipNameValid", Number::unsignedChar(v.clipNameValid)},
+                          {"cameraId", Number::unsignedChar(v.cameraId)},
+                          {"reelCounter", Number::unsignedShort(v.reelCounter.value())},
+                          {"clipCounter", Number::unsignedShort(v.clipCounter.value())},
+                          {"filenameStyle", filenameStyleName(v.filenameStyle)}});
+}
+
+}  // namespace rdd18

@@ -1,0 +1,132 @@
+#include "rdd18/platform/value.h"
+
+#include <algorithm>
+#include <bit>
+#include <stdexcept>
+
+namespace rdd18 {
+
+std::string_view numberKindName(NumberKind kind) noexcept {
+    switch (kind) {
+        case NumberKind::Integer: return "integer";
+        case NumberKind::Short: return "short";
+        case NumberKind::Int: return "int";
+        case NumberKind::UnsignedChar: return "unsigned char";
+        case NumberKind::UnsignedShort: return "unsigned short";
+        case NumberKind::UnsignedInt: return "unsigned int";
+        case NumberKind::UnsignedLong: return "unsigned long";
+        case NumberKind::Bool: return "bool";
+        case NumberKind::Float: return "float";
+        case NumberKind::Double: return "double";
+    }
+    return "unknown";
+}
+
+Number Number::boolean(bool v) noexcept { return Number(NumberKind::Bool, std::uint64_t{v}); }
+
+Number Number::floatNumber(float v) noexcept {
+    return Number(NumberKind::Float, std::uint64_t{std::bit_cast<std::uint32_t>(v)});
+}
+
+Number Number::doubleNumber(double v) noexcept {
+    return Number(NumberKind::Double, std::bit_cast<std::uint64_t>(v));
+}
+
+bool Number::isSigned() const noexcept {
+    return kind_ == NumberKind::Integer || kind_ == NumberKind::Short || kind_ == NumberKind::Int;
+}
+
+bool Number::isUnsigned() const noexcept {
+    return kind_ == NumberKind::UnsignedChar || kind_ == NumberKind::UnsignedShort ||
+           kind_ == NumberKind::UnsignedInt || kind_ == NumberKind::UnsignedLong;
+}
+
+bool Number::isFloating() const noexcept {
+    return kind_ == NumberKind::Float || kind_ == NumberKind::Double;
+}
+
+std::int64_t Number::int64Value() const noexcept {
+    if (isFloating()) return static_cast<std::int64_t>(doubleValue());
+    return static_cast<std::int64_t>(bits_);
+}
+
+std::uint64_t Number::uint64Value() const noexcept {
+    if (isFloating()) return static_cast<std::uint64_t>(doubleValue());
+    return bits_;  // signed kinds convert modulo 2^64, like a cast
+}
+
+float Number::floatValue() const noexcept {
+    if (kind_ == NumberKind::Float) return std::bit_cast<float>(static_cast<std::uint32_t>(bits_));
+    return static_cast<float>(doubleValue());
+}
+
+double Number::doubleValue() const noexcept {
+    if (kind_ == NumberKind::Double) return std::bit_cast<double>(bits_);
+    if (kind_ == NumberKind::Float) return floatValue();
+    if (isSigned()) return static_cast<double>(static_cast<std::int64_t>(bits_));
+    return static_cast<double>(bits_);
+}
+
+bool Number::boolValue() const noexcept {
+    if (isFloating()) return doubleValue() != 0.0;
+    return bits_ != 0;
+}
+
+bool operator==(const Number& a, const Number& b) noexcept {
+    return a.kind_ == b.kind_ && a.bits_ == b.bits_;
+}
+
+Dictionary::Dictionary(std::initializer_list<Entry> entries) {
+    for (const Entry& e : entries) set(e.first, e.second);
+}
+
+namespace {
+struct KeyLess {
+    bool operator()(const Dictionary::Entry& e, std::string_view k) const noexcept {
+        return std::string_view(e.first) < k;
+    }
+};
+}  // namespace
+
+void Dictionary::set(std::string key, Value value) {
+    auto it = std::lower_bound(entries_.begin(), entries_.end(), std::string_view(key), KeyLess{});
+    if (it != entries_.end() && it->first == key) {
+        it->second = std::move(value);
+        return;
+    }
+    entries_.emplace(it, std::move(key), std::move(value));
+}
+
+void Dictionary::addEntries(const Dictionary& other) {
+    for (const Entry& e : other.entries_) set(e.first, e.second);
+}
+
+const Value* Dictionary::find(std::string_view key) const noexcept {
+    auto it = std::lower_bound(entries_.begin(), entries_.end(), key, KeyLess{});
+    if (it != entries_.end() && it->first == key) return &it->second;
+    return nullptr;
+}
+
+const Value& Dictionary::at(std::string_view key) const {
+    if (const Value* v = find(key)) return *v;
+    throw std::out_of_range("rdd18::Dictionary: no entry under key " + std::string(key));
+}
+
+bool operator==(const Dictionary& a, const Dictionary& b) { return a.entries_ == b.entries_; }
+
+std::string stringFromLatin1(const char* bytes, std::size_t size) {
+    std::string out;
+    out.reserve(size);
+    for (std::size_t i = 0; i < size; ++i) {
+        const auto c = static_cast<unsigned char>(bytes[i]);
+        if (c < 0x80) {
+            out.push_back(static_cast<char>(c));
+        } else {
+            out.push_back(static_cast<char>(0xC0 | (c >> 6)));
+            out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+        }
+    }
+    return out;
+}
+
+}  // namespace rdd18

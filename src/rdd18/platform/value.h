@@ -1,0 +1,187 @@
+// The value model of every answer the library gives: numbers that remember their kind, strings,
+// byte data, arrays and dictionaries. Values own their contents; nothing points into the caller's
+// frame buffer.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <exception>
+#include <initializer_list>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace rdd18 {
+
+/// The kind a number was made with. A consumer that asks a number for its kind gets exactly the
+/// kind its constructor named; nothing is widened or narrowed on the way.
+enum class NumberKind : std::uint8_t {
+    Integer,        ///< signed 64-bit (NSInteger)
+    Short,          ///< signed 16-bit
+    Int,            ///< signed 32-bit
+    UnsignedChar,   ///< unsigned 8-bit
+    UnsignedShort,  ///< unsigned 16-bit
+    UnsignedInt,    ///< unsigned 32-bit
+    UnsignedLong,   ///< unsigned 64-bit
+    Bool,
+    Float,          ///< IEEE 754 single precision; NaN and infinity pass unchanged
+    Double,         ///< IEEE 754 double precision; NaN and infinity pass unchanged
+};
+
+/// Name of a kind as used in diagnostics and tool output ("integer", "unsigned int", ...).
+std::string_view numberKindName(NumberKind kind) noexcept;
+
+/// A number with its kind. Construct it with the named factory of its kind.
+class Number {
+public:
+    static Number integer(std::int64_t v) noexcept { return Number(NumberKind::Integer, v); }
+    static Number shortNumber(std::int16_t v) noexcept { return Number(NumberKind::Short, std::int64_t{v}); }
+    static Number intNumber(std::int32_t v) noexcept { return Number(NumberKind::Int, std::int64_t{v}); }
+    static Number unsignedChar(std::uint8_t v) noexcept {
+        return Number(NumberKind::UnsignedChar, std::uint64_t{v});
+    }
+    static Number unsignedShort(std::uint16_t v) noexcept {
+        return Number(NumberKind::UnsignedShort, std::uint64_t{v});
+    }
+    static Number unsignedInt(std::uint32_t v) noexcept {
+        return Number(NumberKind::UnsignedInt, std::uint64_t{v});
+    }
+    static Number unsignedLong(std::uint64_t v) noexcept {
+        return Number(NumberKind::UnsignedLong, v);
+    }
+    static Number boolean(bool v) noexcept;
+    static Number floatNumber(float v) noexcept;
+    static Number doubleNumber(double v) noexcept;
+
+    NumberKind kind() const noexcept { return kind_; }
+    bool isSigned() const noexcept;    ///< Integer, Short, Int
+    bool isUnsigned() const noexcept;  ///< UnsignedChar .. UnsignedLong
+    bool isFloating() const noexcept;  ///< Float, Double
+
+    /// Exact value of a signed kind (also of Bool: 0 or 1). Unsigned and floating kinds convert
+    /// as a C++ cast would; ask `kind()` first when exactness matters.
+    std::int64_t int64Value() const noexcept;
+    /// Exact value of an unsigned kind (also of Bool).
+    std::uint64_t uint64Value() const noexcept;
+    /// The float of a Float number, exactly; other kinds convert.
+    float floatValue() const noexcept;
+    /// The double of a Double number, exactly; a Float widens exactly; integers convert.
+    double doubleValue() const noexcept;
+    bool boolValue() const noexcept;
+
+    /// Equal when kind and stored bits are equal: NaN equals a NaN of the same bits, and -0.0
+    /// differs from +0.0. This is the equality of "exact to the last bit".
+    friend bool operator==(const Number& a, const Number& b) noexcept;
+
+private:
+    Number(NumberKind k, std::int64_t v) noexcept : kind_(k), bits_(static_cast<std::uint64_t>(v)) {}
+    Number(NumberKind k, std::uint64_t v) noexcept : kind_(k), bits_(v) {}
+
+    NumberKind kind_;
+    // Signed kinds: two's complement of the value. Unsigned kinds and Bool: the value. Float: the
+    // 32 bits of the float in the low half. Double: the 64 bits of the double.
+    std::uint64_t bits_;
+};
+
+/// An owned byte buffer (the data object of an answer).
+struct Data {
+    std::vector<unsigned char> bytes;
+
+    Data() = default;
+    explicit Data(std::vector<unsigned char> b) : bytes(std::move(b)) {}
+    Data(const unsigned char* p, std::size_t n) : bytes(p, p + n) {}
+    std::size_t size() const noexcept { return bytes.size(); }
+    friend bool operator==(const Data&, const Data&) = default;
+};
+
+class Value;
+
+/// An ordered list of values.
+using Array = std::vector<Value>;
+
+/// A dictionary from string keys to values. Setting a key replaces its entry. Iteration runs in
+/// ascending byte order of the keys, so output built from a dictionary is stable; the order has
+/// no other meaning.
+class Dictionary {
+public:
+    using Entry = std::pair<std::string, Value>;
+    using const_iterator = std::vector<Entry>::const_iterator;
+
+    Dictionary() = default;
+    Dictionary(std::initializer_list<Entry> entries);
+
+    /// Sets `value` under `key`, replacing an entry under the same key.
+    void set(std::string key, Value value);
+    /// Merges all entries of `other`; its entries replace entries under the same keys.
+    void addEntries(const Dictionary& other);
+
+    /// The value under `key`, or null when there is none.
+    const Value* find(std::string_view key) const noexcept;
+    bool contains(std::string_view key) const noexcept { return find(key) != nullptr; }
+    /// The value under `key`; throws std::out_of_range when there is none.
+    const Value& at(std::string_view key) const;
+
+    std::size_t size() const noexcept { return entries_.size(); }
+    bool empty() const noexcept { return entries_.empty(); }
+    void reserve(std::size_t n) { entries_.reserve(n); }
+    const_iterator begin() const noexcept { return entries_.begin(); }
+    const_iterator end() const noexcept { return entries_.end(); }
+
+    friend bool operator==(const Dictionary& a, const Dictionary& b);
+
+private:
+    std::vector<Entry> entries_;  // sorted by key, keys unique
+};
+
+/// Thrown by the typed accessors of `Value` when the value is of another kind.
+class BadValueAccess : public std::exception {
+public:
+    const char* what() const noexcept override { return "rdd18::Value: wrong kind of value"; }
+};
+
+/// One value of an answer: a number, a string (UTF-8), data, an array or a dictionary.
+class Value {
+public:
+    Value(Number n) : v_(n) {}
+    Value(std::string s) : v_(std::move(s)) {}
+    Value(Data d) : v_(std::move(d)) {}
+    Value(Array a) : v_(std::move(a)) {}
+    Value(Dictionary d) : v_(std::move(d)) {}
+
+    bool isNumber() const noexcept { return std::holds_alternative<Number>(v_); }
+    bool isString() const noexcept { return std::holds_alternative<std::string>(v_); }
+    bool isData() const noexcept { return std::holds_alternative<Data>(v_); }
+    bool isArray() const noexcept { return std::holds_alternative<Array>(v_); }
+    bool isDictionary() const noexcept { return std::holds_alternative<Dictionary>(v_); }
+
+    /// Typed access; each throws `BadValueAccess` when the value is of another kind.
+    const Number& number() const { return get<Number>(); }
+    const std::string& string() const { return get<std::string>(); }
+    const Data& data() const { return get<Data>(); }
+    const Array& array() const { return get<Array>(); }
+    const Dictionary& dictionary() const { return get<Dictionary>(); }
+
+    /// The underlying variant, for `std::visit`.
+    const auto& variant() const noexcept { return v_; }
+
+    friend bool operator==(const Value& a, const Value& b) { return a.v_ == b.v_; }
+
+private:
+    template <class T>
+    const T& get() const {
+        if (const T* p = std::get_if<T>(&v_)) return *p;
+        throw BadValueAccess();
+    }
+
+    std::variant<Number, std::string, Data, Array, Dictionary> v_;
+};
+
+/// Text from 8-bit characters: bytes 0x00-0x7F are themselves, bytes 0x80-0xFF are taken as
+/// ISO 8859-1 (Latin-1) and stored as their UTF-8 form. Nothing is dropped; the conversion stops
+/// at `size` and not at a NUL.
+std::string stringFromLatin1(const char* bytes, std::size_t size);
+inline std::string stringFromLatin1(std::string_view s) { return stringFromLatin1(s.data(), s.size()); }
+
+}  // namespace rdd18

@@ -1,0 +1,78 @@
+// One ancillary packet of a frame buffer, and the sources that find packets in a buffer.
+//
+// Buffer layout (ST 291 reduced to 8-bit bytes), packets back to back:
+//   [flag: 00 FF FF or 04 FB FB, only when the buffer carries flags] DID SDID DC payload[DC] checksum
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace rdd18 {
+
+/// Whether each packet of a buffer is preceded by the 3-byte ancillary data flag. Only the value 1
+/// means "with flags"; every other value reads the buffer as having none.
+enum AncillaryDataBufferContainsFlags : unsigned char {
+    AncillaryDataBufferWithoutFlags = 0,
+    AncillaryDataBufferWithFlags = 1,
+};
+
+namespace utils {
+
+/// A packet as found in the caller's buffer. It borrows `payload`; the buffer must outlive it.
+/// A zeroed packet (size 0, null payload) stands for "no packet yet".
+struct AncillaryPacket {
+    std::uint8_t did = 0;
+    std::uint8_t sdid = 0;
+    std::uint8_t size = 0;  ///< the DC byte: number of payload bytes
+    const unsigned char* payload = nullptr;
+    std::uint8_t checksum = 0;  ///< the byte behind the payload, stored unchanged, never checked
+
+    unsigned long payloadSize() const noexcept { return size; }
+};
+
+}  // namespace utils
+
+/// An abstract source of packets.
+class AncillaryDataReader {
+public:
+    /// The next packet, or nothing when this call found none (the walk may still go on while
+    /// `hasNextPacket()` is true).
+    virtual std::optional<utils::AncillaryPacket> readNextPacket() = 0;
+    /// True while there are unread bytes.
+    virtual bool hasNextPacket() = 0;
+
+protected:
+    ~AncillaryDataReader() = default;
+};
+
+/// Walks a memory buffer of packets. It borrows the buffer, which must outlive the reader and every
+/// packet taken from it. The walk allocates nothing and never reads outside [data, data + size).
+///
+/// Bad input: bytes that don't fit a packet are skipped as the wire rules say. A flag that matches
+/// neither pattern costs 3 bytes and the walk goes on 3 bytes further; fewer bytes left than a
+/// minimal packet, or a DC that runs past the end, end the walk.
+class AncillaryDataBufferReader : public virtual AncillaryDataReader {
+public:
+    AncillaryDataBufferReader(const unsigned char* data, unsigned long size,
+                              AncillaryDataBufferContainsFlags flags) noexcept;
+
+    std::optional<utils::AncillaryPacket> readNextPacket() override;
+    bool hasNextPacket() override;
+
+    /// Bytes between the cursor and the end of the buffer.
+    unsigned long remainingBufferSize() const noexcept;
+
+private:
+    std::uint64_t size_;
+    const unsigned char* cursor_;
+    const unsigned char* start_;
+    AncillaryDataBufferContainsFlags flags_;
+};
+
+/// All packets of a buffer, in buffer order, walked as `AncillaryDataBufferReader` walks them.
+/// The packets point into `data`. Never throws but for allocation failure.
+std::vector<utils::AncillaryPacket> packetsFromData(const unsigned char* data, unsigned long size,
+                                                    AncillaryDataBufferContainsFlags flags);
+
+}  // namespace rdd18

@@ -1,0 +1,166 @@
+// Byte streams: the abstract reader, a reader over a memory block, and the reader that joins the
+// payloads of packets of one kind into a stream.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+
+#include "rdd18/transport/ancillary_packet.h"
+
+namespace rdd18::utils {
+
+/// An abstract byte stream.
+class Reader {
+public:
+    /// Copies up to `count` bytes to `buffer`; returns how many it delivered. Fewer than `count`
+    /// means the stream has run out.
+    virtual unsigned long read(unsigned char* buffer, unsigned long count) = 0;
+    /// Stream bytes consumed so far. Only differences of it have meaning.
+    virtual unsigned long position() = 0;
+    /// Passes over up to `count` bytes; returns how many it passed.
+    virtual unsigned long skip(unsigned long count) = 0;
+    /// True when no further byte can be delivered. May fetch the next packet of a packet stream.
+    virtual bool isAtEnd() = 0;
+
+protected:
+    ~Reader() = default;
+};
+
+/// The four stream operations over a memory block that the reader borrows. Reads never go past
+/// `data + size`.
+template <class T>
+class BufferReader : public virtual T {
+public:
+    BufferReader(const unsigned char* data, unsigned long size) noexcept
+        : data_(data), size_(data ? size : 0) {}
+
+    unsigned long read(unsigned char* buffer, unsigned long count) override {
+        const unsigned long n = available(count);
+        if (n) std::memcpy(buffer, data_ + position_, n);
+        position_ += n;
+        return n;
+    }
+    unsigned long position() override { return position_; }
+    unsigned long skip(unsigned long count) override {
+        const unsigned long n = available(count);
+        position_ += n;
+        return n;
+    }
+    bool isAtEnd() override { return position_ >= size_; }
+
+private:
+    unsigned long available(unsigned long count) const noexcept {
+        return static_cast<unsigned long>(std::min<std::uint64_t>(size_ - position_, count));
+    }
+
+    const unsigned char* data_;
+    std::uint64_t size_;
+    std::uint64_t position_ = 0;
+};
+
+/// Joins the packets of one kind into a byte stream. A derived class says which packets belong
+/// (`doesAcceptPacket`) and where the stream bytes of a packet start (`readHeaderOfPacket`); the
+/// position, skipping, joining and end detection are the same for every kind of stream.
+///
+/// The stream has two states. It starts valid; `invalidateStream` (called by a derived class that
+/// finds the packet sequence broken) ends it for good: no further packet is fetched, `isAtEnd` is
+/// true, and `read` delivers only what is left of the current packet.
+///
+/// Nothing here allocates; the only copy of stream bytes is into the caller's destination.
+template <class T>
+class AncillaryPackagedDataStreamReader : public virtual T {
+public:
+    explicit AncillaryPackagedDataStreamReader(AncillaryDataReader& source) noexcept
+        : source_(source) {}
+
+    /// Copies up to `count` bytes, moving on through accepted packets as needed. A read that comes
+    /// up short delivers what there was and moves the packet offset, but leaves `position()`.
+    unsigned long read(unsigned char* buffer, unsigned long count) override {
+        unsigned long total = 0;
+        while (total < count) {
+            const unsigned long n = readFromCurrentPacket(buffer + total, count - total);
+            if (n == 0) return total;
+            total += n;
+        }
+        streamPosition_ += total;
+        return total;
+    }
+
+    unsigned long position() override { return static_cast<unsigned long>(streamPosition_); }
+
+    /// Passes over up to `count` bytes without touching them; `position()` grows by what was
+    /// really passed, which is also the result.
+    unsigned long skip(unsigned long count) override {
+        unsigned long total = 0;
+        while (total < count) {
+            const unsigned long n = std::min(bytesLeftInPacket(), count - total);
+            packetOffset_ += n;
+            total += n;
+            if (total < count && !readNextMatchingPacket()) break;
+        }
+        streamPosition_ += total;
+        return total;
+    }
+
+    bool isAtEnd() override {
+        if (!valid_) return true;
+        if (packetOffset_ < currentPacket_.payloadSize()) return false;
+        return !readNextMatchingPacket();
+    }
+
+    /// Passes over the rest of the current packet's stream bytes, and never beyond it. Does
+    /// nothing before the first packet has been fetched.
+    virtual void discardRestOfPacket() {
+        if (packetOffset_ > 0) this->skip(bytesLeftInPacket());
+    }
+
+    /// True when the packet belongs to this stream. Must not change the stream.
+    virtual bool doesAcceptPacket(const AncillaryPacket& packet) = 0;
+
+    /// Interprets the header of an accepted packet: the payload offset of its first stream byte,
+    /// or a negative number when the packet contributes nothing.
+    virtual std::int64_t readHeaderOfPacket(const AncillaryPacket& packet) = 0;
+
+    /// Copies up to `count` bytes from the current packet, fetching the next accepted packet first
+    /// when the current one is used up. Returns 0 when there is nothing more.
+    unsigned long readFromCurrentPacket(unsigned char* buffer, unsigned long count) {
+        if (packetOffset_ >= currentPacket_.payloadSize() && !readNextMatchingPacket()) return 0;
+        const unsigned long n = std::min(bytesLeftInPacket(), count);
+        std::memcpy(buffer, currentPacket_.payload + packetOffset_, n);
+        packetOffset_ += n;
+        return n;
+    }
+
+    /// Moves on to the next accepted packet that holds stream bytes. A packet whose header is
+    /// accepted but that holds no stream bytes is taken up on the way.
+    bool readNextMatchingPacket() {
+        while (valid_ && source_.hasNextPacket()) {
+            const std::optional<AncillaryPacket> packet = source_.readNextPacket();
+            if (!packet || !doesAcceptPacket(*packet)) continue;
+            const std::int64_t offset = readHeaderOfPacket(*packet);
+            if (offset < 0) continue;
+            currentPacket_ = *packet;
+            packetOffset_ = static_cast<std::uint64_t>(offset);
+            if (currentPacket_.payloadSize() > packetOffset_) return true;
+        }
+        return false;
+    }
+
+    /// Ends the stream for good; called by a derived class from `readHeaderOfPacket`.
+    void invalidateStream() noexcept { valid_ = false; }
+
+private:
+    unsigned long bytesLeftInPacket() const noexcept {
+        const std::uint64_t size = currentPacket_.payloadSize();
+        return packetOffset_ < size ? static_cast<unsigned long>(size - packetOffset_) : 0;
+    }
+
+    AncillaryDataReader& source_;
+    AncillaryPacket currentPacket_{};
+    std::uint64_t streamPosition_ = 0;
+    std::uint64_t packetOffset_ = 0;
+    bool valid_ = true;
+};
+
+}  // namespace rdd18::utils
