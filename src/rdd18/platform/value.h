@@ -146,6 +146,7 @@ class Value {
 public:
     Value(Number n) : v_(n) {}
     Value(std::string s) : v_(std::move(s)) {}
+    Value(const char* s) : v_(std::string(s)) {}
     Value(Data d) : v_(std::move(d)) {}
     Value(Array a) : v_(std::move(a)) {}
     Value(Dictionary d) : v_(std::move(d)) {}
