@@ -123,11 +123,12 @@ public:
     /// The value under `key`; throws std::out_of_range when there is none.
     const Value& at(std::string_view key) const;
 
-    std::size_t size() const noexcept { return entries_.size(); }
-    bool empty() const noexcept { return entries_.empty(); }
-    void reserve(std::size_t n) { entries_.reserve(n); }
-    const_iterator begin() const noexcept { return entries_.begin(); }
-    const_iterator end() const noexcept { return entries_.end(); }
+    // Defined below `Value`: the entries' type is complete only there.
+    std::size_t size() const noexcept;
+    bool empty() const noexcept;
+    void reserve(std::size_t n);
+    const_iterator begin() const noexcept;
+    const_iterator end() const noexcept;
 
     friend bool operator==(const Dictionary& a, const Dictionary& b);
 
@@ -178,6 +179,12 @@ private:
 
     std::variant<Number, std::string, Data, Array, Dictionary> v_;
 };
+
+inline std::size_t Dictionary::size() const noexcept { return entries_.size(); }
+inline bool Dictionary::empty() const noexcept { return entries_.empty(); }
+inline void Dictionary::reserve(std::size_t n) { entries_.reserve(n); }
+inline Dictionary::const_iterator Dictionary::begin() const noexcept { return entries_.begin(); }
+inline Dictionary::const_iterator Dictionary::end() const noexcept { return entries_.end(); }
 
 /// Text from 8-bit characters: bytes 0x00-0x7F are themselves, bytes 0x80-0xFF are taken as
 /// ISO 8859-1 (Latin-1) and stored as their UTF-8 form. Nothing is dropped; the conversion stops
