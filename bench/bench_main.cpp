@@ -1,0 +1,116 @@
+// The benchmark program: runs the benchmarks and, on the console, closes with each measured
+// figure as a ratio to its floor (memcpy for the stream join, the directly built answer for the
+// facades), all from the same run. With repetitions the medians are compared.
+#include <benchmark/benchmark.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+struct Pairing {
+    const char* measured;
+    const char* floor;
+    bool throughput;  ///< compare as throughput (floor time / time) rather than cost (time / floor)
+    const char* target;
+};
+
+// Benchmarks absent from the run (filtered out, or failed) are left out of the table.
+const Pairing kPairings[] = {
+    {"BM_StreamJoin/payload:255", "BM_StreamMemcpy/payload:255", true, ">= 0.5"},
+    {"BM_StreamJoin/payload:32", "BM_StreamMemcpy/payload:32", true, ""},
+    {"BM_StreamJoinSmallReads/payload:255", "BM_StreamMemcpy/payload:255", true, ""},
+    {"BM_StreamJoinSmallReads/payload:32", "BM_StreamMemcpy/payload:32", true, ""},
+    {"BM_RDD18Parse/standard", "BM_RDD18Answer/standard", false, "<= 1.5"},
+    {"BM_RDD18Parse/varicam", "BM_RDD18Answer/varicam", false, "<= 1.5"},
+    {"BM_RDD18Parse/sony", "BM_RDD18Answer/sony", false, "<= 1.5"},
+    {"BM_ArriParse/typical", "BM_ArriAnswer/typical", false, "<= 1.5"},
+    {"BM_ArriTranslate/typical", "BM_ArriAnswer/typical", false, "<= 1.5"},
+};
+
+class RatioReporter : public benchmark::ConsoleReporter {
+  public:
+    using benchmark::ConsoleReporter::ConsoleReporter;
+
+    void ReportRuns(const std::vector<Run>& runs) override {
+        benchmark::ConsoleReporter::ReportRuns(runs);
+        for (const Run& run : runs) {
+            if (run.error_occurred) continue;
+            const std::string name = run.run_name.str();
+            if (run.run_type == Run::RT_Aggregate) {
+                if (run.aggregate_name == "median") medians_[name] = run.GetAdjustedRealTime();
+            } else {
+                singles_[name] = run.GetAdjustedRealTime();
+            }
+        }
+    }
+
+    void Finalize() override {
+        benchmark::ConsoleReporter::Finalize();
+        bool header = false;
+        for (const Pairing& p : kPairings) {
+            const double* measured = time(p.measured);
+            const double* floor = time(p.floor);
+            if (!measured || !floor || *measured <= 0 || *floor <= 0) continue;
+            if (!header) {
+                std::printf("\n%-40s %-30s %8s  %s\n", "measured", "floor", "ratio", "target");
+                header = true;
+            }
+            const double ratio = p.throughput ? *floor / *measured : *measured / *floor;
+            std::printf("%-40s %-30s %7.2fx  %s%s\n", p.measured, p.floor, ratio, p.target,
+                        p.throughput ? " (throughput)" : (*p.target ? " (cost)" : ""));
+        }
+        std::fflush(stdout);
+    }
+
+  private:
+    const double* time(const std::string& name) const {
+        if (auto it = medians_.find(name); it != medians_.end()) return &it->second;
+        if (auto it = singles_.find(name); it != singles_.end()) return &it->second;
+        return nullptr;
+    }
+
+    std::map<std::string, double> medians_;
+    std::map<std::string, double> singles_;
+};
+
+bool consoleFormat(int argc, char** argv) {
+    for (int i = 1; i < argc; ++i) {
+        const std::string_view arg = argv[i];
+        if (arg.starts_with("--benchmark_format=") && arg != "--benchmark_format=console") {
+            return false;
+        }
+    }
+    return true;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const bool console = consoleFormat(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+#if defined(__clang__)
+    benchmark::AddCustomContext("compiler", "clang " __clang_version__);
+#elif defined(__GNUC__)
+    benchmark::AddCustomContext("compiler", "g++ " __VERSION__);
+#endif
+#if defined(NDEBUG)
+    benchmark::AddCustomContext("assertions", "off");
+#else
+    benchmark::AddCustomContext("assertions", "on: not a release build, figures are not final");
+#endif
+    if (console) {
+        RatioReporter reporter(isatty(STDOUT_FILENO) ? benchmark::ConsoleReporter::OO_Color
+                                                     : benchmark::ConsoleReporter::OO_None);
+        benchmark::RunSpecifiedBenchmarks(&reporter);
+    } else {
+        benchmark::RunSpecifiedBenchmarks();
+    }
+    benchmark::Shutdown();
+    return 0;
+}

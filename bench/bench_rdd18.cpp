@@ -1,0 +1,105 @@
+// The RDD 18 facade: a typical frame of each flavour, the same answer built directly from known
+// values (the floor of the facade), parser creation, and frames of 1 to 255 packets.
+#include <benchmark/benchmark.h>
+
+#include <cstdint>
+#include <memory>
+
+#include "bench_support.h"
+#include "rdd18/output/VLRDD18Parser.h"
+#include "rdd18_frames.h"
+
+namespace velmora::bench {
+namespace {
+
+using rdd18::Dictionary;
+
+void BM_RDD18Parse(benchmark::State& state, int flavour) {
+    const std::vector<ItemSample> items = typicalItems(flavour);
+    const RDD18Frame frame = frameOf(items);
+    const VLRDD18Parser parser(flavour);
+    if (parser.parseData(frame.bytes) != buildAnswer(items)) {
+        state.SkipWithError("the parse differs from the expected answer");
+        return;
+    }
+    AllocationTally allocations;
+    for (auto _ : state) {
+        allocations.begin();
+        {
+            Dictionary answer = parser.parseData(frame.bytes);
+            benchmark::DoNotOptimize(answer);
+        }
+        allocations.end();
+    }
+    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * frame.items));
+    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * frame.bytes.size()));
+    state.counters["packets"] = static_cast<double>(frame.packets);
+    allocations.report(state);
+}
+BENCHMARK_CAPTURE(BM_RDD18Parse, standard, kStandard);
+BENCHMARK_CAPTURE(BM_RDD18Parse, varicam, kVaricam);
+BENCHMARK_CAPTURE(BM_RDD18Parse, sony, kSony);
+
+// The floor: the same dictionary, made with the value model's constructors from the values the
+// frame carries, in stream order.
+void BM_RDD18Answer(benchmark::State& state, int flavour) {
+    const std::vector<ItemSample> items = typicalItems(flavour);
+    AllocationTally allocations;
+    for (auto _ : state) {
+        allocations.begin();
+        {
+            Dictionary answer = buildAnswer(items);
+            benchmark::DoNotOptimize(answer);
+        }
+        allocations.end();
+    }
+    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * items.size()));
+    allocations.report(state);
+}
+BENCHMARK_CAPTURE(BM_RDD18Answer, standard, kStandard);
+BENCHMARK_CAPTURE(BM_RDD18Answer, varicam, kVaricam);
+BENCHMARK_CAPTURE(BM_RDD18Answer, sony, kSony);
+
+// What a parser costs to make: the flavour's factory is built here, once per parser, and never
+// per frame.
+void BM_RDD18ParserCreate(benchmark::State& state, int flavour) {
+    AllocationTally allocations;
+    for (auto _ : state) {
+        allocations.begin();
+        {
+            auto parser = std::make_unique<VLRDD18Parser>(flavour);
+            benchmark::DoNotOptimize(parser.get());
+        }
+        allocations.end();
+    }
+    allocations.report(state, "allocs/parser");
+}
+BENCHMARK_CAPTURE(BM_RDD18ParserCreate, standard, kStandard);
+BENCHMARK_CAPTURE(BM_RDD18ParserCreate, sony, kSony);
+
+// Frames of 1, 16 and 255 full packets: the cost per stream byte should stay the same.
+void BM_RDD18Scaling(benchmark::State& state) {
+    const RDD18Frame frame = filledFrame(static_cast<std::size_t>(state.range(0)));
+    const VLRDD18Parser parser(kStandard);
+    if (parser.parseData(frame.bytes).empty()) {
+        state.SkipWithError("the frame gave no answer");
+        return;
+    }
+    AllocationTally allocations;
+    for (auto _ : state) {
+        allocations.begin();
+        {
+            Dictionary answer = parser.parseData(frame.bytes);
+            benchmark::DoNotOptimize(answer);
+        }
+        allocations.end();
+    }
+    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * frame.streamBytes));
+    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * frame.items));
+    state.counters["items"] = static_cast<double>(frame.items);
+    allocations.report(state);
+}
+BENCHMARK(BM_RDD18Scaling)->ArgName("packets")->Arg(1)->Arg(16)->Arg(255);
+
+}  // namespace
+}  // namespace velmora::bench
