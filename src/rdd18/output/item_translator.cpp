@@ -1,5 +1,7 @@
 #include "rdd18/output/item_translator.h"
 
+#include <string_view>
+
 namespace rdd18 {
 
 namespace {
@@ -18,7 +20,12 @@ std::string filenameStyleName(unsigned char code) {
 }  // namespace
 
 void ItemTranslatorBase::write(rdd18::tag tag, Value value) {
-    result_.set(stringFromLatin1(factory_.itemName(tag)), std::move(value));
+    // The key is converted straight from the factory's name (what itemName would copy out, the
+    // empty text for an unnamed tag), so each entry costs one key string and not two.
+    const auto name = factory_.tagsToNames.find(tag);
+    const std::string_view text =
+        name == factory_.tagsToNames.end() ? std::string_view() : std::string_view(name->second);
+    result_.set(stringFromLatin1(text), std::move(value));
 }
 
 void ItemTranslatorBase::translate(rdd18::tag tag, const Uint16& v) {
