@@ -115,8 +115,13 @@ const Value& Dictionary::at(std::string_view key) const {
 bool operator==(const Dictionary& a, const Dictionary& b) { return a.entries_ == b.entries_; }
 
 std::string stringFromLatin1(const char* bytes, std::size_t size) {
+    // Bytes 0x00-0x7F are the same in both encodings: text without a high byte (item names, most
+    // payloads) is copied whole.
+    std::size_t high = 0;
+    for (std::size_t i = 0; i < size; ++i) high += static_cast<unsigned char>(bytes[i]) >> 7;
+    if (high == 0) return size == 0 ? std::string() : std::string(bytes, size);
     std::string out;
-    out.reserve(size);
+    out.reserve(size + high);
     for (std::size_t i = 0; i < size; ++i) {
         const auto c = static_cast<unsigned char>(bytes[i]);
         if (c < 0x80) {
