@@ -77,6 +77,7 @@ bool operator==(const Number& a, const Number& b) noexcept {
 }
 
 Dictionary::Dictionary(std::initializer_list<Entry> entries) {
+    entries_.reserve(entries.size());
     for (const Entry& e : entries) set(e.first, e.second);
 }
 
@@ -89,6 +90,11 @@ struct KeyLess {
 }  // namespace
 
 void Dictionary::set(std::string key, Value value) {
+    // Keys that come in ascending order (a literal dictionary, a copy) are appended at once.
+    if (entries_.empty() || entries_.back().first < key) {
+        entries_.emplace_back(std::move(key), std::move(value));
+        return;
+    }
     auto it = std::lower_bound(entries_.begin(), entries_.end(), std::string_view(key), KeyLess{});
     if (it != entries_.end() && it->first == key) {
         it->second = std::move(value);
