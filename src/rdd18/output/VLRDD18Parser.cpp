@@ -1,5 +1,6 @@
 #include "rdd18/output/VLRDD18Parser.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
 
@@ -25,6 +26,9 @@ std::function<Dictionary(RDD18StreamReader&)> makeBuilder(const ItemFactory* fac
         try {
             const ItemList items = parseDataForItems(reader, *factory);
             Dictionary result;
+            // One entry per item in a frame without repeats; never more than the flavour has
+            // names for when a frame repeats its items, so a long frame holds no idle room.
+            result.reserve(std::min(items.size(), factory->tagsToNames.size()));
             ItemTranslator<Table> translator(*factory, result);
             for (const auto& item : items) {
                 const rdd18::tag tag = item->tag();
