@@ -1,0 +1,67 @@
+#!/usr/bin/env bash
+# Builds the "fuzz" preset (clang, libFuzzer, AddressSanitizer + UndefinedBehaviorSanitizer) and
+# runs every fuzz target, one after the other, for a number of seconds each, with the dictionary,
+# the seed corpus, the committed regression inputs and the samples. Fails on any crash, sanitizer
+# report, timeout or broken invariant; the input that did it is kept under
+# build/fuzz/fuzz-work/artifacts/<target>/.
+#
+#   scripts/fuzz.sh [seconds per target, default 30] [target...]
+#   scripts/fuzz.sh 600                  # the longer run
+#   scripts/fuzz.sh 60 rdd18_sony        # one target
+#
+# The corpus each target grows is kept in build/fuzz/fuzz-work/corpus/<target>/ and reused by the
+# next run. Extra libFuzzer options can be given in VELMORA_FUZZ_OPTIONS.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+seconds=${1:-30}
+[ $# -gt 0 ] && shift
+case $seconds in '' | *[!0-9]*) echo "usage: $0 [seconds] [target...]" >&2; exit 2 ;; esac
+
+cmake --preset fuzz >/dev/null
+cmake --build --preset fuzz -j 2
+
+bin=build/fuzz/fuzz
+work=build/fuzz/fuzz-work
+if [ $# -gt 0 ]; then
+  targets=("$@")
+else
+  mapfile -t targets < "$bin/targets.txt"
+fi
+
+export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1:allocator_may_return_null=0}
+export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
+
+failed=()
+summary=()
+for t in "${targets[@]}"; do
+  exe="$bin/fuzz_$t"
+  [ -x "$exe" ] || { echo "no fuzz target '$t'" >&2; exit 2; }
+  mkdir -p "$work/corpus/$t" "$work/artifacts/$t" "$work/logs"
+  inputs=("$work/corpus/$t" "$bin/corpus/$t")
+  [ -d "fuzz/regressions/$t" ] && inputs+=("fuzz/regressions/$t")
+  [ -n "$(ls -A samples 2>/dev/null)" ] && inputs+=(samples)
+  log="$work/logs/$t.log"
+  echo "==== fuzz_$t: ${seconds}s"
+  # shellcheck disable=SC2086 # VELMORA_FUZZ_OPTIONS is a list of options
+  if "$exe" -max_total_time="$seconds" -dict=fuzz/velmora.dict -timeout=25 -rss_limit_mb=8192 \
+      -print_final_stats=1 -artifact_prefix="$work/artifacts/$t/" ${VELMORA_FUZZ_OPTIONS:-} \
+      "${inputs[@]}" >"$log" 2>&1; then
+    status=ok
+  else
+    status=FAILED
+    failed+=("$t")
+    tail -n 60 "$log"
+  fi
+  runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log" | tail -n 1)
+  cov=$(grep -o 'cov: [0-9]* ft: [0-9]*' "$log" | tail -n 1)
+  summary+=("$(printf '%-18s %-7s runs: %-10s %s' "$t" "$status" "${runs:-?}" "${cov:-}")")
+done
+
+echo
+echo "==== fuzzing summary (${seconds}s per target; logs in $work/logs)"
+printf '%s\n' "${summary[@]}"
+if [ ${#failed[@]} -gt 0 ]; then
+  echo "failed: ${failed[*]} (inputs in $work/artifacts/)" >&2
+  exit 1
+fi
