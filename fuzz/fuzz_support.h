@@ -42,7 +42,7 @@ using Bytes = std::vector<unsigned char>;
 /// The fuzzer's bytes copied into a heap block of exactly their size, so that AddressSanitizer
 /// reports a read one byte past the end (libFuzzer's own buffer may have slack behind it).
 class InputCopy {
-public:
+  public:
     InputCopy(const std::uint8_t* data, std::size_t size)
         : bytes_(new unsigned char[size]), size_(size) {
         if (size) std::memcpy(bytes_.get(), data, size);
@@ -55,7 +55,7 @@ public:
         return i < size_ ? bytes_[size_ - 1 - i] : fallback;
     }
 
-private:
+  private:
     std::unique_ptr<unsigned char[]> bytes_;
     std::size_t size_;
 };
@@ -132,17 +132,27 @@ inline Bytes foreignPacket(std::uint8_t did, std::uint8_t sdid, std::size_t minP
     std::uint8_t d = did, s = sdid;
     std::size_t maxPayload = 255;
     switch (selector % 5) {
-        case 0: maxPayload = minPayload - 1; break;   // our own kind, too short to be taken
-        case 1: s = static_cast<std::uint8_t>(sdid + 1); break;
-        case 2: d = static_cast<std::uint8_t>(did + 1); break;
-        case 3: d = 0x43 + 0x44 - did; s = 0x05 + 0x04 - sdid; break;  // the other format's kind
+        case 0:
+            maxPayload = minPayload - 1;
+            break;  // our own kind, too short to be taken
+        case 1:
+            s = static_cast<std::uint8_t>(sdid + 1);
+            break;
+        case 2:
+            d = static_cast<std::uint8_t>(did + 1);
+            break;
+        case 3:
+            d = 0x43 + 0x44 - did;
+            s = 0x05 + 0x04 - sdid;
+            break;  // the other format's kind
         default:
             d = static_cast<std::uint8_t>(selector >> 3);
             s = static_cast<std::uint8_t>(selector >> 11);
             if (d == did && s == sdid) maxPayload = minPayload - 1;
             break;
     }
-    const std::size_t n = std::min({maxPayload, source.size(), std::size_t{(selector >> 5) & 0xFF}});
+    const std::size_t n =
+        std::min({maxPayload, source.size(), std::size_t{(selector >> 5) & 0xFF}});
     Bytes out;
     if (flags) out.insert(out.end(), kFlagAlternate, kFlagAlternate + 3);
     out.insert(out.end(), {d, s, static_cast<unsigned char>(n)});
@@ -151,7 +161,8 @@ inline Bytes foreignPacket(std::uint8_t did, std::uint8_t sdid, std::size_t minP
     return out;
 }
 
-// --- value kinds of the RDD 18 answer -------------------------------------------------------------
+// --- value kinds of the RDD 18 answer
+// -------------------------------------------------------------
 
 inline bool isNumberOf(const Value& v, NumberKind kind) {
     return v.isNumber() && v.number().kind() == kind;
@@ -249,16 +260,15 @@ struct DemandedKind<VaricamExtendedMetadata> {
     static bool matches(const Value& v) {
         if (!v.isDictionary()) return false;
         const Dictionary& d = v.dictionary();
-        if (!hasExactly(d, {"clipNameValid", "cameraId", "reelCounter", "clipCounter",
-                            "filenameStyle"}))
+        if (!hasExactly(
+                d, {"clipNameValid", "cameraId", "reelCounter", "clipCounter", "filenameStyle"}))
             return false;
         const Value& style = d.at("filenameStyle");
         return isNumberOf(d.at("clipNameValid"), NumberKind::UnsignedChar) &&
                isNumberOf(d.at("cameraId"), NumberKind::UnsignedChar) &&
                isNumberOf(d.at("reelCounter"), NumberKind::UnsignedShort) &&
                isNumberOf(d.at("clipCounter"), NumberKind::UnsignedShort) && style.isString() &&
-               (style.string() == "P2" || style.string() == "CINE" ||
-                style.string() == "UNKNOWN");
+               (style.string() == "P2" || style.string() == "CINE" || style.string() == "UNKNOWN");
     }
 };
 
@@ -349,8 +359,8 @@ struct WithoutRows<ItemTable<Rows...>> {
     static Dictionary apply(const Dictionary& answer) {
         Dictionary out;
         for (const auto& [key, value] : answer) {
-            const bool own = ((key == Rows::name() || key == unknownKey(Rows::ItemType::Tag())) ||
-                              ...);
+            const bool own =
+                ((key == Rows::name() || key == unknownKey(Rows::ItemType::Tag())) || ...);
             if (!own) out.set(key, value);
         }
         return out;

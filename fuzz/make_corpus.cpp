@@ -32,34 +32,54 @@ template <class T>
 Bytes samplePayload(unsigned n);
 
 template <>
-Bytes samplePayload<Uint16>(unsigned n) { return be16(static_cast<std::uint16_t>(0x1234 + n)); }
+Bytes samplePayload<Uint16>(unsigned n) {
+    return be16(static_cast<std::uint16_t>(0x1234 + n));
+}
 template <>
-Bytes samplePayload<Int16>(unsigned n) { return be16(static_cast<std::uint16_t>(0xFFF0 + n)); }
+Bytes samplePayload<Int16>(unsigned n) {
+    return be16(static_cast<std::uint16_t>(0xFFF0 + n));
+}
 template <>
-Bytes samplePayload<Uint32>(unsigned n) { return be32(0x00010000u + n); }
+Bytes samplePayload<Uint32>(unsigned n) {
+    return be32(0x00010000u + n);
+}
 template <>
-Bytes samplePayload<unsigned char>(unsigned n) { return {static_cast<unsigned char>(0xF0 + n)}; }
+Bytes samplePayload<unsigned char>(unsigned n) {
+    return {static_cast<unsigned char>(0xF0 + n)};
+}
 template <>
-Bytes samplePayload<Boolean>(unsigned n) { return {static_cast<unsigned char>(n % 3)}; }
+Bytes samplePayload<Boolean>(unsigned n) {
+    return {static_cast<unsigned char>(n % 3)};
+}
 template <>
-Bytes samplePayload<Label>(unsigned n) { return {0x12, static_cast<unsigned char>(n)}; }
+Bytes samplePayload<Label>(unsigned n) {
+    return {0x12, static_cast<unsigned char>(n)};
+}
 template <>
-Bytes samplePayload<Rational>(unsigned n) { return rationalPayload(24000 + n, 1001); }
+Bytes samplePayload<Rational>(unsigned n) {
+    return rationalPayload(24000 + n, 1001);
+}
 template <>
-Bytes samplePayload<HalfFloatLensSerial>(unsigned n) { return halfFloatLensSerial(0xE, 123 + n); }
+Bytes samplePayload<HalfFloatLensSerial>(unsigned n) {
+    return halfFloatLensSerial(0xE, 123 + n);
+}
 template <>
 Bytes samplePayload<std::string>(unsigned n) {
     return text("item " + std::to_string(n)) + Bytes{0x00, 'x'};
 }
 template <>
-Bytes samplePayload<ByteVector>(unsigned n) { return {0x00, 0x01, static_cast<unsigned char>(n), 0xFF}; }
+Bytes samplePayload<ByteVector>(unsigned n) {
+    return {0x00, 0x01, static_cast<unsigned char>(n), 0xFF};
+}
 template <>
 Bytes samplePayload<std::vector<Rational>>(unsigned n) {
-    return countedVector(3, 8, rationalPayload(1, 2) + rationalPayload(n, 0) + rationalPayload(7, 9));
+    return countedVector(3, 8,
+                         rationalPayload(1, 2) + rationalPayload(n, 0) + rationalPayload(7, 9));
 }
 template <>
 Bytes samplePayload<std::vector<HalfFloat>>(unsigned n) {
-    return countedVector(3, 2, halfFloat(false, 15, 3) + halfFloat(true, 23, 1) + halfFloat(false, 1, n));
+    return countedVector(3, 2,
+                         halfFloat(false, 15, 3) + halfFloat(true, 23, 1) + halfFloat(false, 1, n));
 }
 template <>
 Bytes samplePayload<VaricamExtendedMetadata>(unsigned n) {
@@ -106,8 +126,8 @@ std::vector<Seed> rdd18Streams() {
         {"empty-pack", rdd18Pack({}) + rdd18Pack(unknown)},
         {"rubbish-before-pack", Bytes(16, 0x11) + rdd18Pack(unknown)},
         {"key-of-another-label", rdd18Pack(unknown, otherKey) + rdd18Pack(varicam)},
-        {"item-past-pack-end", rdd18Pack(rdd18ItemWithLength(0xE1, 0x01, 8, {})) +
-                                   Bytes(8, 0x22) + rdd18Pack(unknown)},
+        {"item-past-pack-end",
+         rdd18Pack(rdd18ItemWithLength(0xE1, 0x01, 8, {})) + Bytes(8, 0x22) + rdd18Pack(unknown)},
         {"long-uint16", rdd18Pack(rdd18Item(0x81, 0x0B, {1, 2, 3, 4, 5, 6}) + unknown)},
         {"short-uint16", rdd18Pack(rdd18Item(0x81, 0x0B, {1}))},
         {"bad-counted-vector", rdd18Pack(rdd18Item(0x81, 0x17, countedVector(3, 2, Bytes(7, 0))))},
@@ -127,41 +147,47 @@ std::vector<Seed> rdd18Frames() {
     }
     const Bytes all = streams[3].bytes;
     seeds.push_back({"all-no-flags", FrameBuilder(Flags::None).rdd18Stream(all).bytes()});
-    seeds.push_back({"all-alternate-flags", FrameBuilder(Flags::Alternate).rdd18Stream(all, 40).bytes()});
+    seeds.push_back(
+        {"all-alternate-flags", FrameBuilder(Flags::Alternate).rdd18Stream(all, 40).bytes()});
     seeds.push_back({"all-small-packets", FrameBuilder().rdd18Stream(all, 7).bytes()});
-    seeds.push_back({"all-with-foreign-packets", FrameBuilder()
-                                                     .packet(0x61, 0x01, {1, 2, 3})
-                                                     .rdd18Stream(Bytes(all.begin(), all.begin() + 100))
-                                                     .packet(0x44, 0x04, {1, 1, 0, 9})
-                                                     .packet(0x43, 0x05, {})
-                                                     .rdd18Stream(Bytes(all.begin() + 100, all.end()))
-                                                     .bytes()});
-    seeds.push_back({"rubbish-packet-before-pack", FrameBuilder()
-                                                       .rdd18Stream(Bytes(16, 0x11))
-                                                       .rdd18Stream(streams[2].bytes)
-                                                       .bytes()});
+    seeds.push_back(
+        {"all-with-foreign-packets", FrameBuilder()
+                                         .packet(0x61, 0x01, {1, 2, 3})
+                                         .rdd18Stream(Bytes(all.begin(), all.begin() + 100))
+                                         .packet(0x44, 0x04, {1, 1, 0, 9})
+                                         .packet(0x43, 0x05, {})
+                                         .rdd18Stream(Bytes(all.begin() + 100, all.end()))
+                                         .bytes()});
+    seeds.push_back(
+        {"rubbish-packet-before-pack",
+         FrameBuilder().rdd18Stream(Bytes(16, 0x11)).rdd18Stream(streams[2].bytes).bytes()});
     seeds.push_back({"all-rubbish-between", FrameBuilder()
                                                 .rdd18Stream(Bytes(all.begin(), all.begin() + 60))
                                                 .raw({0x12, 0x34, 0x56})
                                                 .rdd18Stream(Bytes(all.begin() + 60, all.end()))
                                                 .bytes()});
-    seeds.push_back({"sequence-break", FrameBuilder()
-                                           .rdd18Packet(1, Bytes(all.begin(), all.begin() + 50))
-                                           .rdd18Packet(3, Bytes(all.begin() + 50, all.begin() + 250))
-                                           .bytes()});
+    seeds.push_back(
+        {"sequence-break", FrameBuilder()
+                               .rdd18Packet(1, Bytes(all.begin(), all.begin() + 50))
+                               .rdd18Packet(3, Bytes(all.begin() + 50, all.begin() + 250))
+                               .bytes()});
     // A repeated sequence number exactly between two packs: the first pack stands.
     const Bytes two = streams[4].bytes;
-    const auto split = static_cast<std::ptrdiff_t>(rdd18Pack(TableItems<SonyOwnItemTable>::all()).size());
-    seeds.push_back({"break-between-packs", FrameBuilder()
-                                                .rdd18Packet(1, Bytes(two.begin(), two.begin() + split))
-                                                .rdd18Packet(1, Bytes(two.begin() + split, two.end()))
-                                                .bytes()});
-    seeds.push_back({"truncated-last-packet",
-                     FrameBuilder().rdd18Stream(all).raw({0x00, 0xFF, 0xFF, 0x43, 0x05, 0x30, 0x09}).bytes()});
+    const auto split =
+        static_cast<std::ptrdiff_t>(rdd18Pack(TableItems<SonyOwnItemTable>::all()).size());
+    seeds.push_back(
+        {"break-between-packs", FrameBuilder()
+                                    .rdd18Packet(1, Bytes(two.begin(), two.begin() + split))
+                                    .rdd18Packet(1, Bytes(two.begin() + split, two.end()))
+                                    .bytes()});
+    seeds.push_back(
+        {"truncated-last-packet",
+         FrameBuilder().rdd18Stream(all).raw({0x00, 0xFF, 0xFF, 0x43, 0x05, 0x30, 0x09}).bytes()});
     // The 33-byte frame of one unregistered item (F0 01, payload AA), and the same without flag.
     const Bytes oneItem = rdd18Pack(rdd18Item(0xF0, 0x01, {0xAA}));
     seeds.push_back({"one-item", FrameBuilder().rdd18Packet(1, oneItem).bytes()});
-    seeds.push_back({"one-item-no-flag", FrameBuilder(Flags::None).rdd18Packet(1, oneItem).bytes()});
+    seeds.push_back(
+        {"one-item-no-flag", FrameBuilder(Flags::None).rdd18Packet(1, oneItem).bytes()});
     return seeds;
 }
 
@@ -171,19 +197,26 @@ Bytes arriHeader() {
     h.u32(0x14, 4448).u32(0x18, 3096).u32(0x24, 16).u32(0x28, 8).u32(0x2C, 4096).u32(0x30, 2160);
     h.u32(0x5C, 5600).f32(0x60, 1.0f).f32(0x64, 1.8f).f32(0x68, 1.0f).f32(0x6C, 1.5f);
     h.u32(0x70, 1).u32(0x74, 800).u32(0x78, 256).u32(0x7C, 4095);
-    for (int i = 0; i < 12; ++i) h.f32(0x80 + 4 * static_cast<std::size_t>(i), i % 4 == 0 ? 1.0f : 0.0f);
+    for (int i = 0; i < 12; ++i)
+        h.f32(0x80 + 4 * static_cast<std::size_t>(i), i % 4 == 0 ? 1.0f : 0.0f);
     h.f32(0xC4, 1.0f).u32(0xC8, 0).textField(0xCC, 32, "look.xml");
     for (int i = 0; i < 9; ++i) h.f32(0x100 + 4 * static_cast<std::size_t>(i), 1.0f);
     h.u32(0x16C, 0x80000001).u32(0x170, 0x80000000).u32(0x174, 0x41424344);
     h.u32(0x190, 172800).u32(0x1A0, 23976).u32(0x1A4, 24000);
     h.u32(0x1A8, 0x23595924).u32(0x1B0, 0x80000000);
-    h.textField(0x29C, 8, "CAMERA").textField(0x2A4, 32, "RECORDER").textField(0x2E0, 24, "SUP 1.0");
+    h.textField(0x29C, 8, "CAMERA")
+        .textField(0x2A4, 32, "RECORDER")
+        .textField(0x2E0, 24, "SUP 1.0");
     h.u32(0x374, 1).u32(0x378, 2500).u32(0x37C, 50000000).u32(0x384, 4050);
     h.u16(0x388, 1).u16(0x38A, 1200).textField(0x398, 32, "LENS 50");
     h.u32(0x458, 0x00000005).u32(0x45C, 0x0000FFFF).u32(0x460, 0xFFFFFFFF);
     h.textField(0x4F8, 8, "A001").textField(0x500, 16, "SCENE 12").textField(0x510, 8, "TAKE 3");
-    h.textField(0x518, 32, "DIRECTOR").textField(0x538, 32, "DOP").textField(0x558, 32, "PRODUCTION");
-    h.textField(0x578, 32, "COMPANY").textField(0x598, 256, "notes").textField(0x698, 24, "A001C001");
+    h.textField(0x518, 32, "DIRECTOR")
+        .textField(0x538, 32, "DOP")
+        .textField(0x558, 32, "PRODUCTION");
+    h.textField(0x578, 32, "COMPANY")
+        .textField(0x598, 256, "notes")
+        .textField(0x698, 24, "A001C001");
     h.u32(0x814, 24000).u32(0x818, 12000);
     return h.bytes();
 }
@@ -206,29 +239,38 @@ std::vector<Seed> arriFrames() {
     return {
         {"metadata", FrameBuilder().arriStream(metadata).bytes()},
         {"metadata-no-flags", FrameBuilder(Flags::None).arriStream(metadata).bytes()},
-        {"metadata-small-packets", FrameBuilder(Flags::Alternate).arriStream(metadata, 100, false).bytes()},
+        {"metadata-small-packets",
+         FrameBuilder(Flags::Alternate).arriStream(metadata, 100, false).bytes()},
         {"lut-then-metadata", FrameBuilder().arriStream(lut).arriStream(metadata).bytes()},
-        {"metadata-then-bad-marker",
-         FrameBuilder().arriStream(metadata).arriStream(arriItem(kArriLUTKey, {1, 2}, 0x82)).bytes()},
-        {"metadata-short", FrameBuilder().arriStream(arriItem(kArriMetadataKey, Bytes(4095, 0))).bytes()},
-        {"metadata-long", FrameBuilder().arriStream(arriItem(kArriMetadataKey, header + Bytes(904, 7))).bytes()},
-        {"metadata-with-foreign-packets", FrameBuilder()
-                                              .packet(0x43, 0x05, {1, 0, 0})
-                                              .arriStream(Bytes(metadata.begin(), metadata.begin() + 2000))
-                                              .packet(0x44, 0x04, {1, 0})
-                                              .arriStream(Bytes(metadata.begin() + 2000, metadata.end()))
-                                              .bytes()},
-        {"stream-id-change", FrameBuilder()
-                                 .arriStream(Bytes(metadata.begin(), metadata.begin() + 1008), 252, true, 1)
-                                 .arriStream(Bytes(metadata.begin() + 1008, metadata.end()), 252, true, 2)
-                                 .bytes()},
-        {"sequence-repeat", FrameBuilder()
-                                .arriPacket(1, 1, Bytes(metadata.begin(), metadata.begin() + 252))
-                                .arriPacket(1, 1, Bytes(metadata.begin() + 252, metadata.begin() + 504))
-                                .bytes()},
-        {"two-items-one-packet", FrameBuilder().arriPacket(1, 1, arriItem(kArriLUTKey, {1}) +
-                                                                     arriItem(kArriMetadataKey, {2}))
-                                     .bytes()},
+        {"metadata-then-bad-marker", FrameBuilder()
+                                         .arriStream(metadata)
+                                         .arriStream(arriItem(kArriLUTKey, {1, 2}, 0x82))
+                                         .bytes()},
+        {"metadata-short",
+         FrameBuilder().arriStream(arriItem(kArriMetadataKey, Bytes(4095, 0))).bytes()},
+        {"metadata-long",
+         FrameBuilder().arriStream(arriItem(kArriMetadataKey, header + Bytes(904, 7))).bytes()},
+        {"metadata-with-foreign-packets",
+         FrameBuilder()
+             .packet(0x43, 0x05, {1, 0, 0})
+             .arriStream(Bytes(metadata.begin(), metadata.begin() + 2000))
+             .packet(0x44, 0x04, {1, 0})
+             .arriStream(Bytes(metadata.begin() + 2000, metadata.end()))
+             .bytes()},
+        {"stream-id-change",
+         FrameBuilder()
+             .arriStream(Bytes(metadata.begin(), metadata.begin() + 1008), 252, true, 1)
+             .arriStream(Bytes(metadata.begin() + 1008, metadata.end()), 252, true, 2)
+             .bytes()},
+        {"sequence-repeat",
+         FrameBuilder()
+             .arriPacket(1, 1, Bytes(metadata.begin(), metadata.begin() + 252))
+             .arriPacket(1, 1, Bytes(metadata.begin() + 252, metadata.begin() + 504))
+             .bytes()},
+        {"two-items-one-packet",
+         FrameBuilder()
+             .arriPacket(1, 1, arriItem(kArriLUTKey, {1}) + arriItem(kArriMetadataKey, {2}))
+             .bytes()},
     };
 }
 

@@ -46,7 +46,8 @@ void checkWalk(const InputCopy& input, bool flags) {
     VELMORA_FUZZ_CHECK(remaining == 0 && !reader.readNextPacket());
     VELMORA_FUZZ_CHECK(walked.size() == packets.size());
     for (std::size_t i = 0; i < packets.size(); ++i)
-        VELMORA_FUZZ_CHECK(walked[i].payload == packets[i].payload && samePacket(walked[i], packets[i]));
+        VELMORA_FUZZ_CHECK(walked[i].payload == packets[i].payload &&
+                           samePacket(walked[i], packets[i]));
 
     // Each packet is where its header says, whole, behind the previous one. Without flags the
     // walk never skips a byte before the last packet; with flags it skips only whole 3-byte
@@ -64,7 +65,8 @@ void checkWalk(const InputCopy& input, bool flags) {
         if (flags) {
             VELMORA_FUZZ_CHECK(isFlag(base + start));
             VELMORA_FUZZ_CHECK((start - previousEnd) % 3 == 0);
-            for (std::size_t g = previousEnd; g < start; g += 3) VELMORA_FUZZ_CHECK(!isFlag(base + g));
+            for (std::size_t g = previousEnd; g < start; g += 3)
+                VELMORA_FUZZ_CHECK(!isFlag(base + g));
         } else {
             VELMORA_FUZZ_CHECK(start == previousEnd);
         }

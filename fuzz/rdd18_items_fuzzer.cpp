@@ -90,7 +90,9 @@ const Flavour<VaricamItemTable>& varicam() {
     return f;
 }
 
-bool isVaricamTag(rdd18::tag t) { return TableKinds<VaricamOwnItemTable>::hasTag(t); }
+bool isVaricamTag(rdd18::tag t) {
+    return TableKinds<VaricamOwnItemTable>::hasTag(t);
+}
 
 /// The Sony items as the standard flavour sees them: a Sony item's value is its raw bytes, so
 /// only the typed mark goes.

@@ -30,9 +30,9 @@ using namespace rdd18::fuzz;
 namespace {
 
 constexpr int kFlavour = VELMORA_FUZZ_FLAVOUR;
-using Table = std::conditional_t<
-    kFlavour == 1, VaricamItemTable,
-    std::conditional_t<kFlavour == 2, SonyItemTable, StandardItemTable>>;
+using Table =
+    std::conditional_t<kFlavour == 1, VaricamItemTable,
+                       std::conditional_t<kFlavour == 2, SonyItemTable, StandardItemTable>>;
 
 const VLRDD18Parser& parser() {
     static const VLRDD18Parser instance(kFlavour);

@@ -1,0 +1,101 @@
+// One parser object shared by several threads: a parse keeps nothing in the parser, so frames
+// parsed at the same time on one object give exactly the answers of a serial run. Run under
+// ThreadSanitizer (the "tsan" preset), this also shows that a shared parser is only read.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <functional>
+#include <thread>
+#include <vector>
+
+#include "frame_builder.h"
+#include "rdd18/output/VLRDD18Parser.h"
+
+using namespace rdd18;
+using namespace rdd18::testsupport;
+
+namespace {
+
+constexpr unsigned kThreads = 4;
+constexpr unsigned kFramesPerThread = 24;
+constexpr unsigned kRounds = 8;
+
+/// An RDD 18 frame whose values depend on `n`: standard, Sony and Varicam items, an unregistered
+/// item, spread over packets of a size that also depends on `n`. Every fifth frame has a broken
+/// packet numbering inside its pack and so answers nothing.
+Bytes rdd18Frame(unsigned n) {
+    const Bytes items =
+        rdd18Item(0x81, 0x0B, be16(static_cast<std::uint16_t>(100 + n))) +
+        rdd18Item(0x81, 0x06, rationalPayload(24000 + n, 1001)) +
+        rdd18Item(0x80, 0x07, text("lens " + std::to_string(n))) +
+        rdd18Item(0x81, 0x17,
+                  countedVector(2, 2, halfFloat(n % 2, n % 32, n) + halfFloat(0, 1, 5))) +
+        rdd18Item(0xE1, 0x01, Bytes(n % 40, static_cast<unsigned char>(n))) +
+        rdd18Item(
+            0xE1, 0x22,
+            {1, static_cast<unsigned char>(n), 0, 1, 0, 2, static_cast<unsigned char>(n % 3)}) +
+        rdd18Item(0xF0, static_cast<unsigned char>(n), Bytes(n % 7, 0xAB));
+    FrameBuilder frame(n % 2 ? Flags::Standard : Flags::Alternate);
+    const Bytes stream = rdd18Pack(items);
+    if (n % 5 == 4) {
+        frame.rdd18Packet(1, Bytes(stream.begin(), stream.begin() + 30))
+            .rdd18Packet(3, Bytes(stream.begin() + 30, stream.end()));
+    } else {
+        frame.rdd18Stream(stream, 20 + n % 200);
+    }
+    return frame.bytes();
+}
+
+/// Parses every frame with `parse` on kThreads threads at once, each thread its own share of the
+/// frames, kRounds times over; returns the answers of the last round in frame order, and counts
+/// answers that differ from `expected`.
+std::vector<Dictionary> parseConcurrently(const std::vector<Bytes>& frames,
+                                          const std::function<Dictionary(const Bytes&)>& parse,
+                                          const std::vector<Dictionary>& expected,
+                                          unsigned& mismatches) {
+    std::vector<Dictionary> answers(frames.size());
+    std::vector<unsigned> wrong(kThreads, 0);
+    std::vector<std::thread> threads;
+    for (unsigned t = 0; t < kThreads; ++t) {
+        threads.emplace_back([&, t] {
+            for (unsigned round = 0; round < kRounds; ++round) {
+                for (std::size_t i = t; i < frames.size(); i += kThreads) {
+                    answers[i] = parse(frames[i]);
+                    if (answers[i] != expected[i]) ++wrong[t];
+                }
+            }
+        });
+    }
+    for (auto& thread : threads) thread.join();
+    mismatches = 0;
+    for (unsigned w : wrong) mismatches += w;
+    return answers;
+}
+
+TEST(Concurrency, SharedRdd18ParserGivesTheSerialAnswers) {
+    std::vector<Bytes> frames;
+    for (unsigned n = 0; n < kThreads * kFramesPerThread; ++n) frames.push_back(rdd18Frame(n));
+
+    for (std::int32_t flavour : {0, 1, 2}) {
+        SCOPED_TRACE(flavour);
+        const VLRDD18Parser parser(flavour);
+        std::vector<Dictionary> serial;
+        for (const Bytes& f : frames) serial.push_back(parser.parseData(f));
+
+        // The frames differ, and only the broken ones answer nothing.
+        for (std::size_t n = 0; n < frames.size(); ++n) {
+            ASSERT_EQ(serial[n].empty(), n % 5 == 4) << "frame " << n;
+            if (n > 0 && !serial[n].empty() && !serial[n - 1].empty()) {
+                ASSERT_NE(serial[n], serial[n - 1]);
+            }
+        }
+
+        unsigned mismatches = 0;
+        const auto answers = parseConcurrently(
+            frames, [&](const Bytes& f) { return parser.parseData(f); }, serial, mismatches);
+        EXPECT_EQ(mismatches, 0u);
+        EXPECT_EQ(answers, serial);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,206 @@
+// The largest inputs the formats allow: a whole RDD 18 stream of 255 full packets, items of the
+// largest 16-bit lengths whole in a memory block and cut off by the end of a packet stream, and a
+// megabyte of rubbish. The expected answers follow from the wire rules, not from timing.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "frame_builder.h"
+#include "rdd18/items/item_factory.h"
+#include "rdd18/output/VLRDD18Parser.h"
+#include "rdd18/transport/ancillary_packet.h"
+
+using namespace rdd18;
+using namespace rdd18::testsupport;
+
+namespace {
+
+constexpr std::size_t kMaxRdd18StreamBytes = 255 * 254;  // 64,770
+
+Bytes pattern(std::size_t n, unsigned step) {
+    Bytes b(n);
+    for (std::size_t i = 0; i < n; ++i) b[i] = static_cast<unsigned char>(i * step + 1);
+    return b;
+}
+
+/// A pack whose length field covers only the item header of its one item: the item runs past
+/// the pack's end, so no further item header is read behind it.
+Bytes packCoveringHeaderOnly(const Bytes& item) {
+    Bytes pack = rdd18Pack(item);
+    pack[17] = 0x00, pack[18] = 0x00, pack[19] = 0x04;
+    return pack;
+}
+
+// --- a whole stream ----------------------------------------------------------------------------
+
+TEST(LargestInputs, Rdd18StreamOf255FullPacketsIsWhole) {
+    // Two standard items, then an unregistered item that fills the stream to its last byte.
+    const Bytes head = rdd18Item(0x80, 0x00, be16(258)) + rdd18Item(0x81, 0x0B, be16(800));
+    const std::size_t fill = kMaxRdd18StreamBytes - 20 - head.size() - 4;  // 64,734
+    const Bytes filler = pattern(fill, 7);
+    const Bytes stream = rdd18Pack(head + rdd18Item(0xF0, 0x01, filler));
+    ASSERT_EQ(stream.size(), kMaxRdd18StreamBytes);
+
+    FrameBuilder frame;
+    frame.rdd18Stream(stream);
+    ASSERT_EQ(frame.bytes().size(), 255u * (3 + 3 + 255 + 1));
+    ASSERT_EQ(
+        packetsFromData(frame.bytes().data(), frame.bytes().size(), AncillaryDataBufferWithFlags)
+            .size(),
+        255u);
+
+    const Dictionary expected{{"LensIrisFNumberItem", Number::integer(258)},
+                              {"CameraISOSensitivityItem", Number::integer(800)},
+                              {"Unknown_0xf0_0x01", Data(filler)}};
+    const VLRDD18Parser parser(0);
+    EXPECT_EQ(parser.parseData(frame.bytes()), expected);
+
+    // The 256th packet (its number byte wraps to 0) ends the stream: the pack it carries, which
+    // would replace the ISO value, is never read.
+    frame.rdd18Stream(rdd18Pack(rdd18Item(0x81, 0x0B, be16(100))));
+    ASSERT_EQ(frame.bytes()[255 * 262 + 6], 0x00);
+    EXPECT_EQ(parser.parseData(frame.bytes()), expected);
+
+    FrameBuilder withoutFlags(Flags::None);
+    withoutFlags.rdd18Stream(stream);
+    EXPECT_EQ(parser.parseData(withoutFlags.bytes(), false), expected);
+}
+
+// --- the largest items, whole in a memory block --------------------------------------------------
+
+TEST(LargestInputs, LargestItemsAreWholeInAMemoryBlock) {
+    Bytes chars(0xFFFF);
+    for (std::size_t i = 0; i < chars.size(); ++i)
+        chars[i] = static_cast<unsigned char>('A' + i % 26);
+    const Bytes bytes = pattern(0xFFFF, 13);
+
+    // 32,763 HalfFloats cycle through values whose decoding is fixed by the format's examples.
+    struct Worked {
+        unsigned char b0, b1;
+        double value;
+    };
+    const Worked worked[] = {{0x00, 0x01, 1.0},   {0x80, 0x01, -1.0},     {0x03, 0xFF, 1023.0},
+                             {0x04, 0x0A, 100.0}, {0x20, 0x01, 1e-08},    {0x3C, 0x03, 0.3},
+                             {0xBC, 0x03, -0.3},  {0x40, 0x01, 1e+16},    {0x5C, 0x01, 1e+23},
+                             {0x60, 0x01, 1e+08}, {0x7F, 0xFF, 1.023e+18}};
+    constexpr std::uint32_t kCount = 32763;
+    Bytes elements;
+    for (std::uint32_t i = 0; i < kCount; ++i) {
+        const Worked& w = worked[i % std::size(worked)];
+        elements.insert(elements.end(), {w.b0, w.b1});
+    }
+    const Bytes cdl = countedVector(kCount, 2, elements);
+    ASSERT_EQ(cdl.size(), 65534u);
+
+    const Bytes stream = rdd18Pack(rdd18Item(0x80, 0x07, chars) + rdd18Item(0xE1, 0x01, bytes) +
+                                   rdd18Item(0x81, 0x17, cdl));
+    const ItemList items = parseDataForItems(stream.data(), stream.size(), sonyItemFactory());
+    ASSERT_EQ(items.size(), 3u);
+    EXPECT_EQ(items[0]->payloadAs<std::string>(), std::string(chars.begin(), chars.end()));
+    EXPECT_EQ(items[1]->payloadAs<ByteVector>(), bytes);
+    const auto& values = items[2]->payloadAs<std::vector<HalfFloat>>();
+    ASSERT_EQ(values.size(), kCount);
+    for (std::uint32_t i = 0; i < kCount; ++i) {
+        ASSERT_EQ(values[i].value(), worked[i % std::size(worked)].value) << "element " << i;
+    }
+}
+
+// --- the largest items over packets --------------------------------------------------------------
+
+// A stream holds at most 64,770 bytes; an item of the largest length behind a 24-byte pack and
+// item header gets 64,746 of its payload bytes before the stream ends. What that gives depends on
+// the payload type: a string or counted vector cut short fails the parse; a byte vector is filled
+// up with zeros, and stands if the pack ends at its header, but fails the next item header if the
+// pack's length says more items follow.
+TEST(LargestInputs, LargestItemsOverPacketsEndInsideTheItem) {
+    constexpr std::size_t kDelivered = kMaxRdd18StreamBytes - 24;
+    const Bytes bytes = pattern(0xFFFF, 13);
+    Bytes zeroTailed(bytes.begin(), bytes.begin() + kDelivered);
+    zeroTailed.resize(0xFFFF, 0x00);
+    const Bytes string(0xFFFF, 'S');
+    const Bytes cdl = countedVector(32763, 2, Bytes(65526, 0x01));
+
+    struct Case {
+        const char* what;
+        std::int32_t flavour;
+        Bytes stream;
+        Dictionary expected;
+    };
+    const Case cases[] = {
+        {"string", 0, rdd18Pack(rdd18Item(0x80, 0x07, string)), {}},
+        {"string, pack ends at its header",
+         0,
+         packCoveringHeaderOnly(rdd18Item(0x80, 0x07, string)),
+         {}},
+        {"HalfFloat vector", 0, rdd18Pack(rdd18Item(0x81, 0x17, cdl)), {}},
+        {"HalfFloat vector, pack ends at its header",
+         0,
+         packCoveringHeaderOnly(rdd18Item(0x81, 0x17, cdl)),
+         {}},
+        {"Sony byte vector", 2, rdd18Pack(rdd18Item(0xE1, 0x01, bytes)), {}},
+        {"Sony byte vector, pack ends at its header",
+         2,
+         packCoveringHeaderOnly(rdd18Item(0xE1, 0x01, bytes)),
+         {{"SonyEffectiveMarkerCoverageItem", Data(zeroTailed)}}},
+        {"unregistered, pack ends at its header",
+         0,
+         packCoveringHeaderOnly(rdd18Item(0xE1, 0x01, bytes)),
+         {{"Unknown_0xe1_0x01", Data(zeroTailed)}}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        FrameBuilder frame;
+        frame.rdd18Stream(c.stream);  // numbering runs on past 255 and wraps: the stream ends there
+        EXPECT_EQ(VLRDD18Parser(c.flavour).parseData(frame.bytes()), c.expected);
+    }
+}
+
+// --- rubbish -------------------------------------------------------------------------------------
+
+/// A megabyte of pseudo-random bytes without 0x06: no pack key (06 0E 2B 34) and no ARRI key can
+/// start anywhere in it, however its bytes join into streams.
+Bytes rubbish(std::size_t n, std::uint32_t seed) {
+    Bytes b(n);
+    for (auto& x : b) {
+        seed = seed * 1664525u + 1013904223u;
+        x = static_cast<unsigned char>(seed >> 24);
+        if (x == 0x06) x = 0x07;
+    }
+    return b;
+}
+
+TEST(LargestInputs, AMegabyteOfRubbishGivesNothing) {
+    constexpr std::size_t kMegabyte = 1 << 20;
+    const Bytes plain = rubbish(kMegabyte, 1);
+
+    // The same rubbish cut into well-formed packets behind valid flags, most of them of the two
+    // accepted kinds, RDD 18 numbered in order so that the stream is whole.
+    const Bytes source = rubbish(2 * kMegabyte, 2);
+    FrameBuilder packets(Flags::Standard);
+    std::size_t at = 0;
+    for (unsigned i = 0; packets.bytes().size() <= kMegabyte; ++i) {
+        const Bytes payload(source.begin() + static_cast<std::ptrdiff_t>(at),
+                            source.begin() + static_cast<std::ptrdiff_t>(at + 200));
+        at += 200;
+        if (i % 3 == 0) {
+            packets.rdd18Stream(Bytes(payload.begin(), payload.begin() + 150));
+        } else if (i % 3 == 1) {
+            packets.packet(0x44, 0x04, payload);
+        } else {
+            packets.packet(payload[0], payload[1], payload);
+        }
+    }
+
+    for (std::int32_t flavour : {0, 1, 2}) {
+        SCOPED_TRACE(flavour);
+        const VLRDD18Parser parser(flavour);
+        EXPECT_TRUE(parser.parseData(plain).empty());
+        EXPECT_TRUE(parser.parseData(plain, false).empty());
+        EXPECT_TRUE(parser.parseData(packets.bytes()).empty());
+    }
+    EXPECT_TRUE(parseDataForItems(plain.data(), plain.size(), standardItemFactory()).empty());
+}
+
+}  // namespace
