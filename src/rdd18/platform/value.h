@@ -152,6 +152,22 @@ public:
     Value(Array a) : v_(std::move(a)) {}
     Value(Dictionary d) : v_(std::move(d)) {}
 
+    Value(const Value&) = default;
+    Value(Value&&) noexcept = default;
+    Value& operator=(const Value&) = default;
+    /// A number moved onto a number is copied as it is, without the variant's general dispatch:
+    /// that is most of what a dictionary does when it shifts its entries to insert a key.
+    Value& operator=(Value&& other) noexcept {
+        Number* mine = std::get_if<Number>(&v_);
+        const Number* theirs = std::get_if<Number>(&other.v_);
+        if (mine && theirs) {
+            *mine = *theirs;
+        } else {
+            v_ = std::move(other.v_);
+        }
+        return *this;
+    }
+
     bool isNumber() const noexcept { return std::holds_alternative<Number>(v_); }
     bool isString() const noexcept { return std::holds_alternative<std::string>(v_); }
     bool isData() const noexcept { return std::holds_alternative<Data>(v_); }
