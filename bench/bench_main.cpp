@@ -42,9 +42,9 @@ class RatioReporter : public benchmark::ConsoleReporter {
             if (run.error_occurred) continue;
             const std::string name = run.run_name.str();
             if (run.run_type == Run::RT_Aggregate) {
-                if (run.aggregate_name == "median") medians_[name] = run.GetAdjustedRealTime();
+                if (run.aggregate_name == "median") medians_[name] = run.GetAdjustedCPUTime();
             } else {
-                singles_[name] = run.GetAdjustedRealTime();
+                singles_[name] = run.GetAdjustedCPUTime();
             }
         }
     }

@@ -225,6 +225,7 @@ RDD18Frame frameOf(const std::vector<ItemSample>& items) {
 
 Dictionary buildAnswer(const std::vector<ItemSample>& items) {
     Dictionary answer;
+    answer.reserve(items.size());
     for (const ItemSample& item : items) answer.set(item.name, item.value());
     return answer;
 }

@@ -40,8 +40,8 @@ struct RDD18Frame {
 };
 RDD18Frame frameOf(const std::vector<ItemSample>& items);
 
-/// The answer of the items, built directly from known values: a key per item, set in stream
-/// order, each value made by its constructor. No byte is parsed.
+/// The answer of the items, built directly from known values: room for all entries reserved, a
+/// key per item set in stream order, each value made by its constructor. No byte is parsed.
 rdd18::Dictionary buildAnswer(const std::vector<ItemSample>& items);
 
 /// A frame of exactly `packets` full RDD 18 packets (254 stream bytes each) holding one pack of
