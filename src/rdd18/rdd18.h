@@ -1,6 +1,11 @@
 // Umbrella header: the whole public API of the library.
 #pragma once
 
+#include "rdd18/arri/VLArriANCParser.h"
+#include "rdd18/arri/arri_ancillary_parser.h"
+#include "rdd18/arri/arri_blob.h"
+#include "rdd18/arri/arri_file_header.h"
+#include "rdd18/arri/arri_stream_reader.h"
 #include "rdd18/diagnostics/diagnostics.h"
 #include "rdd18/items/item_factory.h"
 #include "rdd18/items/item_table.h"
