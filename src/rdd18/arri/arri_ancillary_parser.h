@@ -12,6 +12,10 @@
 #include "rdd18/items/rdd18_items.h"
 #include "rdd18/transport/ancillary_packet.h"
 
+namespace rdd18 {
+class ParseObserver;
+}
+
 namespace rdd18::arri {
 
 /// Decides whether an item is kept, by its key.
@@ -31,7 +35,11 @@ using ArriAncKeyFilter = std::function<bool(const ArriAncKey&)>;
 ///   (the incomplete value is dropped).
 /// - A stream that ends or breaks inside a key or a length field, or a length marker other than
 ///   0x83: throws `rdd18::ParsingError`, and the values read so far are lost.
+///
+/// `observer`, when given, hears of a broken numbering, a bad length marker, a cut-off field and
+/// a dropped value (see parse_observer.h); it changes nothing of the result.
 std::vector<ArriAncBlob> parseAncillaryData(AncillaryDataReader& reader,
-                                            const ArriAncKeyFilter& filter);
+                                            const ArriAncKeyFilter& filter,
+                                            ParseObserver* observer = nullptr);
 
 }  // namespace rdd18::arri

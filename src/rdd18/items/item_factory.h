@@ -14,6 +14,8 @@
 
 namespace rdd18 {
 
+class ParseObserver;
+
 /// Which tags a flavour builds as typed items, and under which names. Filled once, then only
 /// read: one factory can serve parses on several threads at once.
 class ItemFactory {
@@ -40,8 +42,8 @@ public:
     /// Reads one item at the stream's position and leaves the stream behind its payload (the
     /// unread rest of a known item's payload is skipped). A tag without a builder gives an
     /// `UnsupportedItem`. Throws ParsingError when the tag or length can't be read, or when a known
-    /// item's payload can't be decoded.
-    std::unique_ptr<Item> build(RDD18StreamReader& reader) const;
+    /// item's payload can't be decoded. `observer`, when given, hears why before the throw.
+    std::unique_ptr<Item> build(RDD18StreamReader& reader, ParseObserver* observer = nullptr) const;
 
     /// The registered name of `tag`, or the empty string.
     std::string itemName(const rdd18::tag& tag) const;
@@ -50,7 +52,9 @@ public:
 /// The items of all packs of the stream, in stream order. All or nothing: a broken stream or a
 /// payload its type can't hold gives the empty list, also losing the items that were good. A
 /// stream that simply ends behind a complete pack is no failure. Never throws ParsingError.
-ItemList parseDataForItems(RDD18StreamReader& reader, const ItemFactory& factory);
+/// `observer`, when given, hears of every key passed over and of the fault that ended a parse.
+ItemList parseDataForItems(RDD18StreamReader& reader, const ItemFactory& factory,
+                           ParseObserver* observer = nullptr);
 
 /// The same over a memory block that holds the stream itself, without packets. Bytes that don't
 /// start a pack key are passed over 16 at a time.

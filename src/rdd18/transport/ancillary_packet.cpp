@@ -1,5 +1,7 @@
 #include "rdd18/transport/ancillary_packet.h"
 
+#include "rdd18/diagnostics/parse_observer.h"
+
 namespace rdd18 {
 
 namespace {
@@ -14,13 +16,18 @@ bool isAncillaryDataFlag(const unsigned char* p) noexcept {
 }  // namespace
 
 AncillaryDataBufferReader::AncillaryDataBufferReader(const unsigned char* data, unsigned long size,
-                                                     AncillaryDataBufferContainsFlags flags) noexcept
-    : size_(data ? size : 0), cursor_(data), start_(data), flags_(flags) {}
+                                                     AncillaryDataBufferContainsFlags flags,
+                                                     ParseObserver* observer) noexcept
+    : size_(data ? size : 0), cursor_(data), start_(data), flags_(flags), observer_(observer) {}
 
 bool AncillaryDataBufferReader::hasNextPacket() { return cursor_ < start_ + size_; }
 
 unsigned long AncillaryDataBufferReader::remainingBufferSize() const noexcept {
     return static_cast<unsigned long>(start_ + size_ - cursor_);
+}
+
+unsigned long AncillaryDataBufferReader::offset() const noexcept {
+    return static_cast<unsigned long>(cursor_ - start_);
 }
 
 std::optional<utils::AncillaryPacket> AncillaryDataBufferReader::readNextPacket() {
@@ -29,6 +36,7 @@ std::optional<utils::AncillaryPacket> AncillaryDataBufferReader::readNextPacket(
     const unsigned long minimum =
         (withFlags ? kFlagSize : 0) + kHeaderSize + kChecksumSize;  // a packet with DC 0
     if (remainingBufferSize() < minimum) {
+        if (observer_) observer_->shortTail(offset(), remainingBufferSize());
         cursor_ = start_ + size_;
         return std::nullopt;
     }
@@ -36,7 +44,10 @@ std::optional<utils::AncillaryPacket> AncillaryDataBufferReader::readNextPacket(
         // Resynchronisation is by whole flag widths: a bad flag costs exactly 3 bytes.
         const bool matched = isAncillaryDataFlag(cursor_);
         cursor_ += kFlagSize;
-        if (!matched) return std::nullopt;
+        if (!matched) {
+            if (observer_) observer_->flagMismatch(offset() - kFlagSize);
+            return std::nullopt;
+        }
     }
     utils::AncillaryPacket packet;
     packet.did = cursor_[0];
@@ -44,6 +55,9 @@ std::optional<utils::AncillaryPacket> AncillaryDataBufferReader::readNextPacket(
     packet.size = cursor_[2];
     cursor_ += kHeaderSize;
     if (remainingBufferSize() < packet.payloadSize() + kChecksumSize) {
+        if (observer_) {
+            observer_->packetOverrun(offset() - kHeaderSize, packet.size, remainingBufferSize());
+        }
         cursor_ = start_ + size_;  // a packet cut off by the end of the buffer loses the tail
         return std::nullopt;
     }

@@ -10,6 +10,8 @@
 
 namespace rdd18 {
 
+class ParseObserver;
+
 /// Whether each packet of a buffer is preceded by the 3-byte ancillary data flag. Only the value 1
 /// means "with flags"; every other value reads the buffer as having none.
 enum AncillaryDataBufferContainsFlags : unsigned char {
@@ -54,8 +56,10 @@ protected:
 /// minimal packet, or a DC that runs past the end, end the walk.
 class AncillaryDataBufferReader : public virtual AncillaryDataReader {
 public:
+    /// `observer`, when given, hears of every byte range the walk drops (see parse_observer.h).
     AncillaryDataBufferReader(const unsigned char* data, unsigned long size,
-                              AncillaryDataBufferContainsFlags flags) noexcept;
+                              AncillaryDataBufferContainsFlags flags,
+                              ParseObserver* observer = nullptr) noexcept;
 
     std::optional<utils::AncillaryPacket> readNextPacket() override;
     bool hasNextPacket() override;
@@ -64,10 +68,13 @@ public:
     unsigned long remainingBufferSize() const noexcept;
 
 private:
+    unsigned long offset() const noexcept;  // of the cursor, for the observer
+
     std::uint64_t size_;
     const unsigned char* cursor_;
     const unsigned char* start_;
     AncillaryDataBufferContainsFlags flags_;
+    ParseObserver* observer_;
 };
 
 /// All packets of a buffer, in buffer order, walked as `AncillaryDataBufferReader` walks them.

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 
+#include "rdd18/diagnostics/parse_observer.h"
 #include "rdd18/transport/ancillary_packet.h"
 #include "rdd18/transport/reader.h"
 
@@ -56,7 +57,9 @@ public:
     std::int64_t readHeaderOfPacket(const utils::AncillaryPacket& packet) override {
         const std::uint8_t sequence = packet.payload[0];
         // Formed in 32 bits: after 255 the expected number is 256, which no packet can carry.
-        if (std::uint32_t{sequence} != std::uint32_t{lastSequenceNumber_} + 1) {
+        const std::uint32_t expected = std::uint32_t{lastSequenceNumber_} + 1;
+        if (std::uint32_t{sequence} != expected) {
+            if (ParseObserver* o = observer()) o->sequenceBroken(packet, expected, sequence);
             invalidateStream();
             return -1;
         }

@@ -8,6 +8,10 @@
 
 #include "rdd18/transport/ancillary_packet.h"
 
+namespace rdd18 {
+class ParseObserver;
+}
+
 namespace rdd18::utils {
 
 /// An abstract byte stream.
@@ -150,6 +154,10 @@ public:
     /// Ends the stream for good; called by a derived class from `readHeaderOfPacket`.
     void invalidateStream() noexcept { valid_ = false; }
 
+    /// Opt-in: `observer` hears of a broken packet numbering (see parse_observer.h).
+    void setObserver(ParseObserver* observer) noexcept { observer_ = observer; }
+    ParseObserver* observer() const noexcept { return observer_; }
+
 private:
     unsigned long bytesLeftInPacket() const noexcept {
         const std::uint64_t size = currentPacket_.payloadSize();
@@ -161,6 +169,7 @@ private:
     std::uint64_t streamPosition_ = 0;
     std::uint64_t packetOffset_ = 0;
     bool valid_ = true;
+    ParseObserver* observer_ = nullptr;
 };
 
 }  // namespace rdd18::utils

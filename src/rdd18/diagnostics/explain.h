@@ -1,0 +1,23 @@
+// Diagnostic walks: why a frame's answer is empty or shorter than expected, in one line per fault.
+// They run the parsers' own code with a `ParseObserver`; the facades themselves stay silent.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace rdd18 {
+
+/// The faults met while parsing the RDD 18 metadata of `bytes` as `VLRDD18Parser(type)` would
+/// (`flags`: whether packets carry the 3-byte flag), one line each, in the order met, with
+/// numbers: buffer offsets, stream positions, tags, lengths, expected and found sequence numbers.
+/// Ends with a line that says what the answer lost, when it lost anything. Empty when nothing was
+/// dropped. Never throws but for allocation failure.
+std::vector<std::string> explainRDD18Frame(std::span<const unsigned char> bytes, bool flags,
+                                           std::int32_t type);
+
+/// The same for the ARRI metadata of `bytes`, as `VLArriANCParser` would parse it.
+std::vector<std::string> explainArriFrame(std::span<const unsigned char> bytes, bool flags);
+
+}  // namespace rdd18
