@@ -7,6 +7,8 @@
 #include "rdd18/arri/arri_file_header.h"
 #include "rdd18/arri/arri_stream_reader.h"
 #include "rdd18/diagnostics/diagnostics.h"
+#include "rdd18/diagnostics/explain.h"
+#include "rdd18/diagnostics/parse_observer.h"
 #include "rdd18/items/item_factory.h"
 #include "rdd18/items/item_table.h"
 #include "rdd18/items/rdd18_items.h"
