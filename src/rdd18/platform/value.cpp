@@ -2,27 +2,40 @@
 
 #include <algorithm>
 #include <bit>
+#include <numeric>
 #include <stdexcept>
 
 namespace rdd18 {
 
 std::string_view numberKindName(NumberKind kind) noexcept {
     switch (kind) {
-        case NumberKind::Integer: return "integer";
-        case NumberKind::Short: return "short";
-        case NumberKind::Int: return "int";
-        case NumberKind::UnsignedChar: return "unsigned char";
-        case NumberKind::UnsignedShort: return "unsigned short";
-        case NumberKind::UnsignedInt: return "unsigned int";
-        case NumberKind::UnsignedLong: return "unsigned long";
-        case NumberKind::Bool: return "bool";
-        case NumberKind::Float: return "float";
-        case NumberKind::Double: return "double";
+        case NumberKind::Integer:
+            return "integer";
+        case NumberKind::Short:
+            return "short";
+        case NumberKind::Int:
+            return "int";
+        case NumberKind::UnsignedChar:
+            return "unsigned char";
+        case NumberKind::UnsignedShort:
+            return "unsigned short";
+        case NumberKind::UnsignedInt:
+            return "unsigned int";
+        case NumberKind::UnsignedLong:
+            return "unsigned long";
+        case NumberKind::Bool:
+            return "bool";
+        case NumberKind::Float:
+            return "float";
+        case NumberKind::Double:
+            return "double";
     }
     return "unknown";
 }
 
-Number Number::boolean(bool v) noexcept { return Number(NumberKind::Bool, std::uint64_t{v}); }
+Number Number::boolean(bool v) noexcept {
+    return Number(NumberKind::Bool, std::uint64_t{v});
+}
 
 Number Number::floatNumber(float v) noexcept {
     return Number(NumberKind::Float, std::uint64_t{std::bit_cast<std::uint32_t>(v)});
@@ -81,35 +94,53 @@ Dictionary::Dictionary(std::initializer_list<Entry> entries) {
     for (const Entry& e : entries) set(e.first, e.second);
 }
 
-namespace {
-struct KeyLess {
-    bool operator()(const Dictionary::Entry& e, std::string_view k) const noexcept {
-        return std::string_view(e.first) < k;
+std::size_t Dictionary::lowerBound(std::string_view key) const noexcept {
+    std::size_t low = 0;
+    std::size_t high = entries_.size();
+    while (low < high) {
+        const std::size_t middle = low + (high - low) / 2;
+        if (std::string_view(entryAt(middle).first) < key) {
+            low = middle + 1;
+        } else {
+            high = middle;
+        }
     }
-};
-}  // namespace
+    return low;
+}
 
 void Dictionary::set(std::string key, Value value) {
+    const std::size_t n = entries_.size();
     // Keys that come in ascending order (a literal dictionary, a copy) are appended at once.
-    if (entries_.empty() || entries_.back().first < key) {
+    if (n == 0 || entryAt(n - 1).first < key) {
+        if (!order_.empty()) order_.reserve(n + 1);
         entries_.emplace_back(std::move(key), std::move(value));
+        if (!order_.empty()) order_.push_back(static_cast<std::uint32_t>(n));
         return;
     }
-    auto it = std::lower_bound(entries_.begin(), entries_.end(), std::string_view(key), KeyLess{});
-    if (it != entries_.end() && it->first == key) {
-        it->second = std::move(value);
+    const std::size_t rank = lowerBound(key);  // below n: the last key doesn't sort below `key`
+    if (entryAt(rank).first == key) {
+        entryAt(rank).second = std::move(value);
         return;
     }
-    entries_.emplace(it, std::move(key), std::move(value));
+    // A key among the others: the entry goes behind them and only its index is inserted at its
+    // rank. Room is made first, so that nothing can fail between the two insertions.
+    if (order_.empty()) {
+        order_.resize(n);
+        std::iota(order_.begin(), order_.end(), std::uint32_t{0});
+    }
+    order_.reserve(n + 1);
+    entries_.emplace_back(std::move(key), std::move(value));
+    order_.insert(order_.begin() + static_cast<std::ptrdiff_t>(rank),
+                  static_cast<std::uint32_t>(n));
 }
 
 void Dictionary::addEntries(const Dictionary& other) {
-    for (const Entry& e : other.entries_) set(e.first, e.second);
+    for (const Entry& e : other) set(e.first, e.second);
 }
 
 const Value* Dictionary::find(std::string_view key) const noexcept {
-    auto it = std::lower_bound(entries_.begin(), entries_.end(), key, KeyLess{});
-    if (it != entries_.end() && it->first == key) return &it->second;
+    const std::size_t rank = lowerBound(key);
+    if (rank < entries_.size() && entryAt(rank).first == key) return &entryAt(rank).second;
     return nullptr;
 }
 
@@ -118,7 +149,9 @@ const Value& Dictionary::at(std::string_view key) const {
     throw std::out_of_range("rdd18::Dictionary: no entry under key " + std::string(key));
 }
 
-bool operator==(const Dictionary& a, const Dictionary& b) { return a.entries_ == b.entries_; }
+bool operator==(const Dictionary& a, const Dictionary& b) {
+    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin());
+}
 
 std::string stringFromLatin1(const char* bytes, std::size_t size) {
     // Bytes 0x00-0x7F are the same in both encodings: text without a high byte (item names, most

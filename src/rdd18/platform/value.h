@@ -3,10 +3,12 @@
 // frame buffer.
 #pragma once
 
+#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <initializer_list>
+#include <iterator>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -26,8 +28,8 @@ enum class NumberKind : std::uint8_t {
     UnsignedInt,    ///< unsigned 32-bit
     UnsignedLong,   ///< unsigned 64-bit
     Bool,
-    Float,          ///< IEEE 754 single precision; NaN and infinity pass unchanged
-    Double,         ///< IEEE 754 double precision; NaN and infinity pass unchanged
+    Float,   ///< IEEE 754 single precision; NaN and infinity pass unchanged
+    Double,  ///< IEEE 754 double precision; NaN and infinity pass unchanged
 };
 
 /// Name of a kind as used in diagnostics and tool output ("integer", "unsigned int", ...).
@@ -35,10 +37,14 @@ std::string_view numberKindName(NumberKind kind) noexcept;
 
 /// A number with its kind. Construct it with the named factory of its kind.
 class Number {
-public:
+  public:
     static Number integer(std::int64_t v) noexcept { return Number(NumberKind::Integer, v); }
-    static Number shortNumber(std::int16_t v) noexcept { return Number(NumberKind::Short, std::int64_t{v}); }
-    static Number intNumber(std::int32_t v) noexcept { return Number(NumberKind::Int, std::int64_t{v}); }
+    static Number shortNumber(std::int16_t v) noexcept {
+        return Number(NumberKind::Short, std::int64_t{v});
+    }
+    static Number intNumber(std::int32_t v) noexcept {
+        return Number(NumberKind::Int, std::int64_t{v});
+    }
     static Number unsignedChar(std::uint8_t v) noexcept {
         return Number(NumberKind::UnsignedChar, std::uint64_t{v});
     }
@@ -75,8 +81,9 @@ public:
     /// differs from +0.0. This is the equality of "exact to the last bit".
     friend bool operator==(const Number& a, const Number& b) noexcept;
 
-private:
-    Number(NumberKind k, std::int64_t v) noexcept : kind_(k), bits_(static_cast<std::uint64_t>(v)) {}
+  private:
+    Number(NumberKind k, std::int64_t v) noexcept
+        : kind_(k), bits_(static_cast<std::uint64_t>(v)) {}
     Number(NumberKind k, std::uint64_t v) noexcept : kind_(k), bits_(v) {}
 
     NumberKind kind_;
@@ -103,11 +110,83 @@ using Array = std::vector<Value>;
 
 /// A dictionary from string keys to values. Setting a key replaces its entry. Iteration runs in
 /// ascending byte order of the keys, so output built from a dictionary is stable; the order has
-/// no other meaning.
+/// no other meaning. Keys may be set in any order: a key that doesn't sort behind the others
+/// moves no entry, only a small index.
 class Dictionary {
-public:
+  public:
     using Entry = std::pair<std::string, Value>;
-    using const_iterator = std::vector<Entry>::const_iterator;
+
+    /// Walks the entries in ascending key order; random access.
+    class const_iterator {
+      public:
+        using iterator_category = std::random_access_iterator_tag;
+        using iterator_concept = std::random_access_iterator_tag;
+        using value_type = Entry;
+        using difference_type = std::ptrdiff_t;
+        using pointer = const Entry*;
+        using reference = const Entry&;
+
+        const_iterator() = default;
+
+        reference operator*() const noexcept;
+        pointer operator->() const noexcept;
+        reference operator[](difference_type n) const noexcept;
+
+        const_iterator& operator++() noexcept {
+            ++index_;
+            return *this;
+        }
+        const_iterator operator++(int) noexcept {
+            const_iterator t = *this;
+            ++index_;
+            return t;
+        }
+        const_iterator& operator--() noexcept {
+            --index_;
+            return *this;
+        }
+        const_iterator operator--(int) noexcept {
+            const_iterator t = *this;
+            --index_;
+            return t;
+        }
+        const_iterator& operator+=(difference_type n) noexcept {
+            index_ += n;
+            return *this;
+        }
+        const_iterator& operator-=(difference_type n) noexcept {
+            index_ -= n;
+            return *this;
+        }
+        friend const_iterator operator+(const_iterator i, difference_type n) noexcept {
+            return i += n;
+        }
+        friend const_iterator operator+(difference_type n, const_iterator i) noexcept {
+            return i += n;
+        }
+        friend const_iterator operator-(const_iterator i, difference_type n) noexcept {
+            return i -= n;
+        }
+        friend difference_type operator-(const const_iterator& a,
+                                         const const_iterator& b) noexcept {
+            return a.index_ - b.index_;
+        }
+        friend bool operator==(const const_iterator& a, const const_iterator& b) noexcept {
+            return a.index_ == b.index_;
+        }
+        friend std::strong_ordering operator<=>(const const_iterator& a,
+                                                const const_iterator& b) noexcept {
+            return a.index_ <=> b.index_;
+        }
+
+      private:
+        friend class Dictionary;
+        const_iterator(const Dictionary* owner, difference_type index) noexcept
+            : owner_(owner), index_(index) {}
+
+        const Dictionary* owner_ = nullptr;
+        difference_type index_ = 0;
+    };
 
     Dictionary() = default;
     Dictionary(std::initializer_list<Entry> entries);
@@ -132,19 +211,27 @@ public:
 
     friend bool operator==(const Dictionary& a, const Dictionary& b);
 
-private:
-    std::vector<Entry> entries_;  // sorted by key, keys unique
+  private:
+    const Entry& entryAt(std::size_t rank) const noexcept;
+    Entry& entryAt(std::size_t rank) noexcept;
+    std::size_t lowerBound(std::string_view key) const noexcept;
+
+    // Entries in the order their keys were first set, keys unique. `order_` lists them by
+    // ascending key; it stays empty as long as the keys came in ascending order, which most
+    // dictionaries (literals, copies, answers built in key order) never leave.
+    std::vector<Entry> entries_;
+    std::vector<std::uint32_t> order_;
 };
 
 /// Thrown by the typed accessors of `Value` when the value is of another kind.
 class BadValueAccess : public std::exception {
-public:
+  public:
     const char* what() const noexcept override { return "rdd18::Value: wrong kind of value"; }
 };
 
 /// One value of an answer: a number, a string (UTF-8), data, an array or a dictionary.
 class Value {
-public:
+  public:
     Value(Number n) : v_(n) {}
     Value(std::string s) : v_(std::move(s)) {}
     Value(const char* s) : v_(std::string(s)) {}
@@ -186,7 +273,7 @@ public:
 
     friend bool operator==(const Value& a, const Value& b) { return a.v_ == b.v_; }
 
-private:
+  private:
     template <class T>
     const T& get() const {
         if (const T* p = std::get_if<T>(&v_)) return *p;
@@ -196,16 +283,45 @@ private:
     std::variant<Number, std::string, Data, Array, Dictionary> v_;
 };
 
-inline std::size_t Dictionary::size() const noexcept { return entries_.size(); }
-inline bool Dictionary::empty() const noexcept { return entries_.empty(); }
-inline void Dictionary::reserve(std::size_t n) { entries_.reserve(n); }
-inline Dictionary::const_iterator Dictionary::begin() const noexcept { return entries_.begin(); }
-inline Dictionary::const_iterator Dictionary::end() const noexcept { return entries_.end(); }
+inline std::size_t Dictionary::size() const noexcept {
+    return entries_.size();
+}
+inline bool Dictionary::empty() const noexcept {
+    return entries_.empty();
+}
+inline void Dictionary::reserve(std::size_t n) {
+    entries_.reserve(n);
+}
+inline Dictionary::const_iterator Dictionary::begin() const noexcept {
+    return {this, 0};
+}
+inline Dictionary::const_iterator Dictionary::end() const noexcept {
+    return {this, static_cast<std::ptrdiff_t>(entries_.size())};
+}
+inline const Dictionary::Entry& Dictionary::entryAt(std::size_t rank) const noexcept {
+    return entries_[order_.empty() ? rank : order_[rank]];
+}
+inline Dictionary::Entry& Dictionary::entryAt(std::size_t rank) noexcept {
+    return entries_[order_.empty() ? rank : order_[rank]];
+}
+inline Dictionary::const_iterator::reference Dictionary::const_iterator::operator*()
+    const noexcept {
+    return owner_->entryAt(static_cast<std::size_t>(index_));
+}
+inline Dictionary::const_iterator::pointer Dictionary::const_iterator::operator->() const noexcept {
+    return &**this;
+}
+inline Dictionary::const_iterator::reference Dictionary::const_iterator::operator[](
+    difference_type n) const noexcept {
+    return *(*this + n);
+}
 
 /// Text from 8-bit characters: bytes 0x00-0x7F are themselves, bytes 0x80-0xFF are taken as
 /// ISO 8859-1 (Latin-1) and stored as their UTF-8 form. Nothing is dropped; the conversion stops
 /// at `size` and not at a NUL.
 std::string stringFromLatin1(const char* bytes, std::size_t size);
-inline std::string stringFromLatin1(std::string_view s) { return stringFromLatin1(s.data(), s.size()); }
+inline std::string stringFromLatin1(std::string_view s) {
+    return stringFromLatin1(s.data(), s.size());
+}
 
 }  // namespace rdd18
