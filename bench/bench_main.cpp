@@ -23,6 +23,7 @@ struct Pairing {
 const Pairing kPairings[] = {
     {"BM_StreamJoin/payload:255", "BM_StreamMemcpy/payload:255", true, ">= 0.5"},
     {"BM_StreamJoin/payload:32", "BM_StreamMemcpy/payload:32", true, ""},
+    {"BM_ArriStreamJoin/payload:255", "BM_ArriStreamMemcpy/payload:255", true, ""},
     {"BM_StreamJoinSmallReads/payload:255", "BM_StreamMemcpy/payload:255", true, ""},
     {"BM_StreamJoinSmallReads/payload:32", "BM_StreamMemcpy/payload:32", true, ""},
     {"BM_RDD18Parse/standard", "BM_RDD18Answer/standard", false, "<= 1.5"},
@@ -33,6 +34,8 @@ const Pairing kPairings[] = {
     {"BM_RDD18Parse/sony", "BM_RDD18AnswerStreamOrder/sony", false, ""},
     {"BM_ArriParse/typical", "BM_ArriAnswer/typical", false, "<= 1.5"},
     {"BM_ArriTranslate/typical", "BM_ArriAnswer/typical", false, "<= 1.5"},
+    {"BM_ArriParse/typical", "BM_ArriAnswerRecordOrder/typical", false, ""},
+    {"BM_ArriTranslate/typical", "BM_ArriAnswerRecordOrder/typical", false, ""},
 };
 
 class RatioReporter : public benchmark::ConsoleReporter {
