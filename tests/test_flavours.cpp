@@ -1,0 +1,344 @@
+// The three flavours: factory and dispatch list agree, the Sony and Varicam rows stand on the
+// standard table and know nothing of each other, and their items come out as they should.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "frame_builder.h"
+#include "rdd18/items/sony_items.h"
+#include "rdd18/items/standard_items.h"
+#include "rdd18/items/varicam_items.h"
+#include "rdd18/output/VLRDD18Parser.h"
+#include "rdd18/output/item_translator.h"
+
+using namespace rdd18;
+using namespace rdd18::testsupport;
+
+namespace {
+
+using TagNames = std::vector<std::pair<rdd18::tag, std::string>>;
+
+// The vendor rows in registration order.
+const TagNames kSonyRows = {
+    {{0xE1, 0x01}, "SonyEffectiveMarkerCoverageItem"},
+    {{0xE1, 0x02}, "SonyEffectiveMarkerAspectRatioItem"},
+    {{0xE1, 0x03}, "SonyCameraProcessDiscriminationCodeItem"},
+    {{0xE1, 0x04}, "SonyRotaryShutterModeItem"},
+    {{0xE1, 0x0A}, "SonyImageOrientationItem"},
+    {{0xE1, 0x05}, "SonyRawBlackCodeValueItem"},
+    {{0xE1, 0x06}, "SonyGrayCodeValueItem"},
+    {{0xE1, 0x07}, "SonyWhiteCodeValueItem"},
+    {{0xE1, 0x0B}, "SonyBaseCurveItem"},
+    {{0xE1, 0x08}, "SonyMonitoringCharacteristicsItem"},
+    {{0xE1, 0x09}, "SonyMonitoringDescriptionsItem"},
+    {{0xE0, 0x11}, "SonyFlashBandDetectionItem"},
+    {{0xE0, 0x12}, "SonyFlashBandCompensationItem"},
+    {{0xE2, 0x03}, "SonyCookeProtocolCalibrationTypeItem"},
+    {{0xE2, 0x01}, "SonyCookeProtocolBinaryMetadataItem"},
+    {{0xE2, 0x02}, "SonyCookeProtocolUserMetadataItem"},
+};
+
+const TagNames kVaricamRows = {
+    {{0xE1, 0x21}, "VaricamClipInfoHeaderItem"},
+    {{0xE1, 0x22}, "VaricamClipInfoValueItem"},
+    {{0xE1, 0x23}, "VaricamClipNameHeaderItem"},
+    {{0xE1, 0x24}, "VaricamClipNameValueItem"},
+};
+
+template <class Table>
+TagNames rowsOf() {
+    TagNames rows;
+    for (std::size_t i = 0; i < Table::size; ++i) {
+        rows.emplace_back(Table::tags()[i], std::string(Table::names()[i]));
+    }
+    return rows;
+}
+
+// --- Factories and dispatch lists agree --------------------------------------------------------
+
+struct FlavourCase {
+    const char* name;
+    std::function<ItemFactory()> makeFactory;
+    TagNames rows;
+    std::size_t size;
+    std::function<bool(const ItemFactory&, Dictionary&, const Item&)> dispatch;
+};
+
+template <class Table>
+std::function<bool(const ItemFactory&, Dictionary&, const Item&)> dispatcher() {
+    return [](const ItemFactory& f, Dictionary& d, const Item& item) {
+        ItemTranslator<Table> translator(f, d);
+        return translator.dispatch(item, item.tag());
+    };
+}
+
+std::vector<FlavourCase> flavours() {
+    return {
+        {"standard", standardItemFactory, rowsOf<StandardItemTable>(), 37,
+         dispatcher<StandardItemTable>()},
+        {"Sony", sonyItemFactory, rowsOf<SonyItemTable>(), 53, dispatcher<SonyItemTable>()},
+        {"Varicam", varicamItemFactory, rowsOf<VaricamItemTable>(), 41,
+         dispatcher<VaricamItemTable>()},
+    };
+}
+
+TEST(Flavours, FactoryMapsEqualTheTableRows) {
+    for (const FlavourCase& f : flavours()) {
+        SCOPED_TRACE(f.name);
+        const ItemFactory factory = f.makeFactory();
+        EXPECT_EQ(f.rows.size(), f.size);
+        EXPECT_EQ(factory.builders.size(), f.size);
+        EXPECT_EQ(factory.namesToTags.size(), f.size);
+        std::map<rdd18::tag, std::string> tagsToNames;
+        for (const auto& [tag, name] : f.rows) {
+            tagsToNames.emplace(tag, name);
+            EXPECT_EQ(factory.namesToTags.at(name), tag) << name;
+            EXPECT_EQ(factory.builders.count(tag), 1u) << name;
+        }
+        EXPECT_EQ(factory.tagsToNames, tagsToNames);
+    }
+}
+
+TEST(Flavours, VendorRowsFollowTheStandardRowsInTheirOwnOrder) {
+    const TagNames standard = rowsOf<StandardItemTable>();
+    EXPECT_EQ(rowsOf<SonyOwnItemTable>(), kSonyRows);
+    EXPECT_EQ(rowsOf<VaricamOwnItemTable>(), kVaricamRows);
+    TagNames sony = standard, varicam = standard;
+    sony.insert(sony.end(), kSonyRows.begin(), kSonyRows.end());
+    varicam.insert(varicam.end(), kVaricamRows.begin(), kVaricamRows.end());
+    EXPECT_EQ(rowsOf<SonyItemTable>(), sony);
+    EXPECT_EQ(rowsOf<VaricamItemTable>(), varicam);
+}
+
+/// Builds the item of `tag` with the flavour's own builder from the first payload it accepts.
+std::unique_ptr<Item> buildItem(const ItemFactory& factory, rdd18::tag tag) {
+    // Eight bytes satisfy every fixed-size type; the two headers are empty counted vectors of
+    // element size 8 and 2.
+    for (const Bytes& payload : {countedVector(0, 8, {}), countedVector(0, 2, {})}) {
+        const Bytes item = rdd18Item(tag.first, tag.second, payload);
+        RDD18BufferReader reader(item.data(), item.size());
+        try {
+            return factory.build(reader);
+        } catch (const ParsingError&) {
+        }
+    }
+    return nullptr;
+}
+
+TEST(Flavours, EachDispatchListTakesEveryItemItsFactoryBuilds) {
+    const auto all = flavours();
+    for (const FlavourCase& f : all) {
+        SCOPED_TRACE(f.name);
+        const ItemFactory factory = f.makeFactory();
+        for (const auto& [tag, builder] : factory.builders) {
+            const std::string name = factory.itemName(tag);
+            SCOPED_TRACE(name);
+            const auto item = buildItem(factory, tag);
+            ASSERT_NE(item, nullptr);
+            EXPECT_TRUE(item->isSupported());
+            EXPECT_EQ(item->tag(), tag);
+            Dictionary result;
+            EXPECT_TRUE(f.dispatch(factory, result, *item));
+            EXPECT_EQ(result.size(), 1u);
+            EXPECT_TRUE(result.contains(name));
+            // A list of another flavour takes the item only if that flavour builds the tag too.
+            for (const FlavourCase& other : all) {
+                const ItemFactory otherFactory = other.makeFactory();
+                Dictionary otherResult;
+                EXPECT_EQ(other.dispatch(otherFactory, otherResult, *item),
+                          otherFactory.builders.count(tag) == 1)
+                    << other.name;
+            }
+        }
+    }
+}
+
+// --- Independence of the vendor flavours -------------------------------------------------------
+
+Dictionary parse(std::int32_t type, const Bytes& items) {
+    return VLRDD18Parser(type).parseData(FrameBuilder().rdd18Stream(rdd18Pack(items)).bytes());
+}
+
+constexpr std::int32_t kStandard = 0, kVaricam = 1, kSony = 2;
+
+TEST(Independence, VendorTagsAreUnknownOutsideTheirFlavour) {
+    struct Case {
+        Bytes item;
+        std::int32_t type;
+        Dictionary expected;
+    };
+    const Bytes sonyItem = rdd18Item(0xE1, 0x01, {0x01, 0x02});
+    const Bytes clipHeader = rdd18Item(0xE1, 0x21, text("CLIP"));
+    const Bytes shortClipInfo = rdd18Item(0xE1, 0x22, {0x01, 0x02, 0x03});
+    const Bytes flashBand = rdd18Item(0xE0, 0x11, {0x05});
+    const Case cases[] = {
+        {sonyItem, kSony, {{"SonyEffectiveMarkerCoverageItem", Data(Bytes{0x01, 0x02})}}},
+        {sonyItem, kVaricam, {{"Unknown_0xe1_0x01", Data(Bytes{0x01, 0x02})}}},
+        {sonyItem, kStandard, {{"Unknown_0xe1_0x01", Data(Bytes{0x01, 0x02})}}},
+        {flashBand, kVaricam, {{"Unknown_0xe0_0x11", Data(Bytes{0x05})}}},
+        {clipHeader, kVaricam, {{"VaricamClipInfoHeaderItem", "CLIP"}}},
+        {clipHeader, kSony, {{"Unknown_0xe1_0x21", Data(text("CLIP"))}}},
+        {clipHeader, kStandard, {{"Unknown_0xe1_0x21", Data(text("CLIP"))}}},
+        {shortClipInfo, kSony, {{"Unknown_0xe1_0x22", Data(Bytes{0x01, 0x02, 0x03})}}},
+        {shortClipInfo, kStandard, {{"Unknown_0xe1_0x22", Data(Bytes{0x01, 0x02, 0x03})}}},
+        {shortClipInfo, kVaricam, {}},  // a clip info of length 3 can't be decoded
+        {rdd18Item(0xE1, 0x0C, {0x09}), kSony, {{"Unknown_0xe1_0x0c", Data(Bytes{0x09})}}},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(parse(c.type, c.item), c.expected)
+            << "type " << c.type << " item " << testing::PrintToString(c.item);
+    }
+}
+
+TEST(Independence, ItemNamesBelongToOneFlavour) {
+    const ItemFactory standard = standardItemFactory(), sony = sonyItemFactory(),
+                      varicam = varicamItemFactory();
+    EXPECT_EQ(sony.itemName(make_tag(0xE0, 0x11)), "SonyFlashBandDetectionItem");
+    EXPECT_EQ(standard.itemName(make_tag(0xE0, 0x11)), "");
+    EXPECT_EQ(varicam.itemName(make_tag(0xE0, 0x11)), "");
+    EXPECT_EQ(varicam.itemName(make_tag(0xE1, 0x21)), "VaricamClipInfoHeaderItem");
+    EXPECT_EQ(sony.itemName(make_tag(0xE1, 0x21)), "");
+    EXPECT_EQ(standard.itemName(make_tag(0xE1, 0x01)), "");
+    EXPECT_EQ(standard.itemName(make_tag(0xE1, 0x21)), "");
+}
+
+// --- Varicam items -----------------------------------------------------------------------------
+
+Value clipInfo(unsigned char valid, unsigned char camera, std::uint16_t reel, std::uint16_t clip,
+               const char* style) {
+    return Dictionary{{"clipNameValid", Number::unsignedChar(valid)},
+                      {"cameraId", Number::unsignedChar(camera)},
+                      {"reelCounter", Number::unsignedShort(reel)},
+                      {"clipCounter", Number::unsignedShort(clip)},
+                      {"filenameStyle", style}};
+}
+
+TEST(Varicam, ClipInfoPayloadDecodesFieldByField) {
+    const Bytes payload = {0x01, 0x05, 0x12, 0x34, 0x00, 0x2A, 0x01};
+    RDD18BufferReader reader(payload.data(), payload.size());
+    const auto v = make_type_from_reader<VaricamExtendedMetadata>::make(reader, 7);
+    EXPECT_EQ(v.clipNameValid, 1);
+    EXPECT_EQ(v.cameraId, 5);
+    EXPECT_EQ(v.reelCounter.value(), 4660);
+    EXPECT_EQ(v.clipCounter.value(), 42);
+    EXPECT_EQ(v.filenameStyle, 1);
+}
+
+TEST(Varicam, ClipInfoTranslation) {
+    struct Case {
+        Bytes payload;
+        Value expected;
+    };
+    const Case cases[] = {
+        {{0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00}, clipInfo(0, 0, 0, 0, "P2")},
+        {{0x01, 0x05, 0x12, 0x34, 0x00, 0x2A, 0x01}, clipInfo(1, 5, 4660, 42, "CINE")},
+        {{0x01, 0x02, 0x01, 0x02, 0xFF, 0xFE, 0x01}, clipInfo(1, 2, 258, 65534, "CINE")},
+        {{0xFF, 0xFF, 0xFF, 0xFF, 0x00, 0x01, 0x02}, clipInfo(255, 255, 65535, 1, "UNKNOWN")},
+        {{0x00, 0x09, 0x00, 0x01, 0x00, 0x02, 0xFF}, clipInfo(0, 9, 1, 2, "UNKNOWN")},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(parse(kVaricam, rdd18Item(0xE1, 0x22, c.payload)),
+                  (Dictionary{{"VaricamClipInfoValueItem", c.expected}}))
+            << testing::PrintToString(c.payload);
+    }
+}
+
+TEST(Varicam, ClipInfoLengthRule) {
+    const Bytes seven = {0x01, 0x02, 0x01, 0x02, 0xFF, 0xFE, 0x01};
+    const Bytes next = rdd18Item(0xE1, 0x24, text("A001"));
+    // Length 6 fails although the stream holds the bytes; so does length 0.
+    EXPECT_TRUE(parse(kVaricam, rdd18ItemWithLength(0xE1, 0x22, 6, seven) + next).empty());
+    EXPECT_TRUE(parse(kVaricam, rdd18ItemWithLength(0xE1, 0x22, 0, {}) + next).empty());
+    // Length 10: the first seven bytes make the value, the next item starts ten bytes in.
+    EXPECT_EQ(parse(kVaricam, rdd18Item(0xE1, 0x22, seven + Bytes{0xE1, 0x24, 0x00}) + next),
+              (Dictionary{{"VaricamClipInfoValueItem", clipInfo(1, 2, 258, 65534, "CINE")},
+                          {"VaricamClipNameValueItem", "A001"}}));
+}
+
+TEST(Varicam, ItemsStandAlone) {
+    const Bytes invalidClip = rdd18Item(0xE1, 0x22, {0x00, 0x01, 0x00, 0x01, 0x00, 0x01, 0x00});
+    const Bytes later = rdd18Item(0xE1, 0x22, {0x01, 0x01, 0x00, 0x02, 0x00, 0x03, 0x01});
+    const Dictionary answer =
+        parse(kVaricam, rdd18Item(0xE1, 0x23, text("NAME")) + invalidClip +
+                            rdd18Item(0xE1, 0x24, text(std::string_view("B002\0\0", 6))) +
+                            rdd18Item(0xE1, 0x21, {}) + later);
+    EXPECT_EQ(answer, (Dictionary{{"VaricamClipNameHeaderItem", "NAME"},
+                                  {"VaricamClipNameValueItem", "B002"},
+                                  {"VaricamClipInfoHeaderItem", ""},
+                                  {"VaricamClipInfoValueItem", clipInfo(1, 1, 2, 3, "CINE")}}));
+    EXPECT_EQ(parse(kVaricam, rdd18Item(0xE1, 0x21, {0x00, 0x41, 0x42})),
+              (Dictionary{{"VaricamClipInfoHeaderItem", ""}}));
+}
+
+// --- Sony items --------------------------------------------------------------------------------
+
+Bytes pattern(std::size_t n) {
+    Bytes b(n);
+    for (std::size_t i = 0; i < n; ++i) b[i] = static_cast<unsigned char>(i * 13 + 1);
+    return b;
+}
+
+TEST(Sony, EveryRowGivesRawDataUnderItsName) {
+    for (const auto& [tag, name] : kSonyRows) {
+        const Bytes payload = {tag.first, tag.second, 0x00, 0xFF};
+        EXPECT_EQ(parse(kSony, rdd18Item(tag.first, tag.second, payload)),
+                  (Dictionary{{name, Data(payload)}}))
+            << name;
+    }
+    EXPECT_EQ(parse(kSony, rdd18Item(0xE1, 0x01, {})),
+              (Dictionary{{"SonyEffectiveMarkerCoverageItem", Data()}}));
+}
+
+TEST(Sony, ItemSpreadOverManyPackets) {
+    const Bytes payload = pattern(5000);
+    const Bytes frame =
+        FrameBuilder().rdd18Stream(rdd18Pack(rdd18Item(0xE2, 0x01, payload)), 100).bytes();
+    EXPECT_EQ(VLRDD18Parser(kSony).parseData(frame),
+              (Dictionary{{"SonyCookeProtocolBinaryMetadataItem", Data(payload)}}));
+}
+
+TEST(Sony, LargestItemIsWholeInAMemoryBlock) {
+    const ItemFactory sony = sonyItemFactory();
+    const Bytes payload = pattern(65535);
+    const Bytes stream = rdd18Pack(rdd18Item(0xE1, 0x01, payload));
+    const ItemList items = parseDataForItems(stream.data(), stream.size(), sony);
+    ASSERT_EQ(items.size(), 1u);
+    EXPECT_TRUE(items[0]->isSupported());
+    EXPECT_EQ(items[0]->payloadAs<ByteVector>(), payload);
+}
+
+TEST(Sony, LargestItemOverPacketsEndsInsideTheItem) {
+    // 255 packets carry 64,770 stream bytes: the pack key and length, the item header and the
+    // first 64,746 payload bytes. The 256th packet can't be numbered, so the stream ends there.
+    constexpr std::size_t kCarried = 255 * 254 - 20 - 4;
+    const Bytes payload = pattern(65535);
+    const Bytes item = rdd18Item(0xE1, 0x01, payload);
+    const Bytes frame = FrameBuilder().rdd18Stream(rdd18Pack(item)).bytes();
+    // The pack's end lies behind the item: the next item header finds no bytes.
+    EXPECT_TRUE(VLRDD18Parser(kSony).parseData(frame).empty());
+
+    // With a pack length that ends behind the item header, the item stands, zero-filled.
+    Bytes shortPack = rdd18Pack(item);
+    shortPack[17] = 0x00;
+    shortPack[18] = 0x00;
+    shortPack[19] = 0x04;
+    Bytes expected(payload.begin(), payload.begin() + kCarried);
+    expected.resize(65535, 0);
+    EXPECT_EQ(VLRDD18Parser(kSony).parseData(FrameBuilder().rdd18Stream(shortPack).bytes()),
+              (Dictionary{{"SonyEffectiveMarkerCoverageItem", Data(expected)}}));
+}
+
+TEST(Sony, StandardItemGivesTheSameEntryAsUnderTheStandardFlavour) {
+    const Bytes items =
+        rdd18Item(0x81, 0x0B, {0x03, 0x20}) + rdd18Item(0x81, 0x09, rationalPayload(1, 50));
+    const Dictionary standard = parse(kStandard, items);
+    EXPECT_EQ(standard.size(), 2u);
+    EXPECT_EQ(parse(kSony, items), standard);
+    EXPECT_EQ(parse(kVaricam, items), standard);
+}
+
+}  // namespace
