@@ -301,37 +301,6 @@ TEST(Sony, ItemSpreadOverManyPackets) {
               (Dictionary{{"SonyCookeProtocolBinaryMetadataItem", Data(payload)}}));
 }
 
-TEST(Sony, LargestItemIsWholeInAMemoryBlock) {
-    const ItemFactory sony = sonyItemFactory();
-    const Bytes payload = pattern(65535);
-    const Bytes stream = rdd18Pack(rdd18Item(0xE1, 0x01, payload));
-    const ItemList items = parseDataForItems(stream.data(), stream.size(), sony);
-    ASSERT_EQ(items.size(), 1u);
-    EXPECT_TRUE(items[0]->isSupported());
-    EXPECT_EQ(items[0]->payloadAs<ByteVector>(), payload);
-}
-
-TEST(Sony, LargestItemOverPacketsEndsInsideTheItem) {
-    // 255 packets carry 64,770 stream bytes: the pack key and length, the item header and the
-    // first 64,746 payload bytes. The 256th packet can't be numbered, so the stream ends there.
-    constexpr std::size_t kCarried = 255 * 254 - 20 - 4;
-    const Bytes payload = pattern(65535);
-    const Bytes item = rdd18Item(0xE1, 0x01, payload);
-    const Bytes frame = FrameBuilder().rdd18Stream(rdd18Pack(item)).bytes();
-    // The pack's end lies behind the item: the next item header finds no bytes.
-    EXPECT_TRUE(VLRDD18Parser(kSony).parseData(frame).empty());
-
-    // With a pack length that ends behind the item header, the item stands, zero-filled.
-    Bytes shortPack = rdd18Pack(item);
-    shortPack[17] = 0x00;
-    shortPack[18] = 0x00;
-    shortPack[19] = 0x04;
-    Bytes expected(payload.begin(), payload.begin() + kCarried);
-    expected.resize(65535, 0);
-    EXPECT_EQ(VLRDD18Parser(kSony).parseData(FrameBuilder().rdd18Stream(shortPack).bytes()),
-              (Dictionary{{"SonyEffectiveMarkerCoverageItem", Data(expected)}}));
-}
-
 TEST(Sony, StandardItemGivesTheSameEntryAsUnderTheStandardFlavour) {
     const Bytes items =
         rdd18Item(0x81, 0x0B, {0x03, 0x20}) + rdd18Item(0x81, 0x09, rationalPayload(1, 50));
