@@ -108,11 +108,18 @@ std::size_t Dictionary::lowerBound(std::string_view key) const noexcept {
     return low;
 }
 
+void Dictionary::roomForOneMoreIndex() {
+    // Grows like the entries do (to their reserved room, or doubling), never one index at a time.
+    if (order_.size() == order_.capacity()) {
+        order_.reserve(std::max({entries_.capacity(), 2 * order_.size(), std::size_t{4}}));
+    }
+}
+
 void Dictionary::set(std::string key, Value value) {
     const std::size_t n = entries_.size();
     // Keys that come in ascending order (a literal dictionary, a copy) are appended at once.
     if (n == 0 || entryAt(n - 1).first < key) {
-        if (!order_.empty()) order_.reserve(n + 1);
+        if (!order_.empty()) roomForOneMoreIndex();
         entries_.emplace_back(std::move(key), std::move(value));
         if (!order_.empty()) order_.push_back(static_cast<std::uint32_t>(n));
         return;
@@ -125,10 +132,11 @@ void Dictionary::set(std::string key, Value value) {
     // A key among the others: the entry goes behind them and only its index is inserted at its
     // rank. Room is made first, so that nothing can fail between the two insertions.
     if (order_.empty()) {
+        roomForOneMoreIndex();
         order_.resize(n);
         std::iota(order_.begin(), order_.end(), std::uint32_t{0});
     }
-    order_.reserve(n + 1);
+    roomForOneMoreIndex();
     entries_.emplace_back(std::move(key), std::move(value));
     order_.insert(order_.begin() + static_cast<std::ptrdiff_t>(rank),
                   static_cast<std::uint32_t>(n));

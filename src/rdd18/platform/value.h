@@ -215,6 +215,7 @@ class Dictionary {
     const Entry& entryAt(std::size_t rank) const noexcept;
     Entry& entryAt(std::size_t rank) noexcept;
     std::size_t lowerBound(std::string_view key) const noexcept;
+    void roomForOneMoreIndex();
 
     // Entries in the order their keys were first set, keys unique. `order_` lists them by
     // ascending key; it stays empty as long as the keys came in ascending order, which most
