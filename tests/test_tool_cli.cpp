@@ -1,0 +1,196 @@
+// velmora-dump's command line, run in-process: inputs, hexadecimal text, parser choice, the
+// packet walk, exit status and error lines.
+#ifdef VELMORA_HAVE_DUMP_TOOL
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "dump/dump.h"
+#include "dump/input.h"
+#include "frame_builder.h"
+
+using namespace rdd18::testsupport;
+using nlohmann::json;
+
+namespace {
+
+struct Result {
+    int status;
+    std::string out;
+    std::string err;
+};
+
+Result runTool(const std::vector<std::string>& args, const std::string& standardInput = "") {
+    std::istringstream in(standardInput);
+    std::ostringstream out, err;
+    const int status = rdd18::dump::run(args, in, out, err);
+    return {status, out.str(), err.str()};
+}
+
+std::string asText(const Bytes& b) {
+    return std::string(b.begin(), b.end());
+}
+
+// One packet, sequence 1, one pack with one item of tag F0 01 and payload AA.
+const char* const kOneItemHex =
+    "00 FF FF 43 05 1A 01 06 0E 2B 34 00 00 00 00 00 00 00 00 00 00 00 00 83 00 00 05 F0 01 00 "
+    "01 AA 00";
+const json kOneItemAnswer = {{"Unknown_0xf0_0x01", {{"$data", "aa"}}}};
+
+TEST(ToolInput, HexTextAcceptsAnyWhiteSpaceBetweenBytes) {
+    EXPECT_EQ(rdd18::dump::parseHexText("00ff\tFF 43\r\n05\n\n  0a1B", "x"),
+              (Bytes{0x00, 0xFF, 0xFF, 0x43, 0x05, 0x0A, 0x1B}));
+    EXPECT_TRUE(rdd18::dump::parseHexText(" \n\t", "x").empty());
+}
+
+TEST(ToolInput, MalformedHexTextIsOneLineNamingThePlace) {
+    const struct {
+        const char* text;
+        const char* error;
+    } cases[] = {
+        {"43 05 zz", "velmora-dump: -:1:7: 'z' is not a hexadecimal digit\n"},
+        {"43 05\n0x43", "velmora-dump: -:2:2: 'x' is not a hexadecimal digit\n"},
+        {"43,05", "velmora-dump: -:1:3: ',' is not a hexadecimal digit\n"},
+        {"43\n0 5",
+         "velmora-dump: -:2:1: odd number of hexadecimal digits (1); write each byte as two "
+         "digits\n"},
+        {"430",
+         "velmora-dump: -:1:1: odd number of hexadecimal digits (3); write each byte as two "
+         "digits\n"},
+        {"43 \x01", "velmora-dump: -:1:4: byte 0x01 is not a hexadecimal digit\n"},
+    };
+    for (const auto& c : cases) {
+        const Result r = runTool({"--hex"}, c.text);
+        EXPECT_EQ(r.status, rdd18::dump::kExitBadInput) << c.text;
+        EXPECT_EQ(r.err, c.error);
+        EXPECT_EQ(r.out, "") << c.text;
+    }
+}
+
+TEST(ToolCommandLine, BadArgumentsAndUnreadableFiles) {
+    const struct {
+        std::vector<std::string> args;
+        int status;
+        const char* errorStart;
+    } cases[] = {
+        {{"--format", "xml"}, 2, "velmora-dump: --format: xml not in {json,jsonl,plist,table}"},
+        {{"--flavour", "nikon"}, 2, "velmora-dump: --flavour: nikon not in"},
+        {{"--parser", "all"}, 2, "velmora-dump: --parser: all not in"},
+        {{"--bogus"}, 2, "velmora-dump: The following argument was not expected: --bogus"},
+        {{"/nonexistent/frame.anc"},
+         1,
+         "velmora-dump: /nonexistent/frame.anc: cannot open: No such file or directory"},
+        {{"."}, 1, "velmora-dump: .: is a directory"},
+    };
+    for (const auto& c : cases) {
+        const Result r = runTool(c.args);
+        EXPECT_EQ(r.status, c.status) << c.args[0];
+        EXPECT_EQ(r.err.rfind(c.errorStart, 0), 0u) << r.err;
+        EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
+        EXPECT_EQ(r.out, "");
+    }
+    const Result help = runTool({"--help"});
+    EXPECT_EQ(help.status, 0);
+    for (const char* text : {"Examples:", "--no-flags", "--flavour", "{\"$number\": \"NaN\"}",
+                             "{\"$data\": \"<hex>\"}", "Exit status"}) {
+        EXPECT_NE(help.out.find(text), std::string::npos) << text;
+    }
+}
+
+TEST(ToolCommandLine, StandardInputBinaryAndHex) {
+    const Bytes frame = rdd18::dump::parseHexText(kOneItemHex, "frame");
+    const Result binary = runTool({}, asText(frame));
+    ASSERT_EQ(binary.status, 0) << binary.err;
+    const json answer = json::parse(binary.out);
+    EXPECT_EQ(answer,
+              json::array({{{"file", "-"}, {"rdd18", kOneItemAnswer}, {"arri", json::object()}}}));
+    EXPECT_EQ(runTool({"--hex", "-"}, kOneItemHex).out, binary.out);
+    // Without flags the same packet parses with --no-flags, and the flagged bytes give nothing.
+    const Bytes bare(frame.begin() + 3, frame.end());
+    EXPECT_EQ(json::parse(runTool({"--no-flags", "-f", "jsonl"}, asText(bare)).out)["rdd18"],
+              kOneItemAnswer);
+    EXPECT_EQ(json::parse(runTool({"--no-flags", "-f", "jsonl"}, asText(frame)).out)["rdd18"],
+              json::object());
+    // An empty input is an answer, not an error.
+    const Result empty = runTool({"-f", "jsonl"}, "");
+    EXPECT_EQ(empty.status, 0);
+    EXPECT_EQ(empty.out, "{\"file\":\"-\",\"rdd18\":{},\"arri\":{}}\n");
+}
+
+TEST(ToolCommandLine, ParserAndFlavourChoice) {
+    const Bytes frame =
+        FrameBuilder().rdd18Stream(rdd18Pack(rdd18Item(0xE1, 0x21, text("CLIP")))).bytes();
+    const struct {
+        std::vector<std::string> args;
+        json expected;
+    } cases[] = {
+        {{"--flavour", "varicam"},
+         {{"file", "-"},
+          {"rdd18", {{"VaricamClipInfoHeaderItem", "CLIP"}}},
+          {"arri", json::object()}}},
+        {{"--flavour", "Sony", "--parser", "rdd18"},
+         {{"file", "-"}, {"rdd18", {{"Unknown_0xe1_0x21", {{"$data", "434c4950"}}}}}}},
+        {{"--parser", "arri"}, {{"file", "-"}, {"arri", json::object()}}},
+    };
+    for (const auto& c : cases) {
+        std::vector<std::string> args = c.args;
+        args.insert(args.end(), {"-f", "jsonl"});
+        const Result r = runTool(args, asText(frame));
+        EXPECT_EQ(json::parse(r.out), c.expected) << c.args[0];
+    }
+}
+
+TEST(ToolCommandLine, PacketWalk) {
+    // With flags: an RDD 18 packet (flag, DID at byte 3, SDID, DC 2, 2 payload bytes, checksum:
+    // 9 bytes), an ARRI packet with a wrong checksum (DID at 9 + 3 = 12, 11 bytes), a foreign
+    // packet with DC 0 (DID at 20 + 3 = 23), then 3 bytes too few for a packet.
+    const Bytes frame = FrameBuilder()
+                            .rdd18Packet(1, {0x07})
+                            .packetWithChecksum(0x44, 0x04, {0x02, 0x05, 0x01, 0xEE}, 0x00)
+                            .packet(0x61, 0x01, {})
+                            .raw({0x00, 0xFF, 0xFF})
+                            .bytes();
+    // Checksums a sender computes: 0x43 + 0x05 + 2 + 1 + 7 = 0x52; 0x44 + 0x04 + 4 + 2 + 5 + 1 +
+    // 0xEE = 0x142 -> 0x42, not 0x00; 0x61 + 0x01 + 0 = 0x62. The ARRI sequence number is the
+    // little-endian 05 01 = 261.
+    const json expected = json::parse(R"([
+      {"checksum": "0x52", "checksumOk": true, "dc": 2, "did": "0x43", "kind": "rdd18",
+       "offset": 3, "sdid": "0x05", "sequence": 1},
+      {"checksum": "0x00", "checksumOk": false, "dc": 4, "did": "0x44", "kind": "arri",
+       "offset": 12, "sdid": "0x04", "sequence": 261, "stream": 2},
+      {"checksum": "0x62", "checksumOk": true, "dc": 0, "did": "0x61", "kind": "other",
+       "offset": 23, "sdid": "0x01"}])");
+    const Result r = runTool({"--packets", "-f", "jsonl"}, asText(frame));
+    EXPECT_EQ(json::parse(r.out)["packets"], expected);
+}
+
+TEST(ToolCommandLine, SeveralFilesInOrderOrNone) {
+    const auto dir = std::filesystem::temp_directory_path();
+    const auto a = (dir / "velmora_tool_a.anc").string();
+    const auto b = (dir / "velmora_tool_b.hex").string();
+    std::ofstream(a, std::ios::binary) << asText(rdd18::dump::parseHexText(kOneItemHex, "a"));
+    std::ofstream(b) << "# not hex\n";
+    const Result r = runTool({"-f", "jsonl", a, a});
+    EXPECT_EQ(r.out, "{\"file\":\"" + a +
+                         "\",\"rdd18\":{\"Unknown_0xf0_0x01\":{\"$data\":\"aa\"}},"
+                         "\"arri\":{}}\n" +
+                         "{\"file\":\"" + a +
+                         "\",\"rdd18\":{\"Unknown_0xf0_0x01\":"
+                         "{\"$data\":\"aa\"}},\"arri\":{}}\n");
+    // A bad input anywhere leaves no output at all.
+    const Result bad = runTool({"--hex", b, b});
+    EXPECT_EQ(bad.status, 1);
+    EXPECT_EQ(bad.out, "");
+    EXPECT_EQ(bad.err, "velmora-dump: " + b + ":1:1: '#' is not a hexadecimal digit\n");
+    std::filesystem::remove(a);
+    std::filesystem::remove(b);
+}
+
+}  // namespace
+
+#endif  // VELMORA_HAVE_DUMP_TOOL

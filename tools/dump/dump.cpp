@@ -1,0 +1,144 @@
+#include "dump/dump.h"
+
+#include <CLI/CLI.hpp>
+#include <map>
+
+#include "dump/input.h"
+#include "dump/report.h"
+#include "dump/writers.h"
+
+namespace rdd18::dump {
+
+namespace {
+
+constexpr const char* kProgram = "velmora-dump";
+
+constexpr const char* kDescription =
+    "Decodes the camera metadata in the ancillary data of video frames: RDD 18 acquisition\n"
+    "metadata (standard, Sony or Varicam items) and ARRI file header metadata. Each input is\n"
+    "one frame's ancillary packets (DID, SDID, DC, payload, checksum), in 8-bit bytes, each\n"
+    "packet preceded by the 3-byte flag 00 FF FF or 04 FB FB unless --no-flags is given.\n";
+
+constexpr const char* kFooter = R"(Examples:
+  velmora-dump frame.anc                       both parsers, JSON
+  velmora-dump --flavour sony -f table a.anc   Sony items, as a table for reading
+  velmora-dump --parser arri --packets -f table frame.anc
+  xclip -o | velmora-dump --hex --explain      hex text copied from an analyser
+  velmora-dump -f jsonl captures/*.anc | jq .rdd18.CameraISOSensitivityItem
+
+Output: one report per input, in input order, with "file" (the name as given, "-" for
+standard input) and one entry per section: "rdd18" and "arri" (each parser's answer; an
+empty dictionary when the frame holds nothing that parser can read), "packets" (--packets),
+"faults" (--explain). Dictionary keys are listed in ascending order.
+
+Numbers are exact in every format: integers in full; a float is the shortest text that reads
+back to the same float, a double the same for doubles (so 23.976 for the float 23.976);
+negative zero stays -0. In JSON, NaN and the infinities are {"$number": "NaN"},
+{"$number": "Infinity"} and {"$number": "-Infinity"}, and data is {"$data": "<hex>"} with
+two lower-case hexadecimal digits per byte. With --types each number becomes
+{"$kind": "<kind>", "$value": <number>}. In the plist, data is base64 and the reals without
+digits are nan, +infinity and -infinity. The table shows data as <hex> and quotes strings.
+
+Exit status: 0 when every input was read (whatever the parsers found in it), 1 when an input
+can't be read or isn't hexadecimal text under --hex, 2 for a bad command line.
+More in docs/cli.md.
+)";
+
+}  // namespace
+
+int run(const std::vector<std::string>& args, std::istream& in, std::ostream& out,
+        std::ostream& err) {
+    CLI::App app(kDescription, kProgram);
+    app.footer(kFooter);
+    app.set_version_flag("--version", std::string(kProgram) + " " VELMORA_VERSION);
+
+    std::vector<std::string> files;
+    bool hex = false;
+    bool noFlags = false;
+    std::string flavour = "standard";
+    std::string parser = "both";
+    std::string format = "json";
+    ReportOptions report;
+    WriteOptions write;
+
+    app.add_option("files", files,
+                   "Frames to decode, one packet buffer per file; none or \"-\" reads standard "
+                   "input")
+        ->type_name("FILE");
+    app.add_flag("--hex", hex,
+                 "Inputs are hexadecimal text: two digits per byte, any white space between "
+                 "bytes (as copied from an analyser or a log)");
+    app.add_flag("--no-flags", noFlags,
+                 "Packets carry no 3-byte ancillary data flag: each starts with its DID");
+    app.add_option("--flavour,--flavor", flavour,
+                   "RDD 18 item set: standard (37 items), sony (standard + 16 Sony items) or "
+                   "varicam (standard + 4 clip items); items the flavour doesn't know show as "
+                   "Unknown_0x.._0x.. with their bytes")
+        ->transform(CLI::IsMember({"standard", "sony", "varicam"}, CLI::ignore_case))
+        ->default_str("standard");
+    app.add_option("--parser", parser, "Parsers to run: rdd18, arri or both, side by side")
+        ->transform(CLI::IsMember({"rdd18", "arri", "both"}, CLI::ignore_case))
+        ->default_str("both");
+    app.add_flag("--packets", report.packets,
+                 "Add the packet walk: offset, DID, SDID, DC, checksum (and whether it is the one "
+                 "a sender computes: (DID + SDID + DC + payload bytes) mod 256), kind (rdd18, arri "
+                 "or other) and sequence number");
+    app.add_flag("--explain", report.explain,
+                 "Add the faults that made a parser drop data (bad flags, sequence breaks, "
+                 "truncated packs, rejected payloads), one line each");
+    app.add_option("-f,--format", format,
+                   "Output format: json (pretty), jsonl (one frame a line), plist (XML property "
+                   "list) or table (aligned, for people)")
+        ->transform(CLI::IsMember({"json", "jsonl", "plist", "table"}, CLI::ignore_case))
+        ->default_str("json");
+    app.add_flag("--types", write.types,
+                 "Show the kind of every number (integer, short, unsigned int, float, double, "
+                 "bool, ...)");
+
+    std::vector<const char*> argv{kProgram};
+    for (const auto& a : args) argv.push_back(a.c_str());
+    try {
+        app.parse(static_cast<int>(argv.size()), argv.data());
+    } catch (const CLI::CallForHelp&) {
+        out << app.help();
+        return kExitOk;
+    } catch (const CLI::CallForVersion& e) {
+        out << e.what() << '\n';
+        return kExitOk;
+    } catch (const CLI::ParseError& e) {
+        err << kProgram << ": " << e.what() << " (see " << kProgram << " --help)\n";
+        return kExitBadArguments;
+    }
+
+    // The checks above have turned each choice into its listed spelling.
+    const std::map<std::string, Flavour> flavours{
+        {"standard", Flavour::Standard}, {"sony", Flavour::Sony}, {"varicam", Flavour::Varicam}};
+    const std::map<std::string, Format> formats{{"json", Format::Json},
+                                                {"jsonl", Format::JsonLines},
+                                                {"plist", Format::Plist},
+                                                {"table", Format::Table}};
+    report.flavour = flavours.at(flavour);
+    write.format = formats.at(format);
+    report.flags = !noFlags;
+    report.rdd18 = parser != "arri";
+    report.arri = parser != "rdd18";
+    if (files.empty()) files.push_back("-");
+
+    // Read everything first, so that a bad input leaves no half-written output.
+    std::vector<Input> inputs;
+    try {
+        for (const auto& name : files) inputs.push_back(readInput(name, hex, in));
+    } catch (const InputError& e) {
+        err << kProgram << ": " << e.what() << '\n';
+        return kExitBadInput;
+    }
+
+    const Reporter reporter(report);
+    std::vector<FrameReport> reports;
+    reports.reserve(inputs.size());
+    for (const auto& input : inputs) reports.push_back(reporter.report(input.name, input.bytes));
+    writeReports(out, reports, write);
+    return kExitOk;
+}
+
+}  // namespace rdd18::dump

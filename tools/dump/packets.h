@@ -1,0 +1,24 @@
+// The packet walk of a frame, as a value tree that every output format can show.
+#pragma once
+
+#include <span>
+
+#include "rdd18/platform/value.h"
+
+namespace rdd18::dump {
+
+/// One dictionary per packet that the library's packet walk finds in `bytes` (`flags`: whether
+/// packets carry the 3-byte flag), in buffer order:
+/// - "offset": buffer offset of the packet's DID byte (integer);
+/// - "did", "sdid", "checksum": the bytes as text "0x43";
+/// - "dc": the data count (integer);
+/// - "checksumOk": whether the checksum byte is the one a sender computes in 8-bit form,
+///   (DID + SDID + DC + all payload bytes) mod 256 (bool);
+/// - "kind": "rdd18" (DID 0x43, SDID 0x05), "arri" (DID 0x44, SDID 0x04) or "other";
+/// - "sequence": the packet's sequence number, for an RDD 18 packet with a payload and an ARRI
+///   packet with at least 3 payload bytes; "stream": the stream id of such an ARRI packet.
+/// Bytes the walk passes over (bad flags, a short tail, a packet cut off by the end) are not
+/// listed: they are what the explanation of a frame reports.
+Array packetWalk(std::span<const unsigned char> bytes, bool flags);
+
+}  // namespace rdd18::dump

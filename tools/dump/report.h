@@ -1,0 +1,49 @@
+// What the tool reports for one frame: the answers of the parsers it runs, and on request the
+// packet walk and the explanation of dropped data.
+#pragma once
+
+#include <memory>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "rdd18/arri/VLArriANCParser.h"
+#include "rdd18/output/VLRDD18Parser.h"
+#include "rdd18/platform/value.h"
+
+namespace rdd18::dump {
+
+/// The RDD 18 flavour, with the values the parser's constructor takes.
+enum class Flavour : int { Standard = 0, Varicam = 1, Sony = 2 };
+
+struct ReportOptions {
+    Flavour flavour = Flavour::Standard;
+    bool flags = true;     ///< packets carry the 3-byte ancillary data flag
+    bool rdd18 = true;     ///< run the RDD 18 parser
+    bool arri = true;      ///< run the ARRI parser
+    bool packets = false;  ///< list the packet walk
+    bool explain = false;  ///< list the faults that made the parsers drop data
+};
+
+/// One frame's report: its name, then its sections in output order ("rdd18", "arri", "packets",
+/// "faults"; only those asked for).
+struct FrameReport {
+    std::string source;
+    std::vector<std::pair<std::string, Value>> sections;
+};
+
+/// Makes the reports; the parsers are made once and serve every frame.
+class Reporter {
+  public:
+    explicit Reporter(const ReportOptions& options);
+
+    FrameReport report(std::string source, std::span<const unsigned char> bytes) const;
+
+  private:
+    ReportOptions options_;
+    std::unique_ptr<VLRDD18Parser> rdd18_;  // the parser can't be moved; it stays where it is made
+    VLArriANCParser arri_;
+};
+
+}  // namespace rdd18::dump
