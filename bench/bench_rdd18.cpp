@@ -7,7 +7,9 @@
 #include <memory>
 
 #include "bench_support.h"
+#include "rdd18/items/item_factory.h"
 #include "rdd18/output/VLRDD18Parser.h"
+#include "rdd18/transport/rdd18_stream_reader.h"
 #include "rdd18_frames.h"
 
 namespace velmora::bench {
@@ -40,6 +42,35 @@ void BM_RDD18Parse(benchmark::State& state, int flavour) {
 BENCHMARK_CAPTURE(BM_RDD18Parse, standard, kStandard);
 BENCHMARK_CAPTURE(BM_RDD18Parse, varicam, kVaricam);
 BENCHMARK_CAPTURE(BM_RDD18Parse, sony, kSony);
+
+// The first half of a parse: packets, stream and items, without the answer. The rest of
+// BM_RDD18Parse is the walk that writes the answer.
+void BM_RDD18Items(benchmark::State& state, int flavour) {
+    const RDD18Frame frame = frameOf(typicalItems(flavour));
+    const rdd18::ItemFactory factory = flavour == kSony      ? rdd18::sonyItemFactory()
+                                       : flavour == kVaricam ? rdd18::varicamItemFactory()
+                                                             : rdd18::standardItemFactory();
+    AllocationTally allocations;
+    std::size_t count = 0;
+    for (auto _ : state) {
+        allocations.begin();
+        {
+            rdd18::AncillaryDataBufferReader packets(frame.bytes.data(), frame.bytes.size(),
+                                                     rdd18::AncillaryDataBufferWithFlags);
+            rdd18::RDD18AncillaryDataStreamReader stream(packets);
+            const rdd18::ItemList items = rdd18::parseDataForItems(stream, factory);
+            count = items.size();
+            benchmark::DoNotOptimize(items.data());
+        }
+        allocations.end();
+    }
+    if (count != frame.items) state.SkipWithError("the item list misses items");
+    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * frame.items));
+    allocations.report(state);
+}
+BENCHMARK_CAPTURE(BM_RDD18Items, standard, kStandard);
+BENCHMARK_CAPTURE(BM_RDD18Items, varicam, kVaricam);
+BENCHMARK_CAPTURE(BM_RDD18Items, sony, kSony);
 
 // The floor: the same dictionary, made with the value model's constructors from the values the
 // frame carries. Keys are set in ascending order, the cheapest order for a dictionary that keeps
