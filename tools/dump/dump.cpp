@@ -60,6 +60,12 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
     std::string format = "json";
     ReportOptions report;
     WriteOptions write;
+    const std::map<std::string, Flavour> flavours{
+        {"standard", Flavour::Standard}, {"sony", Flavour::Sony}, {"varicam", Flavour::Varicam}};
+    const std::map<std::string, Format> formats{{"json", Format::Json},
+                                                {"jsonl", Format::JsonLines},
+                                                {"plist", Format::Plist},
+                                                {"table", Format::Table}};
 
     app.add_option("files", files,
                    "Frames to decode, one packet buffer per file; none or \"-\" reads standard "
@@ -74,7 +80,7 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
                    "RDD 18 item set: standard (37 items), sony (standard + 16 Sony items) or "
                    "varicam (standard + 4 clip items); items the flavour doesn't know show as "
                    "Unknown_0x.._0x.. with their bytes")
-        ->transform(CLI::IsMember({"standard", "sony", "varicam"}, CLI::ignore_case))
+        ->transform(CLI::IsMember(flavours, CLI::ignore_case))
         ->default_str("standard");
     app.add_option("--parser", parser, "Parsers to run: rdd18, arri or both, side by side")
         ->transform(CLI::IsMember({"rdd18", "arri", "both"}, CLI::ignore_case))
@@ -89,7 +95,7 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
     app.add_option("-f,--format", format,
                    "Output format: json (pretty), jsonl (one frame a line), plist (XML property "
                    "list) or table (aligned, for people)")
-        ->transform(CLI::IsMember({"json", "jsonl", "plist", "table"}, CLI::ignore_case))
+        ->transform(CLI::IsMember(formats, CLI::ignore_case))
         ->default_str("json");
     app.add_flag("--types", write.types,
                  "Show the kind of every number (integer, short, unsigned int, float, double, "
@@ -111,12 +117,6 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
     }
 
     // The checks above have turned each choice into its listed spelling.
-    const std::map<std::string, Flavour> flavours{
-        {"standard", Flavour::Standard}, {"sony", Flavour::Sony}, {"varicam", Flavour::Varicam}};
-    const std::map<std::string, Format> formats{{"json", Format::Json},
-                                                {"jsonl", Format::JsonLines},
-                                                {"plist", Format::Plist},
-                                                {"table", Format::Table}};
     report.flavour = flavours.at(flavour);
     write.format = formats.at(format);
     report.flags = !noFlags;
