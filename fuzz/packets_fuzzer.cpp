@@ -1,12 +1,16 @@
-// The packet walk: every packet lies inside the buffer where the walk says, in order and without
-// overlap; the walk is the same through packetsFromData and through the reader; and the same
-// packets written again with flags put on or taken off walk to the same packets.
+// The packet walk and the two packet streams. Invariants: every packet lies inside the buffer where
+// the walk says, in order and without overlap; the walk is the same through packetsFromData and
+// through the reader; the same packets written again with flags put on or taken off walk to the
+// same packets; and the RDD 18 and ARRI stream readers deliver exactly the stream bytes that the
+// packet rules define (accepted kinds, headers, numbering), whatever the mix of reads and skips.
 #include <cstddef>
 #include <cstdint>
 #include <vector>
 
 #include "fuzz_support.h"
+#include "rdd18/arri/arri_stream_reader.h"
 #include "rdd18/transport/ancillary_packet.h"
+#include "rdd18/transport/rdd18_stream_reader.h"
 
 using namespace rdd18;
 using namespace rdd18::fuzz;
@@ -81,12 +85,86 @@ void checkWalk(const InputCopy& input, bool flags) {
     VELMORA_FUZZ_CHECK(walkIsExact(again, rewritten.size(), !flags));
 }
 
+/// The stream bytes of the packets, by the rules of the two packet kinds: the packets of the kind,
+/// with a payload of at least the header, numbered from 1 on without a gap (an ARRI stream id
+/// change restarts the numbering), up to the first packet whose number doesn't follow.
+Bytes expectedStream(const Packets& packets, bool arri) {
+    Bytes out;
+    std::uint32_t last = 0;
+    unsigned char streamId = 0;
+    for (const auto& p : packets) {
+        const std::size_t header = arri ? 3 : 1;
+        if (p.did != (arri ? 0x44 : 0x43) || p.sdid != (arri ? 0x04 : 0x05) ||
+            p.payloadSize() < header)
+            continue;
+        std::uint32_t number = p.payload[0];
+        if (arri) {
+            if (p.payload[0] != streamId) {
+                streamId = p.payload[0];
+                last = 0;
+            }
+            number = p.payload[1] | (std::uint32_t{p.payload[2]} << 8);
+        }
+        if (number != last + 1) break;
+        last = number;
+        out.insert(out.end(), p.payload + header, p.payload + p.payloadSize());
+    }
+    return out;
+}
+
+/// Reads and skips through `stream` in steps that `ops` chooses, and compares every byte, count
+/// and position with the expected stream bytes. A read that comes up short delivers what is left
+/// and leaves the position; a skip passes what is left and moves the position by that.
+void checkStream(utils::Reader& stream, const Bytes& expected, const InputCopy& ops) {
+    std::size_t at = 0, position = 0;
+    Bytes buffer;
+    for (std::size_t i = 0; i < ops.size() && i < 64; ++i) {
+        const unsigned char op = ops.fromEnd(i);
+        std::size_t count = (op & 0x1F) + 1u;
+        if (op & 0x20) count *= 97;
+        const std::size_t available = std::min(count, expected.size() - at);
+        if (op & 0x40) {
+            VELMORA_FUZZ_CHECK(stream.skip(count) == available);
+            position += available;
+        } else {
+            buffer.assign(count, 0);
+            VELMORA_FUZZ_CHECK(stream.read(buffer.data(), count) == available);
+            VELMORA_FUZZ_CHECK(
+                std::equal(buffer.begin(), buffer.begin() + available, expected.begin() + at));
+            if (available == count) position += count;
+        }
+        at += available;
+        VELMORA_FUZZ_CHECK(stream.position() == position);
+        if (op & 0x80) VELMORA_FUZZ_CHECK(stream.isAtEnd() == (at == expected.size()));
+    }
+    buffer.assign(expected.size() - at + 1, 0);
+    VELMORA_FUZZ_CHECK(stream.read(buffer.data(), buffer.size()) == expected.size() - at);
+    VELMORA_FUZZ_CHECK(std::equal(expected.begin() + at, expected.end(), buffer.begin()));
+    VELMORA_FUZZ_CHECK(stream.isAtEnd() && stream.read(buffer.data(), 1) == 0);
+}
+
+void checkStreams(const InputCopy& input, bool flags) {
+    const Packets packets = packetsFromData(input.data(), input.size(), flagsValue(flags));
+    {
+        AncillaryDataBufferReader source(input.data(), input.size(), flagsValue(flags));
+        RDD18AncillaryDataStreamReader stream(source);
+        checkStream(stream, expectedStream(packets, false), input);
+    }
+    {
+        AncillaryDataBufferReader source(input.data(), input.size(), flagsValue(flags));
+        arri::ArriAncillaryDataStreamReader stream(source);
+        checkStream(stream, expectedStream(packets, true), input);
+    }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const InputCopy input(data, size);
     checkWalk(input, false);
     checkWalk(input, true);
+    checkStreams(input, false);
+    checkStreams(input, true);
     if (size == 0) {
         VELMORA_FUZZ_CHECK(packetsFromData(nullptr, 0, AncillaryDataBufferWithFlags).empty());
     }
