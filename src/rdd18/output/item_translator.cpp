@@ -6,8 +6,11 @@ namespace rdd18 {
 
 namespace {
 Value rationalValue(const Rational& r) {
-    return Dictionary{{"den", Number::unsignedInt(r.denominator.value())},
-                      {"num", Number::unsignedInt(r.numerator.value())}};
+    Dictionary d;
+    d.reserve(2);
+    d.set("den", Number::unsignedInt(r.denominator.value()));
+    d.set("num", Number::unsignedInt(r.numerator.value()));
+    return d;
 }
 
 std::string filenameStyleName(unsigned char code) {
@@ -57,8 +60,11 @@ void ItemTranslatorBase::translate(rdd18::tag tag, const std::string& v) {
 }
 
 void ItemTranslatorBase::translate(rdd18::tag tag, const Label& v) {
-    write(tag, Dictionary{{"value0", Number::unsignedChar(v.value0)},
-                          {"value1", Number::unsignedChar(v.value1)}});
+    Dictionary d;
+    d.reserve(2);
+    d.set("value0", Number::unsignedChar(v.value0));
+    d.set("value1", Number::unsignedChar(v.value1));
+    write(tag, std::move(d));
 }
 
 void ItemTranslatorBase::translate(rdd18::tag tag, const Rational& v) { write(tag, rationalValue(v)); }
@@ -82,11 +88,14 @@ void ItemTranslatorBase::translate(rdd18::tag tag, const ByteVector& v) {
 }
 
 void ItemTranslatorBase::translate(rdd18::tag tag, const VaricamExtendedMetadata& v) {
-    write(tag, Dictionary{{"clipNameValid", Number::unsignedChar(v.clipNameValid)},
-                          {"cameraId", Number::unsignedChar(v.cameraId)},
-                          {"reelCounter", Number::unsignedShort(v.reelCounter.value())},
-                          {"clipCounter", Number::unsignedShort(v.clipCounter.value())},
-                          {"filenameStyle", filenameStyleName(v.filenameStyle)}});
+    Dictionary d;
+    d.reserve(5);
+    d.set("clipNameValid", Number::unsignedChar(v.clipNameValid));
+    d.set("cameraId", Number::unsignedChar(v.cameraId));
+    d.set("reelCounter", Number::unsignedShort(v.reelCounter.value()));
+    d.set("clipCounter", Number::unsignedShort(v.clipCounter.value()));
+    d.set("filenameStyle", filenameStyleName(v.filenameStyle));
+    write(tag, std::move(d));
 }
 
 }  // namespace rdd18
