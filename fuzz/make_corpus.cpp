@@ -1,14 +1,16 @@
 // Writes the seed corpus of every fuzz target, built with the test frame builder:
 //
-//   velmora_make_corpus <output directory>
+//   velmora_make_corpus <output directory> [samples directory]
 //
-// creates <output directory>/<target>/<seed name> for each target. The RDD 18 seeds hold an item
-// of every row of the three flavour tables, with payloads made from each row's payload type, so a
-// new row is seeded without a change here.
+// creates <output directory>/<target>/<seed name> for each target, and adds the sample frames
+// (*.anc) of the samples directory, when given, to every target that reads frames. The RDD 18 seeds
+// hold an item of every row of the three flavour tables, with payloads made from each row's payload
+// type, so a new row is seeded without a change here.
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -284,21 +286,39 @@ void write(const fs::path& dir, const std::vector<Seed>& seeds) {
     }
 }
 
+/// The sample frames (*.anc) of `dir`, named "sample-<file name>".
+std::vector<Seed> sampleFrames(const fs::path& dir) {
+    std::vector<Seed> seeds;
+    for (const auto& entry : fs::directory_iterator(dir)) {
+        if (!entry.is_regular_file() || entry.path().extension() != ".anc") continue;
+        std::ifstream in(entry.path(), std::ios::binary);
+        if (!in) throw std::runtime_error("cannot read " + entry.path().string());
+        Bytes bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        seeds.push_back({"sample-" + entry.path().filename().string(), std::move(bytes)});
+    }
+    return seeds;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 2) {
-        std::fprintf(stderr, "usage: %s <output directory>\n", argv[0]);
+    if (argc != 2 && argc != 3) {
+        std::fprintf(stderr, "usage: %s <output directory> [samples directory]\n", argv[0]);
         return 2;
     }
     try {
         const fs::path out(argv[1]);
-        const std::vector<Seed> frames = rdd18Frames();
+        const std::vector<Seed> samples = argc == 3 ? sampleFrames(argv[2]) : std::vector<Seed>();
+        std::vector<Seed> frames = rdd18Frames();
         std::vector<Seed> arri = arriFrames();
+        frames.insert(frames.end(), samples.begin(), samples.end());
+        arri.insert(arri.end(), samples.begin(), samples.end());
         for (const char* flavour : {"rdd18_standard", "rdd18_sony", "rdd18_varicam"})
             write(out / flavour, frames);
-        write(out / "rdd18_items", rdd18Streams());
-        std::vector<Seed> packets = frames;
+        std::vector<Seed> streams = rdd18Streams();
+        streams.insert(streams.end(), samples.begin(), samples.end());
+        write(out / "rdd18_items", streams);
+        std::vector<Seed> packets = rdd18Frames();
         packets.insert(packets.end(), arri.begin(), arri.end());
         write(out / "packets", packets);
         write(out / "arri_ancillary", arri);

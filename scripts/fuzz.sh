@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds the "fuzz" preset (clang, libFuzzer, AddressSanitizer + UndefinedBehaviorSanitizer) and
 # runs every fuzz target, one after the other, for a number of seconds each, with the dictionary,
-# the seed corpus, the committed regression inputs and the samples. Fails on any crash, sanitizer
+# the seed corpus (sample frames included) and the committed regression inputs. Fails on any crash, sanitizer
 # report, timeout or broken invariant; the input that did it is kept under
 # build/fuzz/fuzz-work/artifacts/<target>/.
 #
@@ -40,7 +40,6 @@ for t in "${targets[@]}"; do
   mkdir -p "$work/corpus/$t" "$work/artifacts/$t" "$work/logs"
   inputs=("$work/corpus/$t" "$bin/corpus/$t")
   [ -d "fuzz/regressions/$t" ] && inputs+=("fuzz/regressions/$t")
-  [ -n "$(ls -A samples 2>/dev/null)" ] && inputs+=(samples)
   log="$work/logs/$t.log"
   echo "==== fuzz_$t: ${seconds}s"
   # shellcheck disable=SC2086 # VELMORA_FUZZ_OPTIONS is a list of options
