@@ -80,10 +80,19 @@ class LineObserver : public ParseObserver {
     bool failed = false;
 
     void flagMismatch(unsigned long offset) override {
+        // A run of bad flags, 3 bytes at a time, is one line.
+        if (flagRunLine_ == lines.size() && offset == flagRunEnd_) {
+            lines.pop_back();
+        } else {
+            flagRunStart_ = offset;
+        }
+        flagRunEnd_ = offset + 3;
         lines.push_back(
-            format("packet walk: bytes %lu-%lu are no ancillary data flag; the walk goes on "
-                   "at byte %lu",
-                   offset, offset + 2, offset + 3));
+            format("packet walk: bytes %lu-%lu are no ancillary data flag%s; the walk "
+                   "goes on at byte %lu",
+                   flagRunStart_, flagRunEnd_ - 1, flagRunEnd_ - flagRunStart_ > 3 ? "s" : "",
+                   flagRunEnd_));
+        flagRunLine_ = lines.size();
     }
     void shortTail(unsigned long offset, unsigned long remaining) override {
         lines.push_back(
@@ -144,6 +153,9 @@ class LineObserver : public ParseObserver {
   private:
     const unsigned char* buffer_;
     const char* stream_;
+    std::size_t flagRunLine_ = 0;  // lines.size() right behind the line of the current run
+    unsigned long flagRunStart_ = 0;
+    unsigned long flagRunEnd_ = 0;
 };
 
 template <class Table>
