@@ -81,7 +81,7 @@ class LineObserver : public ParseObserver {
 
     void flagMismatch(unsigned long offset) override {
         // A run of bad flags, 3 bytes at a time, is one line.
-        if (flagRunLine_ == lines.size() && offset == flagRunEnd_) {
+        if (flagRunLine_ != 0 && flagRunLine_ == lines.size() && offset == flagRunEnd_) {
             lines.pop_back();
         } else {
             flagRunStart_ = offset;
