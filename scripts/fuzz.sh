@@ -53,7 +53,7 @@ for t in "${targets[@]}"; do
     tail -n 60 "$log"
   fi
   runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log" | tail -n 1)
-  cov=$(grep -o 'cov: [0-9]* ft: [0-9]*' "$log" | tail -n 1)
+  cov=$(grep -o 'cov: [0-9]* ft: [0-9]*' "$log" | tail -n 1 || true)
   summary+=("$(printf '%-18s %-7s runs: %-10s %s' "$t" "$status" "${runs:-?}" "${cov:-}")")
 done
 
