@@ -244,7 +244,8 @@ TEST(Samples, BrokenFramesAnswerWhatTheWireRulesLeave) {
         EXPECT_EQ(frame.at(c.parser).size(), c.keys) << c.stem;
         EXPECT_TRUE(frame.contains("faults")) << c.stem;
     }
-    for (const auto& p : expectedJson("bad-checksum").at("packets")) {
+    const json badChecksum = expectedJson("bad-checksum");
+    for (const auto& p : badChecksum.at("packets")) {
         EXPECT_EQ(p.at("checksumOk"), false);
     }
     EXPECT_EQ(expectedJson("sequence-gap").at("faults").at("rdd18").at(0),
