@@ -24,18 +24,10 @@ Dictionary translate(const ArriHeaderBuilder& record) {
     return VLArriANCParser().translateFileHeaderToDictionary(&header);
 }
 
-Number u32(std::uint32_t v) {
-    return Number::unsignedInt(v);
-}
-Number f32(float v) {
-    return Number::floatNumber(v);
-}
-Number f64(double v) {
-    return Number::doubleNumber(v);
-}
-Number i32(std::int32_t v) {
-    return Number::intNumber(v);
-}
+constexpr auto u32 = &Number::unsignedInt;
+constexpr auto f32 = &Number::floatNumber;
+constexpr auto f64 = &Number::doubleNumber;
+constexpr auto i32 = &Number::intNumber;
 const float kNaNBits = std::bit_cast<float>(0xFFFFFFFFu);  // f32 of four 0xFF bytes
 const double kInfinity = std::numeric_limits<float>::infinity();
 
@@ -44,21 +36,14 @@ Dictionary ndFilter(std::uint16_t type, double density) {
 }
 
 // Fields that go out unchanged: key and offset.
+// clang-format off
 const std::vector<std::pair<const char*, std::size_t>> kU32Fields = {
-    {"rawImageWidth", 0x14},
-    {"rawImageHeight", 0x18},
-    {"activeImageLeft", 0x24},
-    {"activeImageTop", 0x28},
-    {"activeImageWidth", 0x2C},
-    {"activeImageHeight", 0x30},
-    {"whiteBalance", 0x5C},
-    {"wbAppliedInCamera", 0x70},
-    {"ASA", 0x74},
-    {"blackLevel", 0x78},
-    {"whiteLevel", 0x7C},
-    {"flip", 0xC8},
-    {"cameraInfoMainVoltage", 0x814},
-    {"cameraInfoOnBoardVoltage", 0x818}};
+    {"rawImageWidth", 0x14},     {"rawImageHeight", 0x18},    {"activeImageLeft", 0x24},
+    {"activeImageTop", 0x28},    {"activeImageWidth", 0x2C},  {"activeImageHeight", 0x30},
+    {"whiteBalance", 0x5C},      {"wbAppliedInCamera", 0x70}, {"ASA", 0x74},
+    {"blackLevel", 0x78},        {"whiteLevel", 0x7C},        {"flip", 0xC8},
+    {"cameraInfoMainVoltage", 0x814}, {"cameraInfoOnBoardVoltage", 0x818}};
+// clang-format on
 const std::vector<std::pair<const char*, std::size_t>> kF32Fields = {
     {"greenTintFactor", 0x60},     {"whiteBalanceFactorR", 0x64}, {"whiteBalanceFactorG", 0x68},
     {"whiteBalanceFactorB", 0x6C}, {"pixelAspectRatio", 0xC4},    {"cdlSlopeR", 0x100},
@@ -239,17 +224,17 @@ TEST(ArriFileHeader, LensKeysAndTheirArithmetic) {
 }
 
 TEST(ArriFileHeader, VfxValues) {
+    // The signed low half of the word in tenths; the word 0xFFFFFFFF leaves the key out.
     const std::pair<std::uint32_t, std::optional<double>> cases[] = {
         {0x00000005, 0.5},     {0xABCD0005, 0.5}, {0x0000FFFF, -0.1},        {0x7FFFFFFF, -0.1},
         {0x00008000, -3276.8}, {0xFFFF0001, 0.1}, {0xFFFFFFFF, std::nullopt}};
+    const std::pair<const char*, std::size_t> keys[] = {
+        {"vfxInfoPan", 0x458}, {"vfxInfoTilt", 0x45C}, {"vfxInfoRoll", 0x460}};
     for (const auto& [word, expected] : cases) {
-        for (const std::size_t offset : {0x458, 0x45C, 0x460}) {
+        for (const auto& [key, offset] : keys) {
             ArriHeaderBuilder record(0x00);
-            for (const std::size_t other : {0x458, 0x45C, 0x460}) record.u32(other, 0xFFFFFFFF);
+            for (const auto& other : keys) record.u32(other.second, 0xFFFFFFFF);
             const Dictionary d = translate(record.u32(offset, word));
-            const char* key = offset == 0x458   ? "vfxInfoPan"
-                              : offset == 0x45C ? "vfxInfoTilt"
-                                                : "vfxInfoRoll";
             EXPECT_EQ(d.size(), expected ? 55u : 54u) << key << " " << word;
             if (expected) {
                 EXPECT_EQ(d.at(key), Value(f64(*expected))) << key << " " << word;
