@@ -4,7 +4,6 @@
 // answers follow from the wire rules, not from timing.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -14,7 +13,6 @@
 #include "rdd18/arri/arri_ancillary_parser.h"
 #include "rdd18/items/item_factory.h"
 #include "rdd18/output/VLRDD18Parser.h"
-#include "rdd18/transport/ancillary_packet.h"
 
 using namespace rdd18;
 using namespace rdd18::testsupport;
@@ -50,23 +48,11 @@ TEST(LargestInputs, Rdd18StreamOf255FullPacketsIsWhole) {
     FrameBuilder frame;
     frame.rdd18Stream(stream);
     ASSERT_EQ(frame.bytes().size(), 255u * (3 + 3 + 255 + 1));
-    ASSERT_EQ(
-        packetsFromData(frame.bytes().data(), frame.bytes().size(), AncillaryDataBufferWithFlags)
-            .size(),
-        255u);
-
     const Dictionary expected{{"LensIrisFNumberItem", Number::integer(258)},
                               {"CameraISOSensitivityItem", Number::integer(800)},
                               {"Unknown_0xf0_0x01", Data(filler)}};
     const VLRDD18Parser parser(0);
     EXPECT_EQ(parser.parseData(frame.bytes()), expected);
-
-    // The 256th packet (its number byte wraps to 0) ends the stream: the pack it carries, which
-    // would replace the ISO value, is never read.
-    frame.rdd18Stream(rdd18Pack(rdd18Item(0x81, 0x0B, be16(100))));
-    ASSERT_EQ(frame.bytes()[255 * 262 + 6], 0x00);
-    EXPECT_EQ(parser.parseData(frame.bytes()), expected);
-
     FrameBuilder withoutFlags(Flags::None);
     withoutFlags.rdd18Stream(stream);
     EXPECT_EQ(parser.parseData(withoutFlags.bytes(), false), expected);
@@ -80,20 +66,12 @@ TEST(LargestInputs, LargestItemsAreWholeInAMemoryBlock) {
         chars[i] = static_cast<unsigned char>('A' + i % 26);
     const Bytes bytes = pattern(0xFFFF, 13);
 
-    // 32,763 HalfFloats cycle through values of the format's examples and the two zeros. The
-    // count is what this test is about; the exponents stay small so that the values are exact
-    // also where extended precision is emulated in 64 bits (as under valgrind).
-    struct Worked {
-        unsigned char b0, b1;
-        double value;
-    };
-    const Worked worked[] = {{0x00, 0x01, 1.0},   {0x80, 0x01, -1.0}, {0x03, 0xFF, 1023.0},
-                             {0x04, 0x0A, 100.0}, {0x3C, 0x00, 0.0},  {0x80, 0x00, -0.0}};
+    // 32,763 HalfFloats, -1 and 100 by turns: the count is what this test is about.
     constexpr std::uint32_t kCount = 32763;
     Bytes elements;
     for (std::uint32_t i = 0; i < kCount; ++i) {
-        const Worked& w = worked[i % std::size(worked)];
-        elements.insert(elements.end(), {w.b0, w.b1});
+        elements.push_back(i % 2 ? 0x04 : 0x80);
+        elements.push_back(i % 2 ? 0x0A : 0x01);
     }
     const Bytes cdl = countedVector(kCount, 2, elements);
     ASSERT_EQ(cdl.size(), 65534u);
@@ -107,9 +85,7 @@ TEST(LargestInputs, LargestItemsAreWholeInAMemoryBlock) {
     const auto& values = items[2]->payloadAs<std::vector<HalfFloat>>();
     ASSERT_EQ(values.size(), kCount);
     for (std::uint32_t i = 0; i < kCount; ++i) {
-        const double expected = worked[i % std::size(worked)].value;
-        ASSERT_EQ(values[i].value(), expected) << "element " << i;
-        ASSERT_EQ(std::signbit(values[i].value()), std::signbit(expected)) << "element " << i;
+        ASSERT_EQ(values[i].value(), i % 2 ? 100.0 : -1.0) << "element " << i;
     }
 }
 
@@ -135,25 +111,13 @@ TEST(LargestInputs, LargestItemsOverPacketsEndInsideTheItem) {
         Dictionary expected;
     };
     const Case cases[] = {
-        {"string", 0, rdd18Pack(rdd18Item(0x80, 0x07, string)), {}},
-        {"string, pack ends at its header",
-         0,
-         packCoveringHeaderOnly(rdd18Item(0x80, 0x07, string)),
-         {}},
-        {"HalfFloat vector", 0, rdd18Pack(rdd18Item(0x81, 0x17, cdl)), {}},
-        {"HalfFloat vector, pack ends at its header",
-         0,
-         packCoveringHeaderOnly(rdd18Item(0x81, 0x17, cdl)),
-         {}},
-        {"Sony byte vector", 2, rdd18Pack(rdd18Item(0xE1, 0x01, bytes)), {}},
-        {"Sony byte vector, pack ends at its header",
+        {"string", 0, packCoveringHeaderOnly(rdd18Item(0x80, 0x07, string)), {}},
+        {"HalfFloat vector", 0, packCoveringHeaderOnly(rdd18Item(0x81, 0x17, cdl)), {}},
+        {"Sony byte vector, more items to follow", 2, rdd18Pack(rdd18Item(0xE1, 0x01, bytes)), {}},
+        {"Sony byte vector",
          2,
          packCoveringHeaderOnly(rdd18Item(0xE1, 0x01, bytes)),
          {{"SonyEffectiveMarkerCoverageItem", Data(zeroTailed)}}},
-        {"unregistered, pack ends at its header",
-         0,
-         packCoveringHeaderOnly(rdd18Item(0xE1, 0x01, bytes)),
-         {{"Unknown_0xe1_0x01", Data(zeroTailed)}}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
@@ -163,54 +127,27 @@ TEST(LargestInputs, LargestItemsOverPacketsEndInsideTheItem) {
     }
 }
 
-// --- ARRI items of megabytes -------------------------------------------------------------------
+// --- the longest ARRI stream --------------------------------------------------------------------
 
 /// A file header record with a few fields set, then `total - 4096` further value bytes.
 Bytes arriValue(std::size_t total) {
-    ArriHeaderBuilder header;
-    header.u32(0x14, 4448).u32(0x18, 3096).u32(0x74, 800).textField(0x4F8, 8, "A001");
-    return header.bytes() + pattern(total - 4096, 31);
+    return ArriHeaderBuilder().u32(0x14, 4448).textField(0x4F8, 8, "A001").bytes() +
+           pattern(total - 4096, 31);
 }
 
-struct ArriOutcome {
-    std::vector<Bytes> values;
-    Dictionary answer;
-};
-
-ArriOutcome parseArri(const Bytes& frame) {
+std::vector<Bytes> arriValues(const Bytes& frame) {
     AncillaryDataBufferReader reader(frame.data(), frame.size(), AncillaryDataBufferWithFlags);
-    ArriOutcome out;
+    std::vector<Bytes> values;
     for (const auto& blob :
          arri::parseAncillaryData(reader, [](const arri::ArriAncKey&) { return true; }))
-        out.values.emplace_back(blob.data(), blob.data() + blob.size());
-    out.answer = VLArriANCParser().parseData(frame);
-    return out;
-}
-
-void expectTranslatedRecord(const Dictionary& answer) {
-    ASSERT_FALSE(answer.empty());
-    EXPECT_EQ(answer.at("rawImageWidth"), Value(Number::unsignedInt(4448)));
-    EXPECT_EQ(answer.at("rawImageHeight"), Value(Number::unsignedInt(3096)));
-    EXPECT_EQ(answer.at("ASA"), Value(Number::unsignedInt(800)));
-    EXPECT_EQ(answer.at("reelName"), Value("A001"));
-}
-
-TEST(LargestInputs, ArriItemOfMegabytesOverTensOfThousandsOfPackets) {
-    const Bytes value = arriValue(5'000'000);
-    FrameBuilder frame;
-    frame.arriStream(arriItem(kArriMetadataKey, value));
-    ASSERT_EQ(frame.bytes().size(),
-              (5'000'020u + 251) / 252 * (3 + 3 + 255 + 1));  // 19,842 packets
-
-    const ArriOutcome out = parseArri(frame.bytes());
-    ASSERT_EQ(out.values.size(), 1u);
-    EXPECT_EQ(out.values[0], value);
-    expectTranslatedRecord(out.answer);
+        values.emplace_back(blob.data(), blob.data() + blob.size());
+    return values;
 }
 
 // Sequence numbers are 16-bit and don't wrap: a stream ends after 65,535 packets, which carry
-// 65,535 x 252 stream bytes. An item that fills them exactly is whole, and what follows in the
-// packet numbered 0 is never read; an item one byte longer ends inside its value and is dropped.
+// 65,535 x 252 stream bytes. An item of megabytes that fills them exactly is whole, and what
+// follows in the packet numbered 0 is never read; an item one byte longer ends inside its value
+// and is dropped.
 TEST(LargestInputs, ArriStreamEndsAfter65535Packets) {
     constexpr std::size_t kStreamBytes = 65535u * 252;
     const Bytes fits = arriValue(kStreamBytes - 20);
@@ -218,19 +155,18 @@ TEST(LargestInputs, ArriStreamEndsAfter65535Packets) {
     whole.arriStream(arriItem(kArriMetadataKey, fits)).arriStream(arriItem(kArriLUTKey, {1, 2, 3}));
     ASSERT_EQ(whole.bytes()[65535u * 262 + 7], 0x00);  // the 65,536th packet is numbered 0
     ASSERT_EQ(whole.bytes()[65535u * 262 + 8], 0x00);
-    {
-        const ArriOutcome out = parseArri(whole.bytes());
-        ASSERT_EQ(out.values.size(), 1u);
-        EXPECT_EQ(out.values[0].size(), fits.size());
-        EXPECT_TRUE(out.values[0] == fits);
-        expectTranslatedRecord(out.answer);
-    }
+    const std::vector<Bytes> values = arriValues(whole.bytes());
+    ASSERT_EQ(values.size(), 1u);
+    EXPECT_TRUE(values[0] == fits);
+    const Dictionary answer = VLArriANCParser().parseData(whole.bytes());
+    EXPECT_EQ(answer.size(), 57u);
+    EXPECT_EQ(answer.at("rawImageWidth"), Value(Number::unsignedInt(4448)));
+    EXPECT_EQ(answer.at("reelName"), Value("A001"));
 
     FrameBuilder tooLong;
     tooLong.arriStream(arriItem(kArriMetadataKey, arriValue(kStreamBytes - 19)));
-    const ArriOutcome out = parseArri(tooLong.bytes());
-    EXPECT_TRUE(out.values.empty());
-    EXPECT_TRUE(out.answer.empty());
+    EXPECT_TRUE(arriValues(tooLong.bytes()).empty());
+    EXPECT_TRUE(VLArriANCParser().parseData(tooLong.bytes()).empty());
 }
 
 // --- rubbish -------------------------------------------------------------------------------------
