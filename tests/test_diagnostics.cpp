@@ -1,8 +1,7 @@
-// The byte dump to a file and the version symbols.
+// The byte dump to a file.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -39,12 +38,6 @@ TEST(BinaryDump, WritesEveryByteIntoAFreshFile) {
     EXPECT_NO_THROW(rdd18::saveBinaryDataToDisk({0x01}, (dir / "missing" / "f.bin").string()));
     EXPECT_FALSE(fs::exists(dir / "missing"));
     fs::remove_all(dir);
-}
-
-TEST(VersionSymbols, ExactValues) {
-    EXPECT_EQ(VelmoraRDD18VersionNumber, 1.0);
-    const char expected[] = "@(#)PROGRAM:VelmoraRDD18  PROJECT:VelmoraRDD18-1\n";
-    EXPECT_EQ(std::memcmp(VelmoraRDD18VersionString, expected, sizeof expected), 0);
 }
 
 }  // namespace

@@ -1,123 +1,17 @@
-// The three flavours: factory and dispatch list agree, the Sony and Varicam rows stand on the
-// standard table and know nothing of each other, and their items come out as they should.
+// The vendor flavours: Sony and Varicam know nothing of each other's items, and the Varicam items
+// come out as they should.
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "frame_builder.h"
-#include "rdd18/items/sony_items.h"
-#include "rdd18/items/standard_items.h"
-#include "rdd18/items/varicam_items.h"
 #include "rdd18/output/VLRDD18Parser.h"
-#include "rdd18/output/item_translator.h"
 
 using namespace rdd18;
 using namespace rdd18::testsupport;
 
 namespace {
-
-using TagNames = std::vector<std::pair<rdd18::tag, std::string>>;
-
-// The vendor rows in registration order.
-const TagNames kSonyRows = {
-    {{0xE1, 0x01}, "SonyEffectiveMarkerCoverageItem"},
-    {{0xE1, 0x02}, "SonyEffectiveMarkerAspectRatioItem"},
-    {{0xE1, 0x03}, "SonyCameraProcessDiscriminationCodeItem"},
-    {{0xE1, 0x04}, "SonyRotaryShutterModeItem"},
-    {{0xE1, 0x0A}, "SonyImageOrientationItem"},
-    {{0xE1, 0x05}, "SonyRawBlackCodeValueItem"},
-    {{0xE1, 0x06}, "SonyGrayCodeValueItem"},
-    {{0xE1, 0x07}, "SonyWhiteCodeValueItem"},
-    {{0xE1, 0x0B}, "SonyBaseCurveItem"},
-    {{0xE1, 0x08}, "SonyMonitoringCharacteristicsItem"},
-    {{0xE1, 0x09}, "SonyMonitoringDescriptionsItem"},
-    {{0xE0, 0x11}, "SonyFlashBandDetectionItem"},
-    {{0xE0, 0x12}, "SonyFlashBandCompensationItem"},
-    {{0xE2, 0x03}, "SonyCookeProtocolCalibrationTypeItem"},
-    {{0xE2, 0x01}, "SonyCookeProtocolBinaryMetadataItem"},
-    {{0xE2, 0x02}, "SonyCookeProtocolUserMetadataItem"},
-};
-
-const TagNames kVaricamRows = {
-    {{0xE1, 0x21}, "VaricamClipInfoHeaderItem"},
-    {{0xE1, 0x22}, "VaricamClipInfoValueItem"},
-    {{0xE1, 0x23}, "VaricamClipNameHeaderItem"},
-    {{0xE1, 0x24}, "VaricamClipNameValueItem"},
-};
-
-template <class Table>
-TagNames rowsOf() {
-    TagNames rows;
-    for (std::size_t i = 0; i < Table::size; ++i) {
-        rows.emplace_back(Table::tags()[i], std::string(Table::names()[i]));
-    }
-    return rows;
-}
-
-// --- Factories and dispatch lists agree --------------------------------------------------------
-
-/// Builds the item of `tag` with the flavour's own builder from the first payload it accepts.
-std::unique_ptr<Item> buildItem(const ItemFactory& factory, rdd18::tag tag) {
-    // Eight bytes satisfy every fixed-size type; the two headers are empty counted vectors of
-    // element size 8 and 2.
-    for (const Bytes& payload : {countedVector(0, 8, {}), countedVector(0, 2, {})}) {
-        const Bytes item = rdd18Item(tag.first, tag.second, payload);
-        RDD18BufferReader reader(item.data(), item.size());
-        try {
-            return factory.build(reader);
-        } catch (const ParsingError&) {
-        }
-    }
-    return nullptr;
-}
-
-/// The factory's maps hold exactly the table's rows, and the dispatch list of the table takes
-/// every item the factory builds and writes it under its name.
-template <class Table>
-void checkFlavour(const ItemFactory& factory, std::size_t size) {
-    const TagNames rows = rowsOf<Table>();
-    EXPECT_EQ(rows.size(), size);
-    decltype(factory.tagsToNames) tagsToNames;
-    decltype(factory.namesToTags) namesToTags;
-    for (const auto& [tag, name] : rows) {
-        tagsToNames.emplace(tag, name);
-        namesToTags.emplace(name, tag);
-    }
-    EXPECT_EQ(factory.tagsToNames, tagsToNames);
-    EXPECT_EQ(factory.namesToTags, namesToTags);
-    EXPECT_EQ(factory.builders.size(), size);
-    for (const auto& [tag, name] : rows) {
-        SCOPED_TRACE(name);
-        const auto item = buildItem(factory, tag);
-        ASSERT_NE(item, nullptr);
-        EXPECT_TRUE(item->isSupported());
-        EXPECT_EQ(item->tag(), tag);
-        Dictionary result;
-        EXPECT_TRUE(ItemTranslator<Table>(factory, result).dispatch(*item, tag));
-        EXPECT_EQ(result.size(), 1u);
-        EXPECT_TRUE(result.contains(name));
-    }
-}
-
-TEST(Flavours, FactoryTableAndDispatchListAgree) {
-    checkFlavour<StandardItemTable>(standardItemFactory(), 37);
-    checkFlavour<SonyItemTable>(sonyItemFactory(), 53);
-    checkFlavour<VaricamItemTable>(varicamItemFactory(), 41);
-}
-
-TEST(Flavours, VendorRowsFollowTheStandardRowsInTheirOwnOrder) {
-    const TagNames standard = rowsOf<StandardItemTable>();
-    EXPECT_EQ(rowsOf<SonyOwnItemTable>(), kSonyRows);
-    EXPECT_EQ(rowsOf<VaricamOwnItemTable>(), kVaricamRows);
-    TagNames sony = standard, varicam = standard;
-    sony.insert(sony.end(), kSonyRows.begin(), kSonyRows.end());
-    varicam.insert(varicam.end(), kVaricamRows.begin(), kVaricamRows.end());
-    EXPECT_EQ(rowsOf<SonyItemTable>(), sony);
-    EXPECT_EQ(rowsOf<VaricamItemTable>(), varicam);
-}
 
 // --- Independence of the vendor flavours -------------------------------------------------------
 

@@ -1,11 +1,11 @@
-// The key tables of the README are generated from the code: each flavour's item table and the
-// answer of a full ARRI record. This test fails when the README drifts from the code; run it with
-// VELMORA_UPDATE_README=1 to rewrite the tables in place.
-#include <gtest/gtest.h>
-
+// readme-tables: the key tables of the README, generated from the code: each flavour's item table
+// and the answer of a full ARRI record.
+//
+//   readme-tables README.md           exits 1 and names the tables that differ from the code
+//   readme-tables --update README.md  rewrites the tables in place
 #include <cstdio>
-#include <cstdlib>
 #include <fstream>
+#include <iostream>
 #include <sstream>
 #include <string>
 
@@ -70,10 +70,20 @@ std::string arriTable() {
     return table;
 }
 
-TEST(Readme, KeyTablesMatchTheCode) {
-    const std::string path = std::string(VELMORA_SOURCE_DIR) + "/README.md";
+}  // namespace
+
+int main(int argc, char** argv) {
+    const bool update = argc == 3 && std::string_view(argv[1]) == "--update";
+    if (argc != 2 && !update) {
+        std::cerr << "usage: readme-tables [--update] README.md\n";
+        return 2;
+    }
+    const std::string path = argv[argc - 1];
     std::ifstream in(path);
-    ASSERT_TRUE(in) << path;
+    if (!in) {
+        std::cerr << "readme-tables: can't read " << path << "\n";
+        return 2;
+    }
     std::stringstream buffer;
     buffer << in.rdbuf();
     std::string readme = buffer.str();
@@ -84,25 +94,26 @@ TEST(Readme, KeyTablesMatchTheCode) {
         {"varicam", flavourTable(VaricamOwnItemTable{}, 1)},
         {"arri", arriTable()},
     };
-    bool drifted = false;
+    int drifted = 0;
     for (const auto& [name, table] : tables) {
         const std::string open = "<!-- keys:" + name + " -->\n",
                           close = "<!-- /keys:" + name + " -->";
         const auto begin = readme.find(open), end = readme.find(close);
-        ASSERT_NE(begin, std::string::npos) << "README lacks " << open;
-        ASSERT_NE(end, std::string::npos) << "README lacks " << close;
+        if (begin == std::string::npos || end == std::string::npos || end < begin) {
+            std::cerr << "readme-tables: " << path << " lacks the markers of " << name << "\n";
+            return 2;
+        }
         const auto at = begin + open.size();
         if (readme.compare(at, end - at, table) != 0) {
-            drifted = true;
+            std::cerr << "readme-tables: the " << name << " keys differ from the code\n";
+            ++drifted;
             readme.replace(at, end - at, table);
         }
     }
-    if (drifted && std::getenv("VELMORA_UPDATE_README")) {
+    if (drifted && update) {
         std::ofstream(path) << readme;
-        return;
+        return 0;
     }
-    EXPECT_FALSE(drifted)
-        << "README key tables differ from the code; rerun with VELMORA_UPDATE_README=1";
+    if (drifted) std::cerr << "readme-tables: rerun with --update to rewrite them\n";
+    return drifted ? 1 : 0;
 }
-
-}  // namespace
