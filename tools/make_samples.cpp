@@ -19,6 +19,7 @@
 
 #include "dump/dump.h"
 #include "frame_builder.h"
+#include "sample_index.h"
 
 namespace fs = std::filesystem;
 using namespace rdd18::testsupport;
@@ -35,8 +36,6 @@ struct Sample {
 std::string binary(const Bytes& bytes) {
     return std::string(bytes.begin(), bytes.end());
 }
-
-const char* const kFormats[] = {"json", "jsonl", "plist", "table"};
 
 // --- RDD 18 items of a camera in use: ISO 800, 23.976 fps, 180 degrees, 50 mm at 3.5 m ---
 
@@ -447,30 +446,6 @@ std::vector<Sample> allSamples() {
 
 // --- Files ---------------------------------------------------------------------------------------
 
-struct IndexEntry {
-    std::string file;
-    std::vector<std::string> options;
-};
-
-std::vector<std::string> words(const std::string& line) {
-    std::istringstream in(line);
-    std::vector<std::string> out;
-    for (std::string w; in >> w;) out.push_back(w);
-    return out;
-}
-
-std::vector<IndexEntry> readIndex(const fs::path& path) {
-    std::ifstream in(path);
-    if (!in) throw std::runtime_error("cannot read " + path.string());
-    std::vector<IndexEntry> entries;
-    for (std::string line; std::getline(in, line);) {
-        if (line.empty() || line[0] == '#') continue;
-        auto w = words(line);
-        entries.push_back({w.front(), std::vector<std::string>(w.begin() + 1, w.end())});
-    }
-    return entries;
-}
-
 void writeFile(const fs::path& path, const std::string& content) {
     std::ofstream out(path, std::ios::binary);
     out << content;
@@ -496,8 +471,8 @@ void writeExpected(const fs::path& dir) {
     fs::current_path(dir);
     fs::remove_all("expected");
     fs::create_directory("expected");
-    for (const auto& entry : readIndex("index.txt")) {
-        for (const char* format : kFormats) {
+    for (const auto& entry : readSampleIndex("index.txt")) {
+        for (const std::string& format : entry.goldenFormats()) {
             std::vector<std::string> args = entry.options;
             args.insert(args.end(), {"--format", format, entry.file});
             std::ostringstream out, err;
@@ -505,8 +480,7 @@ void writeExpected(const fs::path& dir) {
             if (rdd18::dump::run(args, in, out, err) != 0) {
                 throw std::runtime_error(entry.file + ": " + err.str());
             }
-            const std::string stem = fs::path(entry.file).stem().string();
-            writeFile(fs::path("expected") / (stem + "." + format), out.str());
+            writeFile(fs::path("expected") / (entry.stem() + "." + format), out.str());
         }
     }
     fs::current_path(previous);
