@@ -1,0 +1,54 @@
+// The facades on the bundled sample frames, as they are on disk: the C++ side of the comparison
+// with the Python module (python/bench_parse.py times the same files through it).
+#include <benchmark/benchmark.h>
+
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "bench_support.h"
+#include "rdd18/arri/VLArriANCParser.h"
+#include "rdd18/output/VLRDD18Parser.h"
+
+namespace velmora::bench {
+namespace {
+
+std::vector<unsigned char> sampleBytes(const char* name) {
+    std::ifstream in(std::string(VELMORA_SAMPLES_DIR) + "/" + name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+template <class Parser>
+void parseSample(benchmark::State& state, const Parser& parser, const char* name) {
+    const std::vector<unsigned char> frame = sampleBytes(name);
+    if (parser.parseData(frame).empty()) {
+        state.SkipWithError("the sample is missing or gives an empty answer");
+        return;
+    }
+    AllocationTally allocations;
+    for (auto _ : state) {
+        allocations.begin();
+        {
+            rdd18::Dictionary answer = parser.parseData(frame);
+            benchmark::DoNotOptimize(answer);
+        }
+        allocations.end();
+    }
+    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * frame.size()));
+    allocations.report(state);
+}
+
+void BM_SampleRDD18Parse(benchmark::State& state) {
+    const VLRDD18Parser parser(0);
+    parseSample(state, parser, "standard.anc");
+}
+BENCHMARK(BM_SampleRDD18Parse)->Name("BM_SampleParse/standard.anc");
+
+void BM_SampleArriParse(benchmark::State& state) {
+    parseSample(state, VLArriANCParser(), "arri.anc");
+}
+BENCHMARK(BM_SampleArriParse)->Name("BM_SampleParse/arri.anc");
+
+}  // namespace
+}  // namespace velmora::bench

@@ -1,0 +1,110 @@
+// parse_rdd18, parse_arri and translate_file_header. Each borrows the caller's bytes, parses with
+// the GIL released (the parsers keep nothing of a parse, so threads run them at once) and builds
+// the Python answer after taking the GIL back.
+#include <pybind11/pybind11.h>
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "bindings.h"
+#include "byte_input.h"
+#include "rdd18/arri/VLArriANCParser.h"
+#include "rdd18/output/VLRDD18Parser.h"
+#include "value_conversion.h"
+
+namespace py = pybind11;
+using namespace pybind11::literals;
+
+namespace velmora::python {
+
+namespace {
+
+struct FlavourName {
+    std::string_view name;
+    std::int32_t type;  // the VLRDD18Parser constructor's code
+};
+constexpr std::array<FlavourName, 3> kFlavours{{{"standard", 0}, {"sony", 2}, {"varicam", 1}}};
+
+// One parser per flavour for the life of the process: building one costs more than a parse.
+const VLRDD18Parser& rdd18Parser(std::int32_t type) {
+    static const VLRDD18Parser standard(0), varicam(1), sony(2);
+    return type == 1 ? varicam : type == 2 ? sony : standard;
+}
+
+const VLRDD18Parser& rdd18Parser(const py::str& flavour) {
+    const std::string name = flavour;
+    for (const FlavourName& f : kFlavours) {
+        if (f.name == name) return rdd18Parser(f.type);
+    }
+    throw py::value_error("unknown flavour '" + name + "': use 'standard', 'sony' or 'varicam'");
+}
+
+py::object parseRDD18(const py::buffer& data, const py::str& flavour, bool flags, bool kinds) {
+    const VLRDD18Parser& parser = rdd18Parser(flavour);
+    const ByteInput input(data);
+    rdd18::Dictionary answer;
+    {
+        py::gil_scoped_release unlocked;
+        answer = parser.parseData(input.bytes(), flags);
+    }
+    return answerToPython(answer, kinds);
+}
+
+py::object parseArri(const py::buffer& data, bool flags, bool kinds) {
+    const ByteInput input(data);
+    rdd18::Dictionary answer;
+    {
+        py::gil_scoped_release unlocked;
+        answer = VLArriANCParser().parseData(input.bytes(), flags);
+    }
+    return answerToPython(answer, kinds);
+}
+
+py::object translateFileHeader(const py::buffer& record, bool kinds) {
+    const ByteInput input(record);
+    const auto bytes = input.bytes();
+    if (bytes.size() != rdd18::arri::ArriFileHeader::kSize) {
+        throw py::value_error("a file header record is exactly 4096 bytes, not " +
+                              std::to_string(bytes.size()));
+    }
+    // The record type is its bytes (alignment 1), so it may start anywhere in the buffer.
+    const auto* header = reinterpret_cast<const rdd18::arri::ArriFileHeader*>(bytes.data());
+    rdd18::Dictionary answer;
+    {
+        py::gil_scoped_release unlocked;
+        answer = VLArriANCParser().translateFileHeaderToDictionary(header);
+    }
+    return answerToPython(answer, kinds);
+}
+
+}  // namespace
+
+void bindParsers(py::module_& m) {
+    rdd18Parser(0);  // the three parsers are built at import, not in the first parse
+    m.def("parse_rdd18", &parseRDD18, "data"_a, "flavour"_a = "standard",
+          py::arg("flags").noconvert() = true, py::kw_only(), py::arg("kinds").noconvert() = false,
+          R"(Parses the RDD 18 acquisition metadata of one frame's ancillary packets.
+
+data: the packets in 8-bit bytes, any bytes-like object. flavour: 'standard', 'sony' or 'varicam'
+(the item set; ValueError for any other). flags: whether each packet starts with the 3-byte
+ancillary data flag. Returns a dict of item name to value; an item of a tag the flavour doesn't
+know is bytes under 'Unknown_0x%02x_0x%02x'. A frame that can't be read gives {}: the parse is all
+or nothing. With kinds=True returns (values, kinds).)");
+    m.def("parse_arri", &parseArri, "data"_a, py::arg("flags").noconvert() = true, py::kw_only(),
+          py::arg("kinds").noconvert() = false,
+          R"(Parses the ARRI file header metadata of one frame's ancillary packets.
+
+data and flags as for parse_rdd18. Returns the dict of the frame's file header record, or {} when
+the frame holds no complete record or its stream is broken. With kinds=True returns
+(values, kinds).)");
+    m.def("translate_file_header", &translateFileHeader, "record"_a, py::kw_only(),
+          py::arg("kinds").noconvert() = false,
+          R"(Translates one ARRI file header record, exactly 4096 bytes (ValueError otherwise).
+
+Every bit pattern is accepted. Returns the dict parse_arri gives for a frame carrying this record;
+with kinds=True returns (values, kinds).)");
+}
+
+}  // namespace velmora::python
