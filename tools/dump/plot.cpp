@@ -82,6 +82,10 @@ std::optional<Range> valueRange(const Panel& p) {
         low -= pad;
         high += pad;
     }
+    // A little room, so that no line runs along the frame.
+    const double margin = (high - low) * 0.04;
+    low -= margin;
+    high += margin;
     const double step = niceStep(high - low, 4);
     return Range{std::floor(low / step) * step, std::ceil(high / step) * step, step};
 }
