@@ -12,12 +12,12 @@ namespace {
 
 // Page geometry, in SVG user units (pixels).
 constexpr double kWidth = 960;
-constexpr double kLeft = 78;    // room for the value labels
+constexpr double kLeft = 78;  // room for the value labels
 constexpr double kRight = 28;
-constexpr double kTop = 64;     // title
+constexpr double kTop = 64;  // title
 constexpr double kPanelHeight = 170;
 constexpr double kPanelGap = 46;  // room for each panel's caption
-constexpr double kBottom = 56;  // frame numbers and axis caption
+constexpr double kBottom = 56;    // frame numbers and axis caption
 constexpr double kPlotWidth = kWidth - kLeft - kRight;
 
 constexpr const char* kFont = "font-family=\"DejaVu Sans, Helvetica, Arial, sans-serif\"";
@@ -102,8 +102,8 @@ class Svg {
     void text(double x, double y, const std::string& s, const char* anchor, int size,
               const char* colour = "#333", const char* weight = "normal") {
         out_ << "<text x=\"" << num(x) << "\" y=\"" << num(y) << "\" text-anchor=\"" << anchor
-             << "\" font-size=\"" << size << "\" font-weight=\"" << weight << "\" fill=\""
-             << colour << "\" " << kFont << ">" << s << "</text>\n";
+             << "\" font-size=\"" << size << "\" font-weight=\"" << weight << "\" fill=\"" << colour
+             << "\" " << kFont << ">" << s << "</text>\n";
     }
 
     void line(double x1, double y1, double x2, double y2, const char* colour, double width = 1) {
@@ -116,8 +116,8 @@ class Svg {
     std::vector<std::size_t> frameTicks() const {
         std::vector<std::size_t> ticks;
         if (frames_ == 0) return ticks;
-        const auto step = static_cast<std::size_t>(
-            std::max(1.0, niceStep(static_cast<double>(std::max<std::size_t>(frames_, 2) - 1), 10)));
+        const auto step = static_cast<std::size_t>(std::max(
+            1.0, niceStep(static_cast<double>(std::max<std::size_t>(frames_, 2) - 1), 10)));
         ticks.push_back(0);
         for (std::size_t f = step - 1; f < frames_; f += step) {
             if (f > 0) ticks.push_back(f);

@@ -18,42 +18,54 @@ namespace rdd18::interpret {
 /// or an infinity. The unit is the end of the field's name.
 struct CameraModel {
     // Lens
-    std::optional<double> irisFNumber;                     ///< F-number, e.g. 2.8
-    std::optional<double> irisTNumber;                     ///< T-number, e.g. 2.8
-    std::optional<double> irisRingPositionPercent;         ///< 0 to 100
-    std::optional<double> focusDistanceM;                  ///< from the image plane, metres
-    std::optional<double> focusDistanceFromFrontVertexM;   ///< from the lens's front vertex
-    std::optional<double> focalLengthMm;                   ///< actual focal length
-    std::optional<double> focalLength35mmEquivalentMm;     ///< as a 35 mm still camera's
-    std::optional<double> zoomRingPositionPercent;         ///< 0 to 100
+    std::optional<double> irisFNumber;                    ///< F-number, e.g. 2.8
+    std::optional<double> irisTNumber;                    ///< T-number, e.g. 2.8
+    std::optional<double> irisRingPositionPercent;        ///< 0 to 100
+    std::optional<double> focusDistanceM;                 ///< from the image plane, metres
+    std::optional<double> focusDistanceFromFrontVertexM;  ///< from the lens's front vertex
+    std::optional<double> focalLengthMm;                  ///< actual focal length
+    std::optional<double> focalLength35mmEquivalentMm;    ///< as a 35 mm still camera's
+    std::optional<double> zoomRingPositionPercent;        ///< 0 to 100
     std::optional<double> opticalExtenderMagnificationPercent;
     // Camera
-    std::optional<double> sensorWidthMm;                   ///< effective width
-    std::optional<double> sensorHeightMm;                  ///< effective height
+    std::optional<double> sensorWidthMm;   ///< effective width
+    std::optional<double> sensorHeightMm;  ///< effective height
     std::optional<double> captureFrameRateHz;
     std::optional<double> projectFrameRateHz;
     std::optional<double> shutterAngleDeg;
     std::optional<double> shutterTimeS;
     std::optional<double> masterGainDb;
-    std::optional<double> iso;                             ///< ISO sensitivity (ASA)
-    std::optional<double> exposureIndex;                   ///< of the photo meter
+    std::optional<double> iso;            ///< ISO sensitivity (ASA)
+    std::optional<double> exposureIndex;  ///< of the photo meter
     std::optional<double> electricalExtenderMagnificationPercent;
-    std::optional<std::string> whiteBalanceMode;           ///< "preset", "auto", "hold", "one push"
-    std::optional<double> whiteBalanceK;                   ///< colour temperature, kelvin
+    std::optional<std::string> whiteBalanceMode;  ///< "preset", "auto", "hold", "one push"
+    std::optional<double> whiteBalanceK;          ///< colour temperature, kelvin
     std::optional<double> blackLevelPercent;
     std::optional<double> kneePointPercent;
     std::optional<double> dynamicRangePercent;
-    std::optional<double> ndDensity;                       ///< optical density of the ND filter
+    std::optional<double> ndDensity;  ///< optical density of the ND filter
     // Clip
-    std::optional<std::string> timecode;                   ///< "HH:MM:SS:FF", "HH:MM:SS;FF" drop frame
+    std::optional<std::string> timecode;  ///< "HH:MM:SS:FF", "HH:MM:SS;FF" drop frame
     std::optional<std::string> clipName;
 
     friend bool operator==(const CameraModel&, const CameraModel&) = default;
 };
 
 /// How a number field reads to a person: its unit symbol and how it is written.
-enum class Unit { None, FNumber, TNumber, Percent, Metre, Millimetre, Hertz, Degree, Second,
-                  Decibel, Kelvin, Density };
+enum class Unit {
+    None,
+    FNumber,
+    TNumber,
+    Percent,
+    Metre,
+    Millimetre,
+    Hertz,
+    Degree,
+    Second,
+    Decibel,
+    Kelvin,
+    Density
+};
 
 /// One number field of the model: its key in the dictionary form (the member's name), the member,
 /// and its unit.
