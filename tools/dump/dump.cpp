@@ -26,11 +26,12 @@ constexpr const char* kFooter = R"(Examples:
   velmora-dump --parser arri --packets -f table frame.anc
   xclip -o | velmora-dump --hex --explain      hex text copied from an analyser
   velmora-dump -f jsonl captures/*.anc | jq .rdd18.CameraISOSensitivityItem
+  velmora-dump --units=only -f table --plot lens.svg take3/*.anc   values in units
 
 Output: one report per input, in input order, with "file" (the name as given, "-" for
 standard input) and one entry per section: "rdd18" and "arri" (each parser's answer; an
-empty dictionary when the frame holds nothing that parser can read), "packets" (--packets),
-"faults" (--explain). Dictionary keys are listed in ascending order.
+empty dictionary when the frame holds nothing that parser can read), "units" (--units),
+"packets" (--packets), "faults" (--explain). Dictionary keys are listed in ascending order.
 
 Numbers are exact in every format: integers in full; a float is the shortest text that reads
 back to the same float, a double the same for doubles (so 23.976 for the float 23.976);
