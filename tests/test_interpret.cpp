@@ -84,6 +84,7 @@ TEST(Interpret, SourcesOutOfRangeLeaveFieldsEmpty) {
         {"LensIrisFNumberItem", "F2.8"},
         {"LensZoomActualFocalLengthItem", Number::doubleNumber(nan)},
         {"LensFocusPositionFromImagePlaneItem", Number::doubleNumber(INFINITY)},
+        {"LensZoom35mmStillCameraEquivalentItem", Number::doubleNumber(1e306)},
         {"CameraCaptureFrameRateItem", Dictionary{{"num", Number::integer(25)}}}};
     EXPECT_EQ(interpret::fromRDD18(rdd18), CameraModel{});
     const Dictionary arri{{"ASA", Number::unsignedInt(0xFFFFFFFF)},

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <string_view>
+#include <system_error>
 
 namespace rdd18::interpret {
 
@@ -33,7 +34,8 @@ std::optional<double> code16(const Value& v) {
 }
 
 // `v` x 10^`places`, rounded once from the shortest decimal text of `v`: scaling by a power of
-// ten moves the decimal point, so 0.071 m is 71 mm and not 71.00000000000001.
+// ten moves the decimal point, so 0.071 m is 71 mm and not 71.00000000000001. Infinite when the
+// result leaves the range of a double.
 double shiftDecimal(double v, int places) {
     char text[64];
     const auto written = std::to_chars(text, text + sizeof text - 8, v);
@@ -50,8 +52,9 @@ double shiftDecimal(double v, int places) {
     char scaled[96];
     const int n = std::snprintf(scaled, sizeof scaled, "%.*se%d", static_cast<int>(digits.size()),
                                 digits.data(), exponent);
-    double out = v;
-    std::from_chars(scaled, scaled + n, out);
+    double out = 0;
+    // Beyond the range of a double (either way) the result is no number at all.
+    if (std::from_chars(scaled, scaled + n, out).ec != std::errc{}) return HUGE_VAL;
     return out;
 }
 
