@@ -13,7 +13,8 @@ namespace rdd18::interpret {
 /// comes from one item, by the item's name in the answer:
 /// - iris F- and T-number: 2^(8 - v / 8192) of the 16-bit code; codes below 0x2000 (beyond F128)
 ///   give an empty field;
-/// - focus positions and focal lengths: the decoded number, in metres, focal lengths shown in mm;
+/// - focus positions: the decoded number, in metres, empty when negative; focal lengths: the
+///   decoded metres in mm, empty unless above 0;
 /// - iris and zoom ring positions: v / 65536 x 100 %;
 /// - sensor width and height: v / 1000 mm; gain: v / 100 dB; black level, knee point and
 ///   dynamic range: v / 10 %; frame rate and shutter time: num / den (empty unless above 0, so
@@ -32,10 +33,9 @@ CameraModel fromRDD18(const Dictionary& answer);
 /// shutter angle, ASA as ISO, white balance in kelvin, ND density, clip name and the timecode as
 /// "HH:MM:SS:FF" ("HH:MM:SS;FF" when the drop-frame flag is set; empty unless all four parts are
 /// in range: hours below 24, minutes and seconds below 60, frames below 100). A word the record
-/// marks unset (all bits set) leaves its field empty; frame rates and the shutter angle follow
-/// the ranges of the RDD 18 fields. Single-precision
-/// values of the record widen to the double of their shortest decimal text (23.976, not
-/// 23.9759998...). A missing key or an entry of an unexpected kind leaves its field empty; NaN and
+/// marks unset (all bits set) leaves its field empty; the other fields follow the ranges of the
+/// RDD 18 fields. Single-precision values of the record widen to the double of their shortest
+/// decimal text (23.976, not 23.9759998...). A missing key or an entry of an unexpected kind leaves its field empty; NaN and
 /// infinity never reach a field. Never throws.
 CameraModel fromArri(const Dictionary& answer);
 
