@@ -35,8 +35,8 @@ CameraModel fromRDD18(const Dictionary& answer);
 /// in range: hours below 24, minutes and seconds below 60, frames below 100). A word the record
 /// marks unset (all bits set) leaves its field empty; the other fields follow the ranges of the
 /// RDD 18 fields. Single-precision values of the record widen to the double of their shortest
-/// decimal text (23.976, not 23.9759998...). A missing key or an entry of an unexpected kind leaves its field empty; NaN and
-/// infinity never reach a field. Never throws.
+/// decimal text (23.976, not 23.9759998...). A missing key or an entry of an unexpected kind leaves
+/// its field empty; NaN and infinity never reach a field. Never throws.
 CameraModel fromArri(const Dictionary& answer);
 
 }  // namespace rdd18::interpret
