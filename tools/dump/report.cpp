@@ -23,13 +23,13 @@ FrameReport Reporter::report(std::string source, std::span<const unsigned char> 
     std::optional<Dictionary> rdd18, arri;
     if (options_.rdd18) rdd18 = rdd18_->parseData(bytes, flags);
     if (options_.arri) arri = arri_.parseData(bytes, flags);
-    const bool raw = options_.units != UnitsView::Only;
-    if (rdd18 && raw) r.sections.emplace_back("rdd18", *rdd18);
-    if (arri && raw) r.sections.emplace_back("arri", *arri);
-    if (options_.units != UnitsView::Off) {
-        r.sections.emplace_back(kUnitsSection, unitsSection(rdd18, arri));
-    }
     if (options_.camera) r.camera = frameModel(rdd18, arri);
+    std::optional<Dictionary> units;
+    if (options_.units != UnitsView::Off) units = unitsSection(rdd18, arri);
+    const bool raw = options_.units != UnitsView::Only;
+    if (rdd18 && raw) r.sections.emplace_back("rdd18", std::move(*rdd18));
+    if (arri && raw) r.sections.emplace_back("arri", std::move(*arri));
+    if (units) r.sections.emplace_back(kUnitsSection, std::move(*units));
     if (options_.packets) r.sections.emplace_back("packets", packetWalk(bytes, flags));
     if (options_.explain) {
         Dictionary faults;
