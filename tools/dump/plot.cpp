@@ -128,10 +128,14 @@ class Svg {
     void panel(const Panel& p, double top) {
         const double bottom = top + kPanelHeight;
         text(kLeft, top - 12, p.caption, "start", 14, "#222", "bold");
-        // Legend, right-aligned, for panels of more than one line.
+        // Legend, right-aligned, for panels of more than one line: the lines that have values.
         if (p.lines.size() > 1) {
             double right = kLeft + kPlotWidth;
             for (auto it = p.lines.rbegin(); it != p.lines.rend(); ++it) {
+                const auto& v = *it->values;
+                if (std::none_of(v.begin(), v.end(), [](const auto& x) { return x.has_value(); })) {
+                    continue;
+                }
                 text(right, top - 12, it->name, "end", 12);
                 const double w = 8.0 * static_cast<double>(std::string(it->name).size()) + 6;
                 out_ << "<line x1=\"" << num(right - w - 22) << "\" y1=\"" << num(top - 16)
