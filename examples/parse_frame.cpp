@@ -22,5 +22,9 @@ int main() {
     }
     std::printf("ISO %lld (%zu entries)\n", static_cast<long long>(iso->number().int64Value()),
                 metadata.size());
-    return iso->number().int64Value() == 800 ? 0 : 1;
+
+    // The same answer as a camera model in units: every field optional, the unit in its name.
+    const rdd18::interpret::CameraModel camera = rdd18::interpret::fromRDD18(metadata);
+    if (camera.focalLengthMm) std::printf("focal length %.0f mm\n", *camera.focalLengthMm);
+    return iso->number().int64Value() == 800 && camera.iso == 800.0 ? 0 : 1;
 }

@@ -5,7 +5,8 @@
 //    metadata key when that blob has 4096 bytes or more, and empty when there is none, when it is
 //    shorter, or when the stream raises ParsingError;
 //  - a whole packet of another kind put in where the packet walk stands changes nothing;
-//  - a buffer the walk takes whole gives the same answer with flags put on or taken off.
+//  - a buffer the walk takes whole gives the same answer with flags put on or taken off;
+//  - the interpreted view holds no NaN or infinity and survives its dictionary form.
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -49,6 +50,7 @@ void checkOneReading(const InputCopy& input, bool flags) {
     const Dictionary answer = parser().parseData(input.span(), flags);
     VELMORA_FUZZ_CHECK(parser().parseData(input.span(), flags) == answer);
     if (!answer.empty()) arri_answer::checkArriAnswer(answer);
+    checkCameraModel(interpret::fromArri(answer));
     VELMORA_FUZZ_CHECK(fromFirstMetadataBlob(input, flags) == answer);
 
     const auto packets = packetsFromData(input.data(), input.size(), flagsValue(flags));

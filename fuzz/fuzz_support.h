@@ -18,6 +18,7 @@
 #include <string_view>
 #include <vector>
 
+#include "rdd18/interpret/interpret.h"
 #include "rdd18/items/item_table.h"
 #include "rdd18/items/rdd18_items.h"
 #include "rdd18/items/varicam_items.h"
@@ -366,5 +367,14 @@ struct WithoutRows<ItemTable<Rows...>> {
         return out;
     }
 };
+
+/// The interpreted view of any answer: no field holds a NaN or an infinity, and the dictionary
+/// form reads back to the same model.
+inline void checkCameraModel(const interpret::CameraModel& model) {
+    for (const auto& f : interpret::numberFields()) {
+        if (const auto& v = model.*f.member) VELMORA_FUZZ_CHECK(std::isfinite(*v));
+    }
+    VELMORA_FUZZ_CHECK(interpret::fromDictionary(interpret::toDictionary(model)) == model);
+}
 
 }  // namespace rdd18::fuzz

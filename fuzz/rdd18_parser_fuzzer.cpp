@@ -9,7 +9,8 @@
 //    keys (their byte vectors decode exactly as unregistered items do);
 //  - Varicam: where both the Varicam and the standard parse give items, they agree on every key
 //    outside the four Varicam tags (a decoding of those tags that doesn't fail consumes what the
-//    raw bytes of an unregistered item consume, but at the end of the stream).
+//    raw bytes of an unregistered item consume, but at the end of the stream);
+//  - the interpreted view holds no NaN or infinity and survives its dictionary form.
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
@@ -47,6 +48,7 @@ void checkOneReading(const InputCopy& input, bool flags) {
     const Dictionary answer = parser().parseData(input.span(), flags);
     VELMORA_FUZZ_CHECK(parser().parseData(input.span(), flags) == answer);
     checkRdd18Answer<Table>(answer);
+    checkCameraModel(interpret::fromRDD18(answer));
 
     if constexpr (kFlavour == 2) {
         static const VLRDD18Parser standardParser(0);

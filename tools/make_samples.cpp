@@ -37,6 +37,14 @@ std::string binary(const Bytes& bytes) {
     return std::string(bytes.begin(), bytes.end());
 }
 
+// The values in units of two samples, as velmora-dump --units=only prints them:
+// expected/<stem>.units.<format>.
+struct UnitsExpectation {
+    const char* file;
+    const char* format;
+};
+const UnitsExpectation kUnitsExpectations[] = {{"standard.anc", "table"}, {"arri.anc", "json"}};
+
 // --- RDD 18 items of a camera in use: ISO 800, 23.976 fps, 180 degrees, 50 mm at 3.5 m ---
 
 Bytes u16Item(unsigned char t1, unsigned char t2, std::uint16_t v) {
@@ -471,17 +479,25 @@ void writeExpected(const fs::path& dir) {
     fs::current_path(dir);
     fs::remove_all("expected");
     fs::create_directory("expected");
+    auto expect = [](std::vector<std::string> args, const std::string& file,
+                     const std::string& name) {
+        args.push_back(file);
+        std::ostringstream out, err;
+        std::istringstream in;
+        if (rdd18::dump::run(args, in, out, err) != 0) {
+            throw std::runtime_error(file + ": " + err.str());
+        }
+        writeFile(fs::path("expected") / (fs::path(file).stem().string() + name), out.str());
+    };
     for (const auto& entry : readSampleIndex("index.txt")) {
         for (const std::string& format : entry.goldenFormats()) {
             std::vector<std::string> args = entry.options;
-            args.insert(args.end(), {"--format", format, entry.file});
-            std::ostringstream out, err;
-            std::istringstream in;
-            if (rdd18::dump::run(args, in, out, err) != 0) {
-                throw std::runtime_error(entry.file + ": " + err.str());
-            }
-            writeFile(fs::path("expected") / (entry.stem() + "." + format), out.str());
+            args.insert(args.end(), {"--format", format});
+            expect(args, entry.file, "." + format);
         }
+    }
+    for (const auto& u : kUnitsExpectations) {
+        expect({"--units=only", "--format", u.format}, u.file, std::string(".units.") + u.format);
     }
     fs::current_path(previous);
 }

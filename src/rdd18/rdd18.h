@@ -9,6 +9,8 @@
 #include "rdd18/diagnostics/diagnostics.h"
 #include "rdd18/diagnostics/explain.h"
 #include "rdd18/diagnostics/parse_observer.h"
+#include "rdd18/interpret/camera_model.h"
+#include "rdd18/interpret/interpret.h"
 #include "rdd18/items/item_factory.h"
 #include "rdd18/items/item_table.h"
 #include "rdd18/items/rdd18_items.h"

@@ -4,6 +4,7 @@
 #include <map>
 
 #include "dump/input.h"
+#include "dump/plot.h"
 #include "dump/report.h"
 #include "dump/writers.h"
 
@@ -25,11 +26,12 @@ constexpr const char* kFooter = R"(Examples:
   velmora-dump --parser arri --packets -f table frame.anc
   xclip -o | velmora-dump --hex --explain      hex text copied from an analyser
   velmora-dump -f jsonl captures/*.anc | jq .rdd18.CameraISOSensitivityItem
+  velmora-dump --units=only -f table --plot lens.svg take3/*.anc   values in units
 
 Output: one report per input, in input order, with "file" (the name as given, "-" for
 standard input) and one entry per section: "rdd18" and "arri" (each parser's answer; an
-empty dictionary when the frame holds nothing that parser can read), "packets" (--packets),
-"faults" (--explain). Dictionary keys are listed in ascending order.
+empty dictionary when the frame holds nothing that parser can read), "units" (--units),
+"packets" (--packets), "faults" (--explain). Dictionary keys are listed in ascending order.
 
 Numbers are exact in every format: integers in full; a float is the shortest text that reads
 back to the same float, a double the same for doubles (so 23.976 for the float 23.976);
@@ -97,6 +99,18 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
                    "list) or table (aligned, for people)")
         ->transform(CLI::IsMember(formats, CLI::ignore_case))
         ->default_str("json");
+    std::string units = "off";
+    std::string plotFile;
+    const std::map<std::string, UnitsView> unitsViews{
+        {"off", UnitsView::Off}, {"beside", UnitsView::Beside}, {"only", UnitsView::Only}};
+    app.add_flag("--units{beside}", units,
+                 "Add the values in units (\"units\": focal length in mm, F2.8, 180 deg, ...) "
+                 "beside the raw answers; --units=only shows them instead of the raw answers")
+        ->transform(CLI::IsMember(unitsViews, CLI::ignore_case));
+    app.add_option("--plot", plotFile,
+                   "Also draw focus distance, focal length and T/F-number over the frames, in "
+                   "input order, to this SVG file")
+        ->type_name("FILE.svg");
     app.add_flag("--types", write.types,
                  "Show the kind of every number (integer, short, unsigned int, float, double, "
                  "bool, ...)");
@@ -122,6 +136,8 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
     report.flags = !noFlags;
     report.rdd18 = parser != "arri";
     report.arri = parser != "rdd18";
+    report.units = unitsViews.at(units);
+    report.camera = !plotFile.empty();
     if (files.empty()) files.push_back("-");
 
     // Read everything first, so that a bad input leaves no half-written output.
@@ -138,6 +154,10 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
     reports.reserve(inputs.size());
     for (const auto& input : inputs) reports.push_back(reporter.report(input.name, input.bytes));
     writeReports(out, reports, write);
+    if (!plotFile.empty() && !writeLensPlot(plotFile, reports)) {
+        err << kProgram << ": can't write the plot to " << plotFile << '\n';
+        return kExitBadInput;
+    }
     return kExitOk;
 }
 

@@ -20,8 +20,16 @@ Reporter::Reporter(const ReportOptions& options)
 FrameReport Reporter::report(std::string source, std::span<const unsigned char> bytes) const {
     FrameReport r{std::move(source), {}};
     const bool flags = options_.flags;
-    if (options_.rdd18) r.sections.emplace_back("rdd18", rdd18_->parseData(bytes, flags));
-    if (options_.arri) r.sections.emplace_back("arri", arri_.parseData(bytes, flags));
+    std::optional<Dictionary> rdd18, arri;
+    if (options_.rdd18) rdd18 = rdd18_->parseData(bytes, flags);
+    if (options_.arri) arri = arri_.parseData(bytes, flags);
+    if (options_.camera) r.camera = frameModel(rdd18, arri);
+    std::optional<Dictionary> units;
+    if (options_.units != UnitsView::Off) units = unitsSection(rdd18, arri);
+    const bool raw = options_.units != UnitsView::Only;
+    if (rdd18 && raw) r.sections.emplace_back("rdd18", std::move(*rdd18));
+    if (arri && raw) r.sections.emplace_back("arri", std::move(*arri));
+    if (units) r.sections.emplace_back(kUnitsSection, std::move(*units));
     if (options_.packets) r.sections.emplace_back("packets", packetWalk(bytes, flags));
     if (options_.explain) {
         Dictionary faults;

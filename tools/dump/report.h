@@ -3,12 +3,15 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "dump/units_view.h"
 #include "rdd18/arri/VLArriANCParser.h"
+#include "rdd18/interpret/camera_model.h"
 #include "rdd18/output/VLRDD18Parser.h"
 #include "rdd18/platform/value.h"
 
@@ -24,13 +27,16 @@ struct ReportOptions {
     bool arri = true;      ///< run the ARRI parser
     bool packets = false;  ///< list the packet walk
     bool explain = false;  ///< list the faults that made the parsers drop data
+    UnitsView units = UnitsView::Off;  ///< add the "units" section; Only drops the raw answers
+    bool camera = false;               ///< keep each frame's interpreted model (for the plot)
 };
 
-/// One frame's report: its name, then its sections in output order ("rdd18", "arri", "packets",
-/// "faults"; only those asked for).
+/// One frame's report: its name, then its sections in output order ("rdd18", "arri", "units",
+/// "packets", "faults"; only those asked for), and the frame's interpreted model when asked for.
 struct FrameReport {
     std::string source;
     std::vector<std::pair<std::string, Value>> sections;
+    std::optional<interpret::CameraModel> camera = std::nullopt;
 };
 
 /// Makes the reports; the parsers are made once and serve every frame.

@@ -100,7 +100,11 @@ void writeFrame(std::ostream& out, const FrameReport& f, bool types) {
     std::size_t keyWidth = 0, valueWidth = 0;
     for (const auto& [name, value] : f.sections) {
         std::vector<Row> rows;
-        if (!isRecordList(value)) flatten(name, value, rows);
+        if (name == kUnitsSection) {
+            for (auto& t : unitsTextRows(name, value)) rows.push_back({t.key, t.value, t.kind});
+        } else if (!isRecordList(value)) {
+            flatten(name, value, rows);
+        }
         for (const auto& r : rows) {
             keyWidth = std::max(keyWidth, displayWidth(r.key));
             valueWidth = std::max(valueWidth, displayWidth(r.value));

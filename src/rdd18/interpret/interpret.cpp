@@ -1,0 +1,325 @@
+#include "rdd18/interpret/interpret.h"
+
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <string_view>
+#include <system_error>
+
+namespace rdd18::interpret {
+
+namespace {
+
+using M = CameraModel;
+using Conversion = std::optional<double> (*)(const Value&);
+
+std::optional<double> finite(double v) {
+    if (!std::isfinite(v)) return std::nullopt;
+    return v;
+}
+
+// The number of an entry, if it is one and finite.
+std::optional<double> numberOf(const Value& v) {
+    if (!v.isNumber()) return std::nullopt;
+    return finite(v.number().doubleValue());
+}
+
+// An integer code of an entry that the wire carries in 16 bits.
+std::optional<double> code16(const Value& v) {
+    const auto n = numberOf(v);
+    if (!n || *n < 0 || *n > 65535 || *n != std::floor(*n)) return std::nullopt;
+    return n;
+}
+
+// `v` x 10^`places`, rounded once from the shortest decimal text of `v`: scaling by a power of
+// ten moves the decimal point, so 0.071 m is 71 mm and not 71.00000000000001. Infinite when the
+// result leaves the range of a double.
+double shiftDecimal(double v, int places) {
+    char text[64];
+    const auto written = std::to_chars(text, text + sizeof text - 8, v);
+    std::string_view digits(text, static_cast<std::size_t>(written.ptr - text));
+    int exponent = places;
+    if (const auto e = digits.find('e'); e != std::string_view::npos) {
+        int own = 0;
+        const char* start = digits.data() + e + 1;
+        if (*start == '+') ++start;
+        std::from_chars(start, digits.data() + digits.size(), own);
+        exponent += own;
+        digits = digits.substr(0, e);
+    }
+    char scaled[96];
+    const int n = std::snprintf(scaled, sizeof scaled, "%.*se%d", static_cast<int>(digits.size()),
+                                digits.data(), exponent);
+    double out = 0;
+    // Beyond the range of a double (either way) the result is no number at all.
+    if (std::from_chars(scaled, scaled + n, out).ec != std::errc{}) return HUGE_VAL;
+    return out;
+}
+
+// A single-precision number widened to the double of its shortest decimal text.
+std::optional<double> widenedFloat(const Value& v) {
+    if (!v.isNumber() || v.number().kind() != NumberKind::Float) return numberOf(v);
+    const float f = v.number().floatValue();
+    if (!std::isfinite(f)) return std::nullopt;
+    char text[64];
+    const auto written = std::to_chars(text, text + sizeof text, f);
+    double out = f;
+    std::from_chars(text, written.ptr, out);
+    return out;
+}
+
+// --- RDD 18 conversions, one per published rule ---------------------------------------------
+
+// Iris: 2^(8 - v / 8192), so 0xC000 is F4 and each 8192 codes are one doubling. Codes below
+// 0x2000 would be beyond F128, which no lens reaches.
+std::optional<double> irisNumber(const Value& v) {
+    const auto c = code16(v);
+    if (!c || *c < 8192) return std::nullopt;
+    return std::exp2(8.0 - *c / 8192.0);
+}
+
+std::optional<double> metres(const Value& v) {
+    const auto n = numberOf(v);
+    if (!n || *n < 0) return std::nullopt;
+    return n;
+}
+
+std::optional<double> metresAsMillimetres(const Value& v) {
+    const auto n = numberOf(v);
+    if (!n || *n <= 0) return std::nullopt;
+    return finite(shiftDecimal(*n, 3));
+}
+
+std::optional<double> ringPercent(const Value& v) {
+    const auto c = code16(v);
+    if (!c) return std::nullopt;
+    return *c / 65536.0 * 100.0;
+}
+
+std::optional<double> asIs(const Value& v) {
+    return numberOf(v);
+}
+
+std::optional<double> thousandths(const Value& v) {
+    const auto n = numberOf(v);
+    if (!n) return std::nullopt;
+    return *n / 1000.0;
+}
+
+std::optional<double> hundredths(const Value& v) {
+    const auto n = numberOf(v);
+    if (!n) return std::nullopt;
+    return *n / 100.0;
+}
+
+std::optional<double> tenths(const Value& v) {
+    const auto n = numberOf(v);
+    if (!n) return std::nullopt;
+    return *n / 10.0;
+}
+
+// A shutter opens for more than nothing and at most a full turn.
+std::optional<double> shutterAngle(std::optional<double> degrees) {
+    if (!degrees || *degrees <= 0 || *degrees > 360) return std::nullopt;
+    return degrees;
+}
+
+std::optional<double> positive(std::optional<double> n) {
+    if (!n || *n <= 0) return std::nullopt;
+    return n;
+}
+
+std::optional<double> sixtieths(const Value& v) {
+    const auto n = numberOf(v);
+    if (!n) return std::nullopt;
+    return shutterAngle(*n / 60.0);
+}
+
+// A fraction as the answer gives it: a dictionary of "num" and "den".
+std::optional<double> fraction(const Value& v) {
+    if (!v.isDictionary()) return std::nullopt;
+    const Value* num = v.dictionary().find("num");
+    const Value* den = v.dictionary().find("den");
+    if (!num || !den) return std::nullopt;
+    const auto n = numberOf(*num);
+    const auto d = numberOf(*den);
+    if (!n || !d || *d == 0) return std::nullopt;
+    return finite(*n / *d);
+}
+
+std::optional<double> frameRate(const Value& v) {
+    return positive(fraction(v));
+}
+
+std::optional<double> positiveNumber(const Value& v) {
+    return positive(numberOf(v));
+}
+
+std::optional<double> exposureTime(const Value& v) {
+    return positive(fraction(v));
+}
+
+struct Rdd18Row {
+    std::string_view item;
+    std::optional<double> CameraModel::*member;
+    Conversion convert;
+};
+
+constexpr std::array kRdd18Rows{
+    Rdd18Row{"LensIrisFNumberItem", &M::irisFNumber, irisNumber},
+    Rdd18Row{"LensIrisTNumberItem", &M::irisTNumber, irisNumber},
+    Rdd18Row{"LensIrisRingPositionItem", &M::irisRingPositionPercent, ringPercent},
+    Rdd18Row{"LensFocusPositionFromImagePlaneItem", &M::focusDistanceM, metres},
+    Rdd18Row{"LensFocusPositionFromFrontLensVertexItem", &M::focusDistanceFromFrontVertexM, metres},
+    Rdd18Row{"LensZoomActualFocalLengthItem", &M::focalLengthMm, metresAsMillimetres},
+    Rdd18Row{"LensZoom35mmStillCameraEquivalentItem", &M::focalLength35mmEquivalentMm,
+             metresAsMillimetres},
+    Rdd18Row{"LensZoomRingPositionItem", &M::zoomRingPositionPercent, ringPercent},
+    Rdd18Row{"LensOpticalExtenderMagnificationItem", &M::opticalExtenderMagnificationPercent, asIs},
+    Rdd18Row{"CameraImageSensorDimensionEffectiveWidthItem", &M::sensorWidthMm, thousandths},
+    Rdd18Row{"CameraImageSensorDimensionEffectiveHeightItem", &M::sensorHeightMm, thousandths},
+    Rdd18Row{"CameraCaptureFrameRateItem", &M::captureFrameRateHz, frameRate},
+    Rdd18Row{"CameraShutterSpeedAngleItem", &M::shutterAngleDeg, sixtieths},
+    Rdd18Row{"CameraShutterSpeedTimeItem", &M::shutterTimeS, exposureTime},
+    Rdd18Row{"CameraMasterGainAdjustmentItem", &M::masterGainDb, hundredths},
+    Rdd18Row{"CameraISOSensitivityItem", &M::iso, positiveNumber},
+    Rdd18Row{"CameraExposureIndexOfPhotoMeterItem", &M::exposureIndex, positiveNumber},
+    Rdd18Row{"CameraElectricalExtenderMagnificationItem",
+             &M::electricalExtenderMagnificationPercent, asIs},
+    Rdd18Row{"CameraWhiteBalanceItem", &M::whiteBalanceK, positiveNumber},
+    Rdd18Row{"CameraMasterBlackLevelItem", &M::blackLevelPercent, tenths},
+    Rdd18Row{"CameraKneePointItem", &M::kneePointPercent, tenths},
+    Rdd18Row{"CameraLuminanceDynamicRangeItem", &M::dynamicRangePercent, tenths},
+};
+
+std::optional<std::string> whiteBalanceMode(const Value& v) {
+    static constexpr std::array<const char*, 4> kModes{"preset", "auto", "hold", "one push"};
+    const auto c = numberOf(v);
+    if (!c || *c < 0 || *c >= static_cast<double>(kModes.size()) || *c != std::floor(*c)) {
+        return std::nullopt;
+    }
+    return kModes[static_cast<std::size_t>(*c)];
+}
+
+// --- ARRI -------------------------------------------------------------------------------------
+
+struct ArriRow {
+    std::string_view key;
+    std::optional<double> CameraModel::*member;
+    Conversion convert;
+};
+
+// The record tells an unset 32-bit word by all bits set; these are that word as each field
+// carries it on: the word itself, in thousandths (single precision), and in millionths.
+constexpr std::uint32_t kUnsetWord = 0xFFFFFFFF;
+constexpr float kUnsetThousandths = static_cast<float>(kUnsetWord) / 1000.0f;
+constexpr double kUnsetMillionths = kUnsetWord / 1000.0 / 1000.0;
+
+std::optional<double> arriFocus(const Value& v) {
+    const auto n = widenedFloat(v);
+    if (!n || *n < 0) return std::nullopt;
+    return n;
+}
+
+std::optional<double> arriWord(const Value& v) {
+    if (v.isNumber() && v.number().kind() == NumberKind::UnsignedInt &&
+        v.number().uint64Value() == kUnsetWord) {
+        return std::nullopt;
+    }
+    return numberOf(v);
+}
+
+std::optional<double> arriThousandths(const Value& v) {
+    if (v.isNumber() && v.number().floatValue() == kUnsetThousandths) return std::nullopt;
+    return widenedFloat(v);
+}
+
+std::optional<double> arriPositiveWord(const Value& v) {
+    return positive(arriWord(v));
+}
+
+std::optional<double> arriFrameRate(const Value& v) {
+    return positive(arriThousandths(v));
+}
+
+std::optional<double> arriShutterAngle(const Value& v) {
+    return shutterAngle(arriThousandths(v));
+}
+
+std::optional<double> arriFocalLength(const Value& v) {
+    if (v.isNumber() && v.number().doubleValue() == kUnsetMillionths) return std::nullopt;
+    return metresAsMillimetres(v);
+}
+
+constexpr std::array kArriRows{
+    ArriRow{"lensDataFocalLength", &M::focalLengthMm, arriFocalLength},
+    ArriRow{"lensDataFocusDistance", &M::focusDistanceM, arriFocus},
+    ArriRow{"lensDataApertureTstop", &M::irisTNumber, asIs},
+    ArriRow{"sensorFps", &M::captureFrameRateHz, arriFrameRate},
+    ArriRow{"projectFps", &M::projectFrameRateHz, arriFrameRate},
+    ArriRow{"shutterAngle", &M::shutterAngleDeg, arriShutterAngle},
+    ArriRow{"ASA", &M::iso, arriPositiveWord},
+    ArriRow{"whiteBalance", &M::whiteBalanceK, arriPositiveWord},
+};
+
+std::optional<std::string> nonEmptyText(const Value* v) {
+    if (!v || !v->isString() || v->string().empty()) return std::nullopt;
+    return v->string();
+}
+
+// "HH:MM:SS:FF" from the record's four BCD-decoded parts; ';' before the frames for drop frame.
+std::optional<std::string> arriTimecode(const Dictionary& answer) {
+    static constexpr std::array<std::pair<std::string_view, int>, 4> kParts{
+        {{"tcHours", 24}, {"tcMinutes", 60}, {"tcSeconds", 60}, {"tcFrames", 100}}};
+    int parts[4];
+    for (std::size_t i = 0; i < kParts.size(); ++i) {
+        const Value* v = answer.find(kParts[i].first);
+        const auto n = v ? numberOf(*v) : std::nullopt;
+        if (!n || *n < 0 || *n >= kParts[i].second) return std::nullopt;
+        parts[i] = static_cast<int>(*n);
+    }
+    const Value* drop = answer.find("tcDropFrame");
+    const bool dropFrame = drop && drop->isNumber() && drop->number().boolValue();
+    char text[16];
+    std::snprintf(text, sizeof text, "%02d:%02d:%02d%c%02d", parts[0], parts[1], parts[2],
+                  dropFrame ? ';' : ':', parts[3]);
+    return std::string(text);
+}
+
+}  // namespace
+
+CameraModel fromRDD18(const Dictionary& answer) {
+    CameraModel m;
+    for (const auto& row : kRdd18Rows) {
+        if (const Value* v = answer.find(row.item)) m.*row.member = row.convert(*v);
+    }
+    if (const Value* v = answer.find("CameraWhiteBalanceModeItem")) {
+        m.whiteBalanceMode = whiteBalanceMode(*v);
+    }
+    // Varicam: the clip name value, unless the clip info of the same frame flags it invalid.
+    m.clipName = nonEmptyText(answer.find("VaricamClipNameValueItem"));
+    if (const Value* info = answer.find("VaricamClipInfoValueItem"); info && info->isDictionary()) {
+        const Value* valid = info->dictionary().find("clipNameValid");
+        if (valid && valid->isNumber() && valid->number().uint64Value() == 0) m.clipName.reset();
+    }
+    return m;
+}
+
+CameraModel fromArri(const Dictionary& answer) {
+    CameraModel m;
+    for (const auto& row : kArriRows) {
+        if (const Value* v = answer.find(row.key)) m.*row.member = row.convert(*v);
+    }
+    if (const Value* nd = answer.find("NDFilter"); nd && nd->isDictionary()) {
+        if (const Value* density = nd->dictionary().find("density")) {
+            m.ndDensity = numberOf(*density);
+        }
+    }
+    m.timecode = arriTimecode(answer);
+    m.clipName = nonEmptyText(answer.find("clipName"));
+    return m;
+}
+
+}  // namespace rdd18::interpret

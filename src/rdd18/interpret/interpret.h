@@ -1,0 +1,42 @@
+// From a parser's answer to the camera and lens model in units. The answers hold the wire's codes
+// (an iris code 53367, a shutter angle 10800, a focal length 0.05); these functions turn the
+// items whose encoding is published into numbers with units. They read the answer and change
+// nothing in it.
+#pragma once
+
+#include "rdd18/interpret/camera_model.h"
+#include "rdd18/platform/value.h"
+
+namespace rdd18::interpret {
+
+/// The model of an RDD 18 answer, of any flavour (standard, Sony or Varicam items). Each field
+/// comes from one item, by the item's name in the answer:
+/// - iris F- and T-number: 2^(8 - v / 8192) of the 16-bit code; codes below 0x2000 (beyond F128)
+///   give an empty field;
+/// - focus positions: the decoded number, in metres, empty when negative; focal lengths: the
+///   decoded metres in mm, empty unless above 0;
+/// - iris and zoom ring positions: v / 65536 x 100 %;
+/// - sensor width and height: v / 1000 mm; gain: v / 100 dB; black level, knee point and
+///   dynamic range: v / 10 %; frame rate and shutter time: num / den (empty unless above 0, so
+///   also when den is 0);
+/// - shutter angle: v / 60 degrees (a scale only one source publishes), empty unless above 0
+///   and at most 360;
+/// - ISO, exposure index and white balance (K): the number, empty unless above 0;
+/// - white balance mode: 0 "preset", 1 "auto", 2 "hold", 3 "one push", other codes empty;
+/// - Varicam's clip name value, unless its clip info says the name isn't valid.
+/// A missing item, an entry of an unexpected kind, and a NaN or infinite number leave the field
+/// empty. Sony's own items carry no published layout and are not read. Never throws.
+CameraModel fromRDD18(const Dictionary& answer);
+
+/// The model of an ARRI answer: focal length in mm from the record's metres, focus distance in
+/// metres (an infinite distance leaves the field empty), T-stop, sensor and project frame rates,
+/// shutter angle, ASA as ISO, white balance in kelvin, ND density, clip name and the timecode as
+/// "HH:MM:SS:FF" ("HH:MM:SS;FF" when the drop-frame flag is set; empty unless all four parts are
+/// in range: hours below 24, minutes and seconds below 60, frames below 100). A word the record
+/// marks unset (all bits set) leaves its field empty; the other fields follow the ranges of the
+/// RDD 18 fields. Single-precision values of the record widen to the double of their shortest
+/// decimal text (23.976, not 23.9759998...). A missing key or an entry of an unexpected kind leaves
+/// its field empty; NaN and infinity never reach a field. Never throws.
+CameraModel fromArri(const Dictionary& answer);
+
+}  // namespace rdd18::interpret

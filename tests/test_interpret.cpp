@@ -1,0 +1,228 @@
+// The interpreted view: worked values through the parsers, the rules that leave a field empty,
+// the ARRI sample record, and --units / --plot of the tool over every bundled sample.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <sstream>
+
+#include "frame_builder.h"
+#include "rdd18/rdd18.h"
+#ifdef VELMORA_HAVE_DUMP_TOOL
+#include <nlohmann/json.hpp>
+#include <set>
+
+#include "dump/dump.h"
+#include "dump/plot.h"
+#endif
+
+using namespace rdd18;
+using namespace rdd18::testsupport;
+using interpret::CameraModel;
+
+namespace {
+
+CameraModel fromItems(const Bytes& items, std::int32_t flavour = 0) {
+    const VLRDD18Parser parser(flavour);
+    return interpret::fromRDD18(
+        parser.parseData(FrameBuilder().rdd18Stream(rdd18Pack(items)).bytes()));
+}
+
+constexpr double kEmpty = std::numeric_limits<double>::quiet_NaN();
+
+TEST(Interpret, Rdd18ItemsInUnits) {
+    const struct {
+        Bytes item;
+        std::int32_t flavour;
+        std::optional<double> CameraModel::*field;
+        double want;  // kEmpty: the field stays empty
+        double tolerance;
+    } cases[] = {
+        {rdd18Item(0x80, 0x00, be16(0xC000)), 0, &CameraModel::irisFNumber, 4, 0},
+        {rdd18Item(0x80, 0x08, be16(0xC000)), 1, &CameraModel::irisTNumber, 4, 0},
+        {rdd18Item(0x80, 0x00, be16(53343)), 2, &CameraModel::irisFNumber, 2.8, 0.01},
+        {rdd18Item(0x80, 0x00, be16(0x1FFF)), 0, &CameraModel::irisFNumber, kEmpty, 0},
+        {rdd18Item(0x80, 0x05, {0xC7, 0xD0}), 0, &CameraModel::focalLengthMm, 200, 0},
+        {rdd18Item(0x80, 0x04, halfFloatLensSerial(0xD, 71)), 0,
+         &CameraModel::focalLength35mmEquivalentMm, 71, 0},
+        {rdd18Item(0x80, 0x01, halfFloatLensSerial(0xD, 3200)), 0, &CameraModel::focusDistanceM,
+         3.2, 0},
+        {rdd18Item(0x80, 0x09, be16(0x8000)), 0, &CameraModel::irisRingPositionPercent, 50, 0},
+        {rdd18Item(0x81, 0x04, be16(24890)), 0, &CameraModel::sensorWidthMm, 24.89, 0},
+        {rdd18Item(0x81, 0x06, rationalPayload(24000, 1001)), 0, &CameraModel::captureFrameRateHz,
+         24000.0 / 1001, 0},
+        {rdd18Item(0x81, 0x06, rationalPayload(24, 0)), 0, &CameraModel::captureFrameRateHz, kEmpty,
+         0},
+        {rdd18Item(0x81, 0x09, rationalPayload(1, 0)), 0, &CameraModel::shutterTimeS, kEmpty, 0},
+        {rdd18Item(0x81, 0x08, be32(10800)), 0, &CameraModel::shutterAngleDeg, 180, 0},
+        {rdd18Item(0x81, 0x08, be32(0xFFFFFFFF)), 0, &CameraModel::shutterAngleDeg, kEmpty, 0},
+        {rdd18Item(0x81, 0x0A, be16(0xFED4)), 0, &CameraModel::masterGainDb, -3, 0},
+        {rdd18Item(0x81, 0x0F, be16(0xFFFD)), 0, &CameraModel::blackLevelPercent, -0.3, 0},
+        {rdd18Item(0x81, 0x0E, be16(0)), 0, &CameraModel::whiteBalanceK, kEmpty, 0},
+    };
+    for (const auto& c : cases) {
+        const auto got = fromItems(c.item, c.flavour).*c.field;
+        const std::string name = std::to_string(c.item[0]) + "," + std::to_string(c.item[1]);
+        if (std::isnan(c.want)) {
+            EXPECT_FALSE(got.has_value()) << name;
+        } else {
+            ASSERT_TRUE(got.has_value()) << name;
+            EXPECT_NEAR(*got, c.want, c.tolerance) << name;
+        }
+    }
+    EXPECT_EQ(fromItems(rdd18Item(0x81, 0x0D, {3})).whiteBalanceMode, "one push");
+    EXPECT_FALSE(fromItems(rdd18Item(0x81, 0x0D, {4})).whiteBalanceMode);
+}
+
+// Entries a host may hand in that no parser makes: wrong kinds, NaN, infinity, the record's
+// unset word. None reaches a field.
+TEST(Interpret, SourcesOutOfRangeLeaveFieldsEmpty) {
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const Dictionary rdd18{
+        {"LensIrisFNumberItem", "F2.8"},
+        {"LensZoomActualFocalLengthItem", Number::doubleNumber(nan)},
+        {"LensFocusPositionFromImagePlaneItem", Number::doubleNumber(INFINITY)},
+        {"LensZoom35mmStillCameraEquivalentItem", Number::doubleNumber(1e306)},
+        {"CameraCaptureFrameRateItem", Dictionary{{"num", Number::integer(25)}}}};
+    EXPECT_EQ(interpret::fromRDD18(rdd18), CameraModel{});
+    const Dictionary arri{{"ASA", Number::unsignedInt(0xFFFFFFFF)},
+                          {"lensDataApertureTstop", Number::doubleNumber(nan)},
+                          {"lensDataFocusDistance", Number::floatNumber(INFINITY)},
+                          {"sensorFps", Number::floatNumber(4294967295.0f / 1000.0f)},
+                          {"tcHours", Number::intNumber(165)},
+                          {"tcMinutes", Number::intNumber(0)},
+                          {"tcSeconds", Number::intNumber(0)},
+                          {"tcFrames", Number::intNumber(0)}};
+    EXPECT_EQ(interpret::fromArri(arri), CameraModel{});
+    EXPECT_TRUE(interpret::toDictionary(CameraModel{}).empty());
+}
+
+TEST(Interpret, ArriSampleRecord) {
+    const Dictionary answer = VLArriANCParser().parseData(
+        FrameBuilder()
+            .arriStream(arriItem(kArriMetadataKey, ArriHeaderBuilder()
+                                                       .u32(0x0190, 172800)
+                                                       .u32(0x01A0, 23976)
+                                                       .u32(0x01A8, 0x01234512)
+                                                       .u32(0x01B0, 0x80000000)
+                                                       .u32(0x0378, 3500)
+                                                       .u32(0x0374, 1)
+                                                       .u32(0x037C, 50000)
+                                                       .u32(0x0384, 4300)
+                                                       .u16(0x038A, 600)
+                                                       .u32(0x0074, 800)
+                                                       .bytes()))
+            .bytes());
+    const CameraModel m = interpret::fromArri(answer);
+    EXPECT_EQ(m.focalLengthMm, 50);
+    EXPECT_EQ(m.focusDistanceM, 3.5);
+    EXPECT_EQ(m.irisTNumber, 2.8);
+    EXPECT_EQ(m.shutterAngleDeg, 172.8);
+    EXPECT_EQ(m.captureFrameRateHz, 23.976);
+    EXPECT_EQ(m.iso, 800);
+    EXPECT_EQ(m.ndDensity, 0.6);
+    EXPECT_EQ(m.timecode, "01:23:45;12");
+    // Both views of one frame: RDD 18 first, ARRI where RDD 18 is silent.
+    const CameraModel both = interpret::merged(fromItems(rdd18Item(0x81, 0x0B, be16(1600))), m);
+    EXPECT_EQ(both.iso, 1600);
+    EXPECT_EQ(both.focalLengthMm, 50);
+    EXPECT_EQ(interpret::fromDictionary(interpret::toDictionary(both)), both);
+}
+
+TEST(Interpret, VaricamClipNameFollowsItsValidFlag) {
+    const Bytes name = rdd18Item(0xE1, 0x24, text("A005C042"));
+    for (const unsigned char valid : std::initializer_list<unsigned char>{0, 1}) {
+        const Bytes info = rdd18Item(0xE1, 0x22, {valid, 5, 0, 12, 0, 42, 1});
+        EXPECT_EQ(fromItems(info + name, 1).clipName.has_value(), valid == 1);
+    }
+    EXPECT_FALSE(fromItems(name, 2).clipName) << "not a Varicam item under the Sony flavour";
+}
+
+#ifdef VELMORA_HAVE_DUMP_TOOL
+std::string runTool(std::vector<std::string> args) {
+    std::istringstream in;
+    std::ostringstream out, err;
+    EXPECT_EQ(rdd18::dump::run(args, in, out, err), 0) << err.str();
+    return out.str();
+}
+
+// Every sample, with its own options, in JSON and as a table: the units section holds only
+// known fields and plain numbers (no NaN, no infinity), and the table shows them with units.
+TEST(Interpret, UnitsOfEverySample) {
+    const std::filesystem::path samples = VELMORA_SAMPLES_DIR;
+    std::set<std::string> known;
+    for (const auto& f : interpret::numberFields()) known.emplace(f.key);
+    for (const auto& f : interpret::textFields()) known.emplace(f.key);
+    std::ifstream index(samples / "index.txt");
+    int frames = 0;
+    for (std::string line; std::getline(index, line);) {
+        if (line.empty() || line[0] == '#') continue;
+        std::istringstream words(line);
+        std::vector<std::string> args;
+        for (std::string w; words >> w;) args.push_back(w);
+        args[0] = (samples / args[0]).string();
+        args.insert(args.end(), {"--units=only", "--format", "json"});
+        const auto report = nlohmann::json::parse(runTool(args)).at(0);
+        EXPECT_FALSE(report.contains("rdd18") || report.contains("arri")) << line;
+        for (const auto& [parser, model] : report.at("units").items()) {
+            for (const auto& [key, v] : model.items()) {
+                EXPECT_TRUE(known.count(key) && (v.is_number() || v.is_string()))
+                    << line << " " << parser << "." << key;
+            }
+        }
+        ++frames;
+    }
+    EXPECT_GE(frames, 20);
+    // The goldens expected/<stem>.units.<format>: --units=only of the sample <stem>.anc.
+    // The reports name the files as given: run where the goldens were made.
+    const auto previous = std::filesystem::current_path();
+    std::filesystem::current_path(samples);
+    int goldens = 0;
+    for (const auto& d : std::filesystem::directory_iterator(samples / "expected")) {
+        const auto name = d.path().filename().string();
+        const auto at = name.find(".units.");
+        if (at == std::string::npos) continue;
+        const std::string out =
+            runTool({"--units=only", "--format", name.substr(at + 7), name.substr(0, at) + ".anc"});
+        std::ifstream golden(d.path(), std::ios::binary);
+        EXPECT_EQ(out, std::string(std::istreambuf_iterator<char>(golden), {})) << name;
+        ++goldens;
+    }
+    EXPECT_GE(goldens, 2);
+    // Beside the raw answer, in the table.
+    const std::string out =
+        runTool({"--units", "--parser", "rdd18", "-f", "table", "standard.anc"});
+    EXPECT_NE(out.find("  rdd18.LensIrisFNumberItem                            53367\n"
+                       "  rdd18.LensIrisRingPositionItem"),
+              std::string::npos);
+    EXPECT_NE(out.find("  units.rdd18.irisFNumber                              F2.8\n"),
+              std::string::npos);
+    std::filesystem::current_path(previous);
+}
+
+// Missing values are gaps: one run of two frames draws one line, a lone value a dot only.
+TEST(Interpret, PlotLeavesGapsForMissingFrames) {
+    rdd18::dump::LensPlot plot;
+    for (const auto focus :
+         {std::optional(3.5), std::optional<double>(), std::optional(4.0), std::optional(4.1)}) {
+        CameraModel m;
+        m.focusDistanceM = focus;
+        plot.add(m);
+    }
+    std::ostringstream svg;
+    plot.writeSvg(svg);
+    const std::string s = svg.str();
+    std::size_t lines = 0;
+    for (auto at = s.find("<polyline"); at != std::string::npos; at = s.find("<polyline", at + 1)) {
+        ++lines;
+    }
+    EXPECT_EQ(lines, 1u);
+    EXPECT_NE(s.find("4 frames"), std::string::npos);
+    EXPECT_NE(s.find("no values in these frames"), std::string::npos);
+    EXPECT_EQ(s.find("nan"), std::string::npos);
+}
+
+#endif  // VELMORA_HAVE_DUMP_TOOL
+}  // namespace
