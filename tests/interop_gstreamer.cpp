@@ -30,7 +30,8 @@ std::vector<Sample> samples() {
         if (e.path().extension() != ".anc") continue;
         std::ifstream in(e.path(), std::ios::binary);
         const std::string name = e.path().filename().string();
-        out.push_back({name, {std::istreambuf_iterator<char>(in), {}},
+        out.push_back({name,
+                       {std::istreambuf_iterator<char>(in), {}},
                        name.find("noflags") == std::string::npos});
     }
     return out;
@@ -99,8 +100,8 @@ std::vector<Packet> parseWithGStreamer(std::span<const unsigned char> lines, Van
         gst_video_vbi_parser_add_line(parser, lines.data() + at);
         GstVideoAncillary anc;
         while (gst_video_vbi_parser_get_ancillary(parser, &anc) == GST_VIDEO_VBI_PARSER_RESULT_OK)
-            out.push_back({anc.DID, anc.SDID_block_number, 0, 0,
-                           {anc.data, anc.data + anc.data_count}});
+            out.push_back(
+                {anc.DID, anc.SDID_block_number, 0, 0, {anc.data, anc.data + anc.data_count}});
     }
     gst_video_vbi_parser_free(parser);
     return out;
@@ -115,8 +116,10 @@ struct Form {
     VancFormat format;
     std::uint32_t width;
 };
-constexpr Form kForms[] = {{VancFormat::V210, 1920}, {VancFormat::V210, 720},
-                           {VancFormat::Uyvy, 1920}, {VancFormat::Uyvy, 720}};
+constexpr Form kForms[] = {{VancFormat::V210, 1920},
+                           {VancFormat::V210, 720},
+                           {VancFormat::Uyvy, 1920},
+                           {VancFormat::Uyvy, 720}};
 
 }  // namespace
 

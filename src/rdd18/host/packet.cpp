@@ -11,21 +11,27 @@ constexpr std::size_t kMaxWords = 255;
 
 void reportTooMany(ParseObserver* observer, const Packet& p, std::size_t index) {
     if (observer)
-        observer->hostInputDropped(
-            {DropReason::TooManyWords, index, p.line, p.did, p.sdid, false});
+        observer->hostInputDropped({DropReason::TooManyWords, index, p.line, p.did, p.sdid, false});
 }
 
 }  // namespace
 
 std::string_view describe(DropReason reason) noexcept {
     switch (reason) {
-        case DropReason::BadParity: return "bad parity";
-        case DropReason::BadChecksum: return "bad checksum";
-        case DropReason::Truncated: return "data ends inside a packet header";
-        case DropReason::CountBeyondData: return "count beyond the data";
-        case DropReason::ShortLine: return "line shorter than its width";
-        case DropReason::LengthMismatch: return "Length disagrees with the payload size";
-        case DropReason::TooManyWords: return "more than 255 user data words";
+        case DropReason::BadParity:
+            return "bad parity";
+        case DropReason::BadChecksum:
+            return "bad checksum";
+        case DropReason::Truncated:
+            return "data ends inside a packet header";
+        case DropReason::CountBeyondData:
+            return "count beyond the data";
+        case DropReason::ShortLine:
+            return "line shorter than its width";
+        case DropReason::LengthMismatch:
+            return "Length disagrees with the payload size";
+        case DropReason::TooManyWords:
+            return "more than 255 user data words";
     }
     return "unknown";
 }
@@ -65,9 +71,9 @@ std::vector<unsigned char> ancillaryBufferFromPackets(std::span<const Packet> pa
 
 std::vector<Packet> packetsFromAncillaryBuffer(std::span<const unsigned char> bytes, bool flags) {
     std::vector<Packet> packets;
-    for (const auto& p : packetsFromData(bytes.data(), bytes.size(),
-                                         flags ? AncillaryDataBufferWithFlags
-                                               : AncillaryDataBufferWithoutFlags)) {
+    for (const auto& p :
+         packetsFromData(bytes.data(), bytes.size(),
+                         flags ? AncillaryDataBufferWithFlags : AncillaryDataBufferWithoutFlags)) {
         packets.push_back({p.did, p.sdid, 0, 0, {p.payload, p.payload + p.size}});
     }
     return packets;
@@ -77,7 +83,9 @@ PacketListReader::PacketListReader(std::span<const Packet> packets,
                                    ParseObserver* observer) noexcept
     : packets_(packets), observer_(observer) {}
 
-bool PacketListReader::hasNextPacket() { return next_ < packets_.size(); }
+bool PacketListReader::hasNextPacket() {
+    return next_ < packets_.size();
+}
 
 std::optional<utils::AncillaryPacket> PacketListReader::readNextPacket() {
     if (next_ >= packets_.size()) return std::nullopt;

@@ -32,15 +32,15 @@ struct Packet {
 
 /// Why a converter dropped (or, under `ConvertOptions::keepDamaged`, flagged) a packet or bytes.
 enum class DropReason : std::uint8_t {
-    BadParity,         ///< a DID, SDID, DC or user data word whose b8 isn't the even parity of
-                       ///< b0-b7, or whose b9 isn't the inverse of b8
-    BadChecksum,       ///< the checksum word isn't the 9-bit sum of DID..last UDW (b9 = not b8);
-                       ///< on 8-bit lines, the 8-bit sum
-    Truncated,         ///< the data ends inside a packet's header (flag, DID, SDID, DC)
-    CountBeyondData,   ///< a DC (or an ANC_Count) promises more than the data holds
-    ShortLine,         ///< a VANC line holds fewer bytes than its width needs
-    LengthMismatch,    ///< an RFC 8331 Length field that disagrees with the payload's size
-    TooManyWords,      ///< a packet of more than 255 user data words has no 8-bit form
+    BadParity,        ///< a DID, SDID, DC or user data word whose b8 isn't the even parity of
+                      ///< b0-b7, or whose b9 isn't the inverse of b8
+    BadChecksum,      ///< the checksum word isn't the 9-bit sum of DID..last UDW (b9 = not b8);
+                      ///< on 8-bit lines, the 8-bit sum
+    Truncated,        ///< the data ends inside a packet's header (flag, DID, SDID, DC)
+    CountBeyondData,  ///< a DC (or an ANC_Count) promises more than the data holds
+    ShortLine,        ///< a VANC line holds fewer bytes than its width needs
+    LengthMismatch,   ///< an RFC 8331 Length field that disagrees with the payload's size
+    TooManyWords,     ///< a packet of more than 255 user data words has no 8-bit form
 };
 
 /// A short text for `reason`, e.g. "bad parity".
@@ -54,7 +54,7 @@ struct Drop {
                              ///< Line_Number), 0 elsewhere
     std::uint8_t did = 0;    ///< of the packet, when its header was read
     std::uint8_t sdid = 0;
-    bool kept = false;       ///< the packet was delivered anyway (`keepDamaged`)
+    bool kept = false;  ///< the packet was delivered anyway (`keepDamaged`)
 };
 
 /// Options shared by the converters.

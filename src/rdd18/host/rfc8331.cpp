@@ -54,7 +54,8 @@ class BitWriter {
         }
     }
     void alignTo32() {
-        while (bit_ % 32) write(0, static_cast<unsigned>(std::min<std::size_t>(8 - bit_ % 8, 32 - bit_ % 32)));
+        while (bit_ % 32)
+            write(0, static_cast<unsigned>(std::min<std::size_t>(8 - bit_ % 8, 32 - bit_ % 32)));
     }
 
   private:
@@ -67,8 +68,8 @@ class BitWriter {
 std::vector<Packet> packetsFromRfc8331(std::span<const unsigned char> payload,
                                        const ConvertOptions& options, ParseObserver* observer) {
     std::vector<Packet> packets;
-    auto report = [&](DropReason reason, std::size_t at, unsigned line, unsigned did,
-                      unsigned sdid, bool kept) {
+    auto report = [&](DropReason reason, std::size_t at, unsigned line, unsigned did, unsigned sdid,
+                      bool kept) {
         if (observer)
             observer->hostInputDropped({reason, at, static_cast<std::uint16_t>(line),
                                         static_cast<std::uint8_t>(did),
@@ -104,11 +105,13 @@ std::vector<Packet> packetsFromRfc8331(std::span<const unsigned char> payload,
             report(DropReason::CountBeyondData, at, line, did, sdid, false);
             break;
         }
-        for (unsigned i = 0; i < dc; ++i) words.push_back(static_cast<std::uint16_t>(bits.read(10)));
+        for (unsigned i = 0; i < dc; ++i)
+            words.push_back(static_cast<std::uint16_t>(bits.read(10)));
         const unsigned checksum = bits.read(10);
         bits.alignTo32();
         bool parity = true;
-        for (std::uint16_t w : words) parity = parity && w == withParity(static_cast<std::uint8_t>(w));
+        for (std::uint16_t w : words)
+            parity = parity && w == withParity(static_cast<std::uint8_t>(w));
         const bool sumOk = checksum == checksumWord(words);
         if (!parity || !sumOk) {
             report(parity ? DropReason::BadChecksum : DropReason::BadParity, at, line, did, sdid,
@@ -139,9 +142,9 @@ std::vector<unsigned char> rfc8331FromPackets(std::span<const Packet> packets,
         const Packet& p = packets[i];
         if (p.udw.size() > 255 || count == 255) {
             if (observer)
-                observer->hostInputDropped({p.udw.size() > 255 ? DropReason::TooManyWords
-                                                               : DropReason::CountBeyondData,
-                                            i, p.line, p.did, p.sdid, false});
+                observer->hostInputDropped(
+                    {p.udw.size() > 255 ? DropReason::TooManyWords : DropReason::CountBeyondData, i,
+                     p.line, p.did, p.sdid, false});
             continue;
         }
         ++count;

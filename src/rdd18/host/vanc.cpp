@@ -114,8 +114,8 @@ std::vector<Packet> packetsFromVancLines(std::span<const unsigned char> lines,
         const auto line = static_cast<std::uint16_t>(layout.firstLine + index);
         if (lines.size() - start < need || stride < need) {
             if (observer)
-                observer->hostInputDropped({DropReason::ShortLine, start,
-                                            static_cast<std::uint16_t>(index), 0, 0, false});
+                observer->hostInputDropped(
+                    {DropReason::ShortLine, start, static_cast<std::uint16_t>(index), 0, 0, false});
             if (stride < need) break;
             continue;
         }
@@ -128,12 +128,12 @@ std::vector<Packet> packetsFromVancLines(std::span<const unsigned char> lines,
 }
 
 std::vector<unsigned char> vancLinesFromPackets(std::span<const Packet> packets,
-                                                const VancLayout& layout,
-                                                ParseObserver* observer) {
+                                                const VancLayout& layout, ParseObserver* observer) {
     std::vector<unsigned char> out;
     if (layout.width == 0) return out;
     const std::size_t samples = 2 * std::size_t{layout.width};
-    const std::size_t stride = std::max(strideOf(layout), vancLineBytes(layout.format, layout.width));
+    const std::size_t stride =
+        std::max(strideOf(layout), vancLineBytes(layout.format, layout.width));
     const bool tenBit = layout.format == VancFormat::V210;
     const RunPlace place{isHd(layout), layout.width};
     std::vector<std::uint16_t> run;
@@ -158,9 +158,9 @@ std::vector<unsigned char> vancLinesFromPackets(std::span<const Packet> packets,
         const std::size_t words = detail::packetWordCount(p);
         if (p.udw.size() > 255 || words > samples) {
             if (observer)
-                observer->hostInputDropped({p.udw.size() > 255 ? DropReason::TooManyWords
-                                                               : DropReason::CountBeyondData,
-                                            i, p.line, p.did, p.sdid, false});
+                observer->hostInputDropped(
+                    {p.udw.size() > 255 ? DropReason::TooManyWords : DropReason::CountBeyondData, i,
+                     p.line, p.did, p.sdid, false});
             continue;
         }
         if (run.size() + words > samples) flush();

@@ -69,8 +69,8 @@ void scanWords(std::span<const std::uint16_t> words, const WordRun& run,
             if (run.tenBit) parity = parity && word == withParity(static_cast<std::uint8_t>(word));
             sum += word;
         }
-        const bool checksum = run.tenBit ? (w[end] & mask) == checksumFromSum(sum)
-                                         : (w[end] & mask) == (sum & 0xFFu);
+        const bool checksum =
+            run.tenBit ? (w[end] & mask) == checksumFromSum(sum) : (w[end] & mask) == (sum & 0xFFu);
         if (!parity || !checksum) {
             report(parity ? DropReason::BadChecksum : DropReason::BadParity, i, did, sdid,
                    options.keepDamaged);

@@ -13,10 +13,10 @@ namespace rdd18::host::detail {
 
 /// Where a run of words sits, for the packets found and the drops reported.
 struct WordRun {
-    bool tenBit = true;   ///< 10-bit words (parity, 9-bit checksum); else 8-bit (no parity,
-                          ///< 8-bit checksum, flags 00 FF FF and FC)
-    bool flagged = true;  ///< packets stand behind a flag (000 3FF 3FF or 3FC) with anything
-                          ///< between them; else back to back, each starting with its DID
+    bool tenBit = true;          ///< 10-bit words (parity, 9-bit checksum); else 8-bit (no parity,
+                                 ///< 8-bit checksum, flags 00 FF FF and FC)
+    bool flagged = true;         ///< packets stand behind a flag (000 3FF 3FF or 3FC) with anything
+                                 ///< between them; else back to back, each starting with its DID
     std::uint16_t line = 0;      ///< given to the packets found
     std::uint16_t dropLine = 0;  ///< given to the drops reported
     std::size_t offsetBase = 0;  ///< added to word indexes in drop reports
