@@ -197,3 +197,30 @@ TEST(HostForms, FailureTables) {
         EXPECT_EQ(drops.reasons, row.reasons) << row.name;
     }
 }
+
+#ifdef VELMORA_HAVE_DUMP_TOOL
+#include "dump/host_input.h"
+
+TEST(HostForms, ToolReadsAnalyserSpellingsAndOneFramePerLine) {
+    using namespace rdd18::dump;
+    auto frames = [](std::string text, HostInputOptions o) {
+        return framesOf({"f", {text.begin(), text.end()}}, o);
+    };
+    const HostInputOptions hex{InputForm::Packets, 1920, true};
+    for (const char* text : {"00 FF FF 43 05 00 48", "0x00,0xFF,0xff, 0x43 0X05 00 48 # c",
+                             "00000000: 00ff ff43 0500 48  ...C..H\n"})
+        EXPECT_EQ(frames(text, hex).at(0).bytes,
+                  (std::vector<unsigned char>{0, 0xFF, 0xFF, 0x43, 0x05, 0, 0x48}))
+            << text;
+    HostInputOptions words{InputForm::Words10, 1920, true, true};
+    const auto perLine =
+        frames("# a\n000 3FF 3FF 143 205 203 101 102 203 151\n\n3FC 143 205 200 149\n", words);
+    ASSERT_EQ(perLine.size(), 2u);
+    EXPECT_EQ(perLine[0].name, "f:2");
+    EXPECT_EQ(perLine[0].bytes, ancillaryBufferFromPackets(std::vector<Packet>{kTwo[0]}));
+    EXPECT_EQ(perLine[1].faults,
+              std::vector<std::string>{
+                  "input: bad checksum at word 0, line 0, DID 0x43 SDID 0x05, dropped"});
+    EXPECT_THROW(frames("0001F", words), InputError);
+}
+#endif
