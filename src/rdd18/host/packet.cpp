@@ -1,5 +1,7 @@
 #include "rdd18/host/packet.h"
 
+#include <cstring>
+
 #include "rdd18/diagnostics/parse_observer.h"
 
 namespace rdd18::host {
@@ -45,20 +47,25 @@ std::uint8_t checksum8(const Packet& packet) noexcept {
 void appendAncillaryBuffer(std::span<const Packet> packets, std::vector<unsigned char>& out,
                            ParseObserver* observer) {
     std::size_t total = 0;
-    for (const Packet& p : packets) total += 7 + p.udw.size();
-    out.reserve(out.size() + total);
+    for (const Packet& p : packets)
+        if (p.udw.size() <= kMaxWords) total += 7 + p.udw.size();
+    const std::size_t start = out.size();
+    out.resize(start + total);
+    unsigned char* at = out.data() + start;
     for (std::size_t i = 0; i < packets.size(); ++i) {
         const Packet& p = packets[i];
-        if (p.udw.size() > kMaxWords) {
+        const std::size_t count = p.udw.size();
+        if (count > kMaxWords) {
             reportTooMany(observer, p, i);
             continue;
         }
-        out.insert(out.end(), kFlag, kFlag + 3);
-        out.push_back(p.did);
-        out.push_back(p.sdid);
-        out.push_back(static_cast<unsigned char>(p.udw.size()));
-        out.insert(out.end(), p.udw.begin(), p.udw.end());
-        out.push_back(checksum8(p));
+        std::memcpy(at, kFlag, 3);
+        at[3] = p.did;
+        at[4] = p.sdid;
+        at[5] = static_cast<unsigned char>(count);
+        if (count) std::memcpy(at + 6, p.udw.data(), count);
+        at[6 + count] = checksum8(p);
+        at += 7 + count;
     }
 }
 

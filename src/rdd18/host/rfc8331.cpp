@@ -1,5 +1,7 @@
 #include "rdd18/host/rfc8331.h"
 
+#include <cstring>
+
 #include "rdd18/diagnostics/parse_observer.h"
 #include "rdd18/host/words10.h"
 
@@ -16,25 +18,31 @@ constexpr unsigned kNoOffset = 0xFFF;
 class BitReader {
   public:
     BitReader(const unsigned char* data, std::size_t bytes, std::size_t bit) noexcept
-        : data_(data), end_(bytes * 8), bit_(bit) {}
+        : data_(data), bytes_(bytes), end_(bytes * 8), bit_(bit) {}
     std::size_t left() const noexcept { return end_ - bit_; }
     std::size_t bit() const noexcept { return bit_; }
+    /// The next `count` (at most 25) bits.
     unsigned read(unsigned count) noexcept {
-        unsigned v = 0;
-        while (count) {
-            const unsigned in = 8 - static_cast<unsigned>(bit_ % 8);
-            const unsigned take = count < in ? count : in;
-            const unsigned byte = data_[bit_ / 8];
-            v = (v << take) | ((byte >> (in - take)) & ((1u << take) - 1));
-            bit_ += take;
-            count -= take;
+        const std::size_t byte = bit_ / 8;
+        const unsigned skip = static_cast<unsigned>(bit_ % 8);
+        // Four bytes hold any field of up to 25 bits at any bit position; near the end of the
+        // range the missing bytes read as zero (the caller has checked that the field fits).
+        std::uint32_t window = 0;
+        if (byte + 4 <= bytes_) {
+            std::memcpy(&window, data_ + byte, 4);
+            window = __builtin_bswap32(window);  // the fields are big-endian
+        } else {
+            for (std::size_t k = 0; k < 4; ++k)
+                window = window << 8 | (byte + k < bytes_ ? data_[byte + k] : 0u);
         }
-        return v;
+        bit_ += count;
+        return (window << skip) >> (32 - count);
     }
     void alignTo32() noexcept { bit_ = std::min(end_, (bit_ + 31) / 32 * 32); }
 
   private:
     const unsigned char* data_;
+    std::size_t bytes_;
     std::size_t end_;
     std::size_t bit_;
 };

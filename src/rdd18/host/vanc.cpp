@@ -60,7 +60,28 @@ void unpackLine(const unsigned char* line, const VancLayout& layout, std::uint16
         return;
     }
     std::size_t index = 0;
-    for (const unsigned char* group = line; index < samples; group += kV210GroupBytes) {
+    const unsigned char* group = line;
+    // Whole groups of 12 samples first, without a test per sample.
+    std::uint16_t* luma = run;
+    std::uint16_t* chroma = run + (place.hd ? layout.width : 0);
+    for (; index + 12 <= samples; index += 12, group += kV210GroupBytes) {
+        std::uint16_t s[12];
+        for (int word = 0; word < 4; ++word) {
+            const std::uint32_t packed = loadLe32(group + 4 * word);
+            s[3 * word] = static_cast<std::uint16_t>(packed & 0x3FFu);
+            s[3 * word + 1] = static_cast<std::uint16_t>(packed >> 10 & 0x3FFu);
+            s[3 * word + 2] = static_cast<std::uint16_t>(packed >> 20 & 0x3FFu);
+        }
+        if (place.hd) {
+            for (int k = 0; k < 6; ++k) {
+                *chroma++ = s[2 * k];
+                *luma++ = s[2 * k + 1];
+            }
+        } else {
+            std::copy(s, s + 12, run + index);
+        }
+    }
+    for (; index < samples; group += kV210GroupBytes) {
         for (int word = 0; word < 4; ++word) {
             const std::uint32_t packed = loadLe32(group + 4 * word);
             for (int k = 0; k < 3 && index < samples; ++k, ++index) {

@@ -64,28 +64,36 @@ void scanWords(std::span<const std::uint16_t> words, const WordRun& run,
         const std::size_t end = h + 3 + dc;  // the checksum word
         bool parity = true;
         unsigned sum = 0;
-        for (std::size_t k = h; k < end; ++k) {
+        for (std::size_t k = h; k < h + 3; ++k) {
             const unsigned word = w[k] & mask;
             if (run.tenBit) parity = parity && word == withParity(static_cast<std::uint8_t>(word));
             sum += word;
         }
-        const bool checksum =
-            run.tenBit ? (w[end] & mask) == checksumFromSum(sum) : (w[end] & mask) == (sum & 0xFFu);
+        // The user data words go straight into the packet; it is taken back if it is dropped.
+        Packet& p = out.emplace_back();
+        p.udw.resize(dc);
+        unsigned char* udw = p.udw.data();
+        for (std::size_t k = h + 3; k < end; ++k) {
+            const unsigned word = w[k] & mask;
+            if (run.tenBit) parity &= word == withParity(static_cast<std::uint8_t>(word));
+            sum += word;
+            *udw++ = static_cast<unsigned char>(word);
+        }
+        const bool checksum = run.tenBit ? (w[end] & mask) == checksumFromSum(sum)
+                                         : (w[end] & mask) == (sum & 0xFFu);
         if (!parity || !checksum) {
             report(parity ? DropReason::BadChecksum : DropReason::BadParity, i, did, sdid,
                    options.keepDamaged);
             if (!options.keepDamaged) {
+                out.pop_back();
                 // The words behind a flag may hide the next flag if this header lied.
                 i = run.flagged ? h : end + 1;
                 continue;
             }
         }
-        Packet& p = out.emplace_back();
         p.did = static_cast<std::uint8_t>(did);
         p.sdid = static_cast<std::uint8_t>(sdid);
         p.line = run.line;
-        p.udw.resize(dc);
-        for (unsigned k = 0; k < dc; ++k) p.udw[k] = static_cast<unsigned char>(w[h + 3 + k]);
         i = end + 1;
     }
 }
