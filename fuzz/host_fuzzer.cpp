@@ -86,7 +86,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             return packetsFromVancLines(bytes, raw, o, obs);
         });
         const VancLayout written{raw.format, 12 + input.fromEnd(2) * 8u, raw.placement};
-        back = withoutPlace(packetsFromVancLines(vancLinesFromPackets(packets, written), written));
+        back = packetsFromVancLines(vancLinesFromPackets(packets, written), written);
         // Packets longer than a line of this width are left out by the writer.
         std::vector<Packet> fit;
         for (const Packet& p : packets)

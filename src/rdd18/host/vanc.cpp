@@ -132,7 +132,9 @@ std::vector<Packet> packetsFromVancLines(std::span<const unsigned char> lines,
     std::vector<std::uint16_t> run(2 * std::size_t{layout.width});
     std::size_t index = 0;
     for (std::size_t start = 0; start < lines.size(); start += stride, ++index) {
-        const auto line = static_cast<std::uint16_t>(layout.firstLine + index);
+        // Line numbers count from the first line's, when the caller knows it.
+        const auto line =
+            static_cast<std::uint16_t>(layout.firstLine ? layout.firstLine + index : 0);
         if (lines.size() - start < need || stride < need) {
             if (observer)
                 observer->hostInputDropped(

@@ -29,7 +29,8 @@ struct VancLayout {
     std::uint32_t width = 1920;  ///< pixels per line
     VancPlacement placement = VancPlacement::Auto;
     std::size_t stride = 0;
-    std::uint16_t firstLine = 0;  ///< line number of the first line; packets get firstLine + index
+    std::uint16_t firstLine = 0;  ///< number of the first line (packets get it + line index);
+                                  ///< 0: unknown, packets get line 0
 };
 
 /// Bytes that hold `width` pixels: v210 16 bytes per started group of 6, UYVY 2 per pixel.
