@@ -96,8 +96,12 @@ std::vector<Packet> packetsFromRfc8331(std::span<const unsigned char> payload,
     for (unsigned k = 0; k < count; ++k) {
         const std::size_t at = bits.bit() / 8;
         if (bits.left() < kPacketHeaderBits + 30) {
-            report(bits.left() ? DropReason::Truncated : DropReason::CountBeyondData, at, 0, 0, 0,
-                   false);
+            // No bits left at all: ANC_Count (byte 4) promised more packets than there are.
+            if (bits.left() == 0) {
+                report(DropReason::CountBeyondData, 4, 0, 0, 0, false);
+            } else {
+                report(DropReason::Truncated, at, 0, 0, 0, false);
+            }
             break;
         }
         bits.read(1);  // C: luma or chroma channel; both reach the same buffer

@@ -18,8 +18,8 @@ namespace rdd18::host {
 /// the payload, that is reported (`LengthMismatch`) and only the bytes both allow are read. A
 /// payload shorter than its header is `Truncated`; an ANC_Count or a Data_Count beyond the bytes
 /// ends the walk (`CountBeyondData`, or `Truncated` inside a packet header); a bad parity or
-/// checksum drops the packet unless `options.keepDamaged`. Drop offsets are byte offsets of the
-/// packet (of the field, for header faults) in `payload`. Never reads outside `payload`; never
+/// checksum drops the packet unless `options.keepDamaged`. Drop offsets are byte offsets in
+/// `payload` of the packet, or of the header field at fault (Length: 2, ANC_Count: 4). Never reads outside `payload`; never
 /// throws but for allocation failure.
 std::vector<Packet> packetsFromRfc8331(std::span<const unsigned char> payload,
                                        const ConvertOptions& options = {},
