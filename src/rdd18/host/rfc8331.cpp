@@ -4,6 +4,7 @@
 
 #include "rdd18/diagnostics/parse_observer.h"
 #include "rdd18/host/words10.h"
+#include "rdd18/internal/anc_words.h"
 
 namespace rdd18::host {
 
@@ -117,13 +118,13 @@ std::vector<Packet> packetsFromRfc8331(std::span<const unsigned char> payload,
             report(DropReason::CountBeyondData, at, line, did, sdid, false);
             break;
         }
-        for (unsigned i = 0; i < dc; ++i)
-            words.push_back(static_cast<std::uint16_t>(bits.read(10)));
+        words.resize(3 + std::size_t{dc});
+        for (unsigned i = 0; i < dc; ++i) words[3 + i] = static_cast<std::uint16_t>(bits.read(10));
         const unsigned checksum = bits.read(10);
         bits.alignTo32();
-        bool parity = true;
-        for (std::uint16_t w : words)
-            parity = parity && w == withParity(static_cast<std::uint8_t>(w));
+        unsigned bad = 0;
+        for (std::uint16_t w : words) bad |= w ^ detail::kParityWords[w & 0xFFu];
+        const bool parity = bad == 0;
         const bool sumOk = checksum == checksumWord(words);
         if (!parity || !sumOk) {
             report(parity ? DropReason::BadChecksum : DropReason::BadParity, at, line, did, sdid,

@@ -1,20 +1,11 @@
 #include "rdd18/host/words10.h"
 
-#include <array>
-
 #include "rdd18/diagnostics/parse_observer.h"
 #include "rdd18/internal/anc_words.h"
 
 namespace rdd18::host {
 
 namespace {
-
-/// Every 8-bit value with its parity bits, so that a word is checked with one load.
-constexpr auto kParityWords = [] {
-    std::array<std::uint16_t, 256> words{};
-    for (unsigned v = 0; v < 256; ++v) words[v] = withParity(static_cast<std::uint8_t>(v));
-    return words;
-}();
 
 /// Copies the user data words of a packet into `udw` and adds them to `sum`; returns false when
 /// one of them has bad parity bits (10-bit words only).
@@ -23,7 +14,7 @@ bool takeUserWords(const std::uint16_t* w, std::size_t count, unsigned char* udw
     unsigned bad = 0, total = sum;
     for (std::size_t k = 0; k < count; ++k) {
         const unsigned word = w[k] & (TenBit ? 0x3FFu : 0xFFu);
-        if constexpr (TenBit) bad |= word ^ kParityWords[word & 0xFFu];
+        if constexpr (TenBit) bad |= word ^ detail::kParityWords[word & 0xFFu];
         total += word;
         udw[k] = static_cast<unsigned char>(word);
     }
@@ -98,8 +89,8 @@ void scanWords(std::span<const std::uint16_t> words, const WordRun& run,
         p.udw.resize(dc);
         parity &= run.tenBit ? takeUserWords<true>(w + h + 3, dc, p.udw.data(), sum)
                              : takeUserWords<false>(w + h + 3, dc, p.udw.data(), sum);
-        const bool checksum = run.tenBit ? (w[end] & mask) == checksumFromSum(sum)
-                                         : (w[end] & mask) == (sum & 0xFFu);
+        const bool checksum =
+            run.tenBit ? (w[end] & mask) == checksumFromSum(sum) : (w[end] & mask) == (sum & 0xFFu);
         if (!parity || !checksum) {
             report(parity ? DropReason::BadChecksum : DropReason::BadParity, i, did, sdid,
                    options.keepDamaged);

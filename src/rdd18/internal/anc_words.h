@@ -2,14 +2,23 @@
 // UYVY converters. Private to the library.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
 #include <vector>
 
 #include "rdd18/host/packet.h"
+#include "rdd18/host/words10.h"
 
 namespace rdd18::host::detail {
+
+/// Every 8-bit value with its parity bits, so that a word is checked with one load.
+inline constexpr auto kParityWords = [] {
+    std::array<std::uint16_t, 256> words{};
+    for (unsigned v = 0; v < 256; ++v) words[v] = withParity(static_cast<std::uint8_t>(v));
+    return words;
+}();
 
 /// Where a run of words sits, for the packets found and the drops reported.
 struct WordRun {
