@@ -153,7 +153,9 @@ std::vector<unsigned char> rfc8331FromPackets(std::span<const Packet> packets,
     std::vector<std::uint16_t> words;
     for (std::size_t i = 0; i < packets.size(); ++i) {
         const Packet& p = packets[i];
-        if (p.udw.size() > 255 || count == 255) {
+        // Bits of the packet, word_align included; Length (16 bits) bounds the payload.
+        const std::size_t bytes = (32 + 10 * (4 + p.udw.size()) + 31) / 32 * 4;
+        if (p.udw.size() > 255 || count == 255 || out.size() - kHeaderBytes + bytes > 0xFFFF) {
             if (observer)
                 observer->hostInputDropped(
                     {p.udw.size() > 255 ? DropReason::TooManyWords : DropReason::CountBeyondData, i,

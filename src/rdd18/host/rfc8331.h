@@ -25,8 +25,9 @@ std::vector<Packet> packetsFromRfc8331(std::span<const unsigned char> payload,
                                        const ConvertOptions& options = {},
                                        ParseObserver* observer = nullptr);
 
-/// One RTP payload carrying `packets` (at most 255: ANC_Count is 8 bits; further packets, and
-/// packets of more than 255 words, are left out and reported). Each packet goes out with C = 0,
+/// One RTP payload carrying `packets` (at most 255 of them in at most 65,535 bytes behind the
+/// header, as ANC_Count and Length allow; packets beyond that, and packets of more than 255
+/// words, are left out and reported). Each packet goes out with C = 0,
 /// its line (0x7FF when 0: no particular line), Horizontal_Offset 0xFFF (no particular place),
 /// S set and StreamNum given when its stream isn't 0; F is 0.
 std::vector<unsigned char> rfc8331FromPackets(std::span<const Packet> packets,
