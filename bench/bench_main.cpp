@@ -36,6 +36,11 @@ const Pairing kPairings[] = {
     {"BM_ArriTranslate/typical", "BM_ArriAnswer/typical", false, "<= 1.5"},
     {"BM_ArriParse/typical", "BM_ArriAnswerRecordOrder/typical", false, ""},
     {"BM_ArriTranslate/typical", "BM_ArriAnswerRecordOrder/typical", false, ""},
+    {"BM_HostConvert/form:0", "BM_HostMemcpy/form:0", true, ">= 0.25"},  // packet list
+    {"BM_HostConvert/form:1", "BM_HostMemcpy/form:1", true, ">= 0.25"},  // words10
+    {"BM_HostConvert/form:2", "BM_HostMemcpy/form:2", true, ">= 0.25"},  // v210
+    {"BM_HostConvert/form:3", "BM_HostMemcpy/form:3", true, ">= 0.25"},  // uyvy
+    {"BM_HostConvert/form:4", "BM_HostMemcpy/form:4", true, ">= 0.25"},  // rfc8331
 };
 
 class RatioReporter : public benchmark::ConsoleReporter {

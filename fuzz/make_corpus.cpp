@@ -321,6 +321,8 @@ int main(int argc, char** argv) {
         std::vector<Seed> packets = rdd18Frames();
         packets.insert(packets.end(), arri.begin(), arri.end());
         write(out / "packets", packets);
+        for (const char* form : {"packets", "words10", "vanc", "rfc8331"})
+            write(out / (std::string("host_") + form), packets);
         write(out / "arri_ancillary", arri);
         write(out / "arri_parser", arri);
         write(out / "arri_file_header", arriHeaders());

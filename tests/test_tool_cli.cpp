@@ -54,8 +54,8 @@ TEST(ToolInput, MalformedHexTextIsOneLineNamingThePlace) {
         const char* error;
     } cases[] = {
         {"43 05 zz", "velmora-dump: -:1:7: 'z' is not a hexadecimal digit\n"},
-        {"43 05\n0x43", "velmora-dump: -:2:2: 'x' is not a hexadecimal digit\n"},
-        {"43,05", "velmora-dump: -:1:3: ',' is not a hexadecimal digit\n"},
+        {"43 05\n0x4g", "velmora-dump: -:2:4: 'g' is not a hexadecimal digit\n"},
+        {"43,0z # zz", "velmora-dump: -:1:5: 'z' is not a hexadecimal digit\n"},
         {"43\n0 5",
          "velmora-dump: -:2:1: odd number of hexadecimal digits (1); write each byte as two "
          "digits\n"},
@@ -174,7 +174,7 @@ TEST(ToolCommandLine, SeveralFilesInOrderOrNone) {
     const auto a = (dir / "velmora_tool_a.anc").string();
     const auto b = (dir / "velmora_tool_b.hex").string();
     std::ofstream(a, std::ios::binary) << asText(rdd18::dump::parseHexText(kOneItemHex, "a"));
-    std::ofstream(b) << "# not hex\n";
+    std::ofstream(b) << "4x # not hex\n";
     const Result r = runTool({"-f", "jsonl", a, a});
     EXPECT_EQ(r.out, "{\"file\":\"" + a +
                          "\",\"rdd18\":{\"Unknown_0xf0_0x01\":{\"$data\":\"aa\"}},"
@@ -186,7 +186,7 @@ TEST(ToolCommandLine, SeveralFilesInOrderOrNone) {
     const Result bad = runTool({"--hex", b, b});
     EXPECT_EQ(bad.status, 1);
     EXPECT_EQ(bad.out, "");
-    EXPECT_EQ(bad.err, "velmora-dump: " + b + ":1:1: '#' is not a hexadecimal digit\n");
+    EXPECT_EQ(bad.err, "velmora-dump: " + b + ":1:2: 'x' is not a hexadecimal digit\n");
     std::filesystem::remove(a);
     std::filesystem::remove(b);
 }

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <map>
 
+#include "dump/host_input.h"
 #include "dump/input.h"
 #include "dump/plot.h"
 #include "dump/report.h"
@@ -61,6 +62,8 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
     std::string parser = "both";
     std::string format = "json";
     ReportOptions report;
+    HostInputOptions host;
+    std::string form = "packets";
     WriteOptions write;
     const std::map<std::string, Flavour> flavours{
         {"standard", Flavour::Standard}, {"sony", Flavour::Sony}, {"varicam", Flavour::Varicam}};
@@ -73,9 +76,25 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
                    "Frames to decode, one packet buffer per file; none or \"-\" reads standard "
                    "input")
         ->type_name("FILE");
-    app.add_flag("--hex", hex,
-                 "Inputs are hexadecimal text: two digits per byte, any white space between "
-                 "bytes (as copied from an analyser or a log)");
+    auto* hexFlag = app.add_flag(
+        "--hex", hex,
+        "Inputs are hexadecimal text: two digits per byte (words10: up to 4 per word), white "
+        "space or commas between, 0x prefixes, # comments and xxd dumps accepted");
+    app.add_option("--input", form,
+                   "Form of each input: packets (8-bit packet buffer), words10 (10-bit words: "
+                   "hex words, or 16-bit little-endian values), v210 or uyvy (VANC lines, see "
+                   "--width), rfc8331 (an RFC 8331 / ST 2110-40 RTP payload)")
+        ->transform(CLI::IsMember(inputForms(), CLI::ignore_case))
+        ->default_str("packets");
+    app.add_option("--width", host.width, "Pixels per VANC line (v210, uyvy); HD placement "
+                                          "(luma, then chroma) from 1280 up")
+        ->check(CLI::Range(1u, 65535u))
+        ->default_str("1920");
+    auto* framePerLine = app.add_flag(
+        "--frame-per-line", host.framePerLine,
+        "Hex text holds one frame per line; answers come one per frame (JSON Lines unless -f)");
+    app.add_flag("--keep-damaged", host.keepDamaged,
+                 "Keep packets with a bad parity or checksum (words10, v210, uyvy, rfc8331)");
     app.add_flag("--no-flags", noFlags,
                  "Packets carry no 3-byte ancillary data flag: each starts with its DID");
     app.add_option("--flavour,--flavor", flavour,
@@ -94,7 +113,8 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
     app.add_flag("--explain", report.explain,
                  "Add the faults that made a parser drop data (bad flags, sequence breaks, "
                  "truncated packs, rejected payloads), one line each");
-    app.add_option("-f,--format", format,
+    framePerLine->needs(hexFlag);
+    auto* formatOption = app.add_option("-f,--format", format,
                    "Output format: json (pretty), jsonl (one frame a line), plist (XML property "
                    "list) or table (aligned, for people)")
         ->transform(CLI::IsMember(formats, CLI::ignore_case))
@@ -133,7 +153,12 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
     // The checks above have turned each choice into its listed spelling.
     report.flavour = flavours.at(flavour);
     write.format = formats.at(format);
-    report.flags = !noFlags;
+    if (host.framePerLine && formatOption->count() == 0) write.format = Format::JsonLines;
+    host.form = inputForms().at(form);
+    host.hex = hex;
+    host.flags = !noFlags;
+    // Every form but the packet buffer is converted to a buffer with flags.
+    report.flags = host.form == InputForm::Packets ? !noFlags : true;
     report.rdd18 = parser != "arri";
     report.arri = parser != "rdd18";
     report.units = unitsViews.at(units);
@@ -141,9 +166,13 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
     if (files.empty()) files.push_back("-");
 
     // Read everything first, so that a bad input leaves no half-written output.
-    std::vector<Input> inputs;
+    std::vector<Frame> inputs;
     try {
-        for (const auto& name : files) inputs.push_back(readInput(name, hex, in));
+        for (const auto& name : files) {
+            auto frames = framesOf(readInput(name, false, in), host);
+            inputs.insert(inputs.end(), std::make_move_iterator(frames.begin()),
+                          std::make_move_iterator(frames.end()));
+        }
     } catch (const InputError& e) {
         err << kProgram << ": " << e.what() << '\n';
         return kExitBadInput;
@@ -152,7 +181,12 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
     const Reporter reporter(report);
     std::vector<FrameReport> reports;
     reports.reserve(inputs.size());
-    for (const auto& input : inputs) reports.push_back(reporter.report(input.name, input.bytes));
+    for (const auto& input : inputs) {
+        reports.push_back(reporter.report(input.name, input.bytes));
+        if (report.explain && host.form != InputForm::Packets)
+            reports.back().sections.emplace_back("input",
+                                                 Array(input.faults.begin(), input.faults.end()));
+    }
     writeReports(out, reports, write);
     if (!plotFile.empty() && !writeLensPlot(plotFile, reports)) {
         err << kProgram << ": can't write the plot to " << plotFile << '\n';

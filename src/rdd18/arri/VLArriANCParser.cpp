@@ -234,6 +234,10 @@ rdd18::Dictionary VLArriANCParser::parseData(std::span<const unsigned char> byte
     AncillaryDataBufferReader packets(
         bytes.data(), bytes.size(),
         flags ? AncillaryDataBufferWithFlags : AncillaryDataBufferWithoutFlags);
+    return parseData(packets);
+}
+
+rdd18::Dictionary VLArriANCParser::parseData(rdd18::AncillaryDataReader& packets) const {
     try {
         const std::vector<ArriAncBlob> blobs = parseAncillaryData(
             packets, [](const ArriAncKey& key) { return key == ArriAncMetadataKey; });

@@ -4,6 +4,7 @@
 #include <span>
 
 #include "rdd18/arri/arri_file_header.h"
+#include "rdd18/transport/ancillary_packet.h"
 #include "rdd18/platform/value.h"
 
 /// Parses the ARRI ancillary metadata of one frame into a dictionary.
@@ -27,6 +28,9 @@ class VLArriANCParser {
     rdd18::Dictionary parseData(std::span<const unsigned char> bytes) const;
     /// Parses a buffer; `flags` says whether its packets carry the 3-byte flag.
     rdd18::Dictionary parseData(std::span<const unsigned char> bytes, bool flags) const;
+    /// Parses the packets that `packets` hands out (for example a packet list through
+    /// `rdd18::host::PacketListReader`), as the packets of a buffer are parsed.
+    rdd18::Dictionary parseData(rdd18::AncillaryDataReader& packets) const;
 
     /// Translates a file header record into a dictionary; `header` must point to 4096 readable
     /// bytes (a null pointer gives an empty dictionary). Every bit pattern is accepted.

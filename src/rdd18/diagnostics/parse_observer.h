@@ -9,6 +9,10 @@
 
 namespace rdd18 {
 
+namespace host {
+struct Drop;
+}
+
 /// Which field a stream ended inside.
 enum class TruncatedField : std::uint8_t {
     PackKey,     ///< the 16-byte key of an RDD 18 pack
@@ -55,6 +59,10 @@ class ParseObserver {
     /// and is dropped.
     virtual void valueIncomplete(unsigned long /*position*/, unsigned long /*length*/,
                                  unsigned long /*delivered*/) {}
+
+    /// Host converters (rdd18/host/): a packet or bytes dropped, or kept though damaged, on the
+    /// way from the host's form to the packet buffer (see host/packet.h).
+    virtual void hostInputDropped(const host::Drop& /*drop*/) {}
 };
 
 }  // namespace rdd18

@@ -144,3 +144,8 @@ rdd18::Dictionary VLRDD18Parser::parseData(std::span<const unsigned char> bytes,
     RDD18AncillaryDataStreamReader stream(packets);
     return _builder(stream);
 }
+
+rdd18::Dictionary VLRDD18Parser::parseData(rdd18::AncillaryDataReader& packets) const {
+    RDD18AncillaryDataStreamReader stream(packets);
+    return _builder(stream);
+}

@@ -35,6 +35,9 @@ public:
     rdd18::Dictionary parseData(std::span<const unsigned char> bytes) const;
     /// Parses a buffer; `flags` says whether its packets carry the 3-byte flag.
     rdd18::Dictionary parseData(std::span<const unsigned char> bytes, bool flags) const;
+    /// Parses the packets that `packets` hands out (for example a packet list through
+    /// `rdd18::host::PacketListReader`), as the packets of a buffer are parsed.
+    rdd18::Dictionary parseData(rdd18::AncillaryDataReader& packets) const;
 
 private:
     rdd18::ItemFactory _factory;

@@ -1,0 +1,111 @@
+// The host converters, each beside a memcpy of the bytes it reads: the 8-bit buffer built from a
+// packet list, and packets read from 10-bit words, v210 and UYVY VANC lines (1920 wide) and an
+// RFC 8331 payload. The load is one large RDD 18 frame: 64 packets of 255 user data words.
+#include <benchmark/benchmark.h>
+
+#include <cstring>
+#include <vector>
+
+#include "rdd18/host/packet.h"
+#include "rdd18/host/rfc8331.h"
+#include "rdd18/host/vanc.h"
+#include "rdd18/host/words10.h"
+
+namespace velmora::bench {
+namespace {
+
+using namespace rdd18::host;
+
+enum Form : int { kPacketList, kWords10, kV210, kUyvy, kRfc8331 };
+
+std::vector<Packet> framePackets() {
+    std::vector<Packet> packets(64);
+    for (std::size_t n = 0; n < packets.size(); ++n) {
+        Packet& p = packets[n];
+        p.did = 0x43;
+        p.sdid = 0x05;
+        p.udw.resize(255);
+        for (std::size_t i = 0; i < p.udw.size(); ++i)
+            p.udw[i] = static_cast<unsigned char>(i * 7 + n);
+        p.udw[0] = static_cast<unsigned char>(n + 1);
+    }
+    return packets;
+}
+
+/// The form's bytes of the frame, and one conversion (the number of packets it found or wrote).
+struct Workload {
+    std::vector<unsigned char> bytes;
+    std::vector<std::uint16_t> words;
+    std::size_t inputBytes() const { return words.empty() ? bytes.size() : words.size() * 2; }
+};
+
+Workload workload(Form form, const std::vector<Packet>& packets) {
+    Workload w;
+    switch (form) {
+        case kPacketList:
+            w.bytes = ancillaryBufferFromPackets(packets);
+            break;
+        case kWords10:
+            w.words = words10FromPackets(packets);
+            break;
+        case kV210:
+            w.bytes = vancLinesFromPackets(packets, {VancFormat::V210, 1920});
+            break;
+        case kUyvy:
+            w.bytes = vancLinesFromPackets(packets, {VancFormat::Uyvy, 1920});
+            break;
+        case kRfc8331:
+            w.bytes = rfc8331FromPackets(packets);
+            break;
+    }
+    return w;
+}
+
+std::size_t convert(Form form, const Workload& w, const std::vector<Packet>& packets) {
+    switch (form) {
+        case kPacketList:
+            return ancillaryBufferFromPackets(packets).size() / (7 + 255);
+        case kWords10:
+            return packetsFromWords10(w.words).size();
+        case kV210:
+            return packetsFromVancLines(w.bytes, {VancFormat::V210, 1920}).size();
+        case kUyvy:
+            return packetsFromVancLines(w.bytes, {VancFormat::Uyvy, 1920}).size();
+        case kRfc8331:
+            return packetsFromRfc8331(w.bytes).size();
+    }
+    return 0;
+}
+
+void BM_HostConvert(benchmark::State& state) {
+    const auto form = static_cast<Form>(state.range(0));
+    const std::vector<Packet> packets = framePackets();
+    const Workload w = workload(form, packets);
+    if (convert(form, w, packets) != packets.size()) {
+        state.SkipWithError("the conversion lost packets");
+        return;
+    }
+    for (auto _ : state) benchmark::DoNotOptimize(convert(form, w, packets));
+    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * w.inputBytes()));
+}
+
+void BM_HostMemcpy(benchmark::State& state) {
+    const std::size_t size =
+        workload(static_cast<Form>(state.range(0)), framePackets()).inputBytes();
+    std::vector<unsigned char> from(size, 0x5A), to(size);
+    for (auto _ : state) {
+        std::memcpy(to.data(), from.data(), size);
+        benchmark::ClobberMemory();
+    }
+    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * size));
+}
+
+void forms(benchmark::internal::Benchmark* b) {
+    b->ArgName("form");
+    for (int f = kPacketList; f <= kRfc8331; ++f) b->Arg(f);
+}
+BENCHMARK(BM_HostConvert)->Apply(forms);
+BENCHMARK(BM_HostMemcpy)->Apply(forms);
+
+}  // namespace
+}  // namespace velmora::bench

@@ -1,0 +1,185 @@
+#include "rdd18/host/rfc8331.h"
+
+#include <cstring>
+
+#include "rdd18/diagnostics/parse_observer.h"
+#include "rdd18/host/words10.h"
+#include "rdd18/internal/anc_words.h"
+
+namespace rdd18::host {
+
+namespace {
+
+constexpr std::size_t kHeaderBytes = 8;
+constexpr std::size_t kPacketHeaderBits = 32;  // C, Line_Number, Horizontal_Offset, S, StreamNum
+constexpr unsigned kNoLine = 0x7FF;
+constexpr unsigned kNoOffset = 0xFFF;
+
+/// Big-endian bit fields of a byte range; the caller checks `left()` before each read.
+class BitReader {
+  public:
+    BitReader(const unsigned char* data, std::size_t bytes, std::size_t bit) noexcept
+        : data_(data), bytes_(bytes), end_(bytes * 8), bit_(bit) {}
+    std::size_t left() const noexcept { return end_ - bit_; }
+    std::size_t bit() const noexcept { return bit_; }
+    /// The next `count` (at most 25) bits.
+    unsigned read(unsigned count) noexcept {
+        const std::size_t byte = bit_ / 8;
+        const unsigned skip = static_cast<unsigned>(bit_ % 8);
+        // Four bytes hold any field of up to 25 bits at any bit position; near the end of the
+        // range the missing bytes read as zero (the caller has checked that the field fits).
+        std::uint32_t window = 0;
+        if (byte + 4 <= bytes_) {
+            std::memcpy(&window, data_ + byte, 4);
+            window = __builtin_bswap32(window);  // the fields are big-endian
+        } else {
+            for (std::size_t k = 0; k < 4; ++k)
+                window = window << 8 | (byte + k < bytes_ ? data_[byte + k] : 0u);
+        }
+        bit_ += count;
+        return (window << skip) >> (32 - count);
+    }
+    void alignTo32() noexcept { bit_ = std::min(end_, (bit_ + 31) / 32 * 32); }
+
+  private:
+    const unsigned char* data_;
+    std::size_t bytes_;
+    std::size_t end_;
+    std::size_t bit_;
+};
+
+class BitWriter {
+  public:
+    explicit BitWriter(std::vector<unsigned char>& out) : out_(out) {}
+    void write(unsigned value, unsigned count) {
+        while (count) {
+            if (bit_ % 8 == 0) out_.push_back(0);
+            const unsigned room = 8 - static_cast<unsigned>(bit_ % 8);
+            const unsigned take = count < room ? count : room;
+            const unsigned part = (value >> (count - take)) & ((1u << take) - 1);
+            out_.back() = static_cast<unsigned char>(out_.back() | (part << (room - take)));
+            bit_ += take;
+            count -= take;
+        }
+    }
+    void alignTo32() {
+        while (bit_ % 32)
+            write(0, static_cast<unsigned>(std::min<std::size_t>(8 - bit_ % 8, 32 - bit_ % 32)));
+    }
+
+  private:
+    std::vector<unsigned char>& out_;
+    std::size_t bit_ = 0;
+};
+
+}  // namespace
+
+std::vector<Packet> packetsFromRfc8331(std::span<const unsigned char> payload,
+                                       const ConvertOptions& options, ParseObserver* observer) {
+    std::vector<Packet> packets;
+    auto report = [&](DropReason reason, std::size_t at, unsigned line, unsigned did, unsigned sdid,
+                      bool kept) {
+        if (observer)
+            observer->hostInputDropped({reason, at, static_cast<std::uint16_t>(line),
+                                        static_cast<std::uint8_t>(did),
+                                        static_cast<std::uint8_t>(sdid), kept});
+    };
+    if (payload.size() < kHeaderBytes) {
+        report(DropReason::Truncated, 0, 0, 0, 0, false);
+        return packets;
+    }
+    const std::size_t length = std::size_t{payload[2]} << 8 | payload[3];
+    const unsigned count = payload[4];
+    const std::size_t available = payload.size() - kHeaderBytes;
+    if (length != available) report(DropReason::LengthMismatch, 2, 0, 0, 0, false);
+    BitReader bits(payload.data(), kHeaderBytes + std::min(length, available), kHeaderBytes * 8);
+    std::vector<std::uint16_t> words;
+    for (unsigned k = 0; k < count; ++k) {
+        const std::size_t at = bits.bit() / 8;
+        if (bits.left() < kPacketHeaderBits + 30) {
+            // No bits left at all: ANC_Count (byte 4) promised more packets than there are.
+            if (bits.left() == 0) {
+                report(DropReason::CountBeyondData, 4, 0, 0, 0, false);
+            } else {
+                report(DropReason::Truncated, at, 0, 0, 0, false);
+            }
+            break;
+        }
+        bits.read(1);  // C: luma or chroma channel; both reach the same buffer
+        const unsigned line = bits.read(11);
+        bits.read(12);  // Horizontal_Offset
+        const unsigned streamValid = bits.read(1);
+        const unsigned stream = bits.read(7);
+        words.assign({static_cast<std::uint16_t>(bits.read(10)),
+                      static_cast<std::uint16_t>(bits.read(10)),
+                      static_cast<std::uint16_t>(bits.read(10))});
+        const unsigned did = words[0] & 0xFFu, sdid = words[1] & 0xFFu, dc = words[2] & 0xFFu;
+        if (bits.left() < 10 * (std::size_t{dc} + 1)) {
+            report(DropReason::CountBeyondData, at, line, did, sdid, false);
+            break;
+        }
+        words.resize(3 + std::size_t{dc});
+        for (unsigned i = 0; i < dc; ++i) words[3 + i] = static_cast<std::uint16_t>(bits.read(10));
+        const unsigned checksum = bits.read(10);
+        bits.alignTo32();
+        unsigned bad = 0;
+        for (std::uint16_t w : words) bad |= w ^ detail::kParityWords[w & 0xFFu];
+        const bool parity = bad == 0;
+        const bool sumOk = checksum == checksumWord(words);
+        if (!parity || !sumOk) {
+            report(parity ? DropReason::BadChecksum : DropReason::BadParity, at, line, did, sdid,
+                   options.keepDamaged);
+            if (!options.keepDamaged) continue;
+        }
+        Packet& p = packets.emplace_back();
+        p.did = static_cast<std::uint8_t>(did);
+        p.sdid = static_cast<std::uint8_t>(sdid);
+        p.line = static_cast<std::uint16_t>(line);
+        p.stream = static_cast<std::uint8_t>(streamValid ? stream : 0);
+        p.udw.resize(dc);
+        for (unsigned i = 0; i < dc; ++i) p.udw[i] = static_cast<unsigned char>(words[3 + i]);
+    }
+    return packets;
+}
+
+std::vector<unsigned char> rfc8331FromPackets(std::span<const Packet> packets,
+                                              std::uint16_t extendedSequenceNumber,
+                                              ParseObserver* observer) {
+    std::vector<unsigned char> out(kHeaderBytes, 0);
+    out[0] = static_cast<unsigned char>(extendedSequenceNumber >> 8);
+    out[1] = static_cast<unsigned char>(extendedSequenceNumber);
+    BitWriter bits(out);
+    unsigned count = 0;
+    std::vector<std::uint16_t> words;
+    for (std::size_t i = 0; i < packets.size(); ++i) {
+        const Packet& p = packets[i];
+        // Bits of the packet, word_align included; Length (16 bits) bounds the payload.
+        const std::size_t bytes = (32 + 10 * (4 + p.udw.size()) + 31) / 32 * 4;
+        if (p.udw.size() > 255 || count == 255 || out.size() - kHeaderBytes + bytes > 0xFFFF) {
+            if (observer)
+                observer->hostInputDropped(
+                    {p.udw.size() > 255 ? DropReason::TooManyWords : DropReason::CountBeyondData, i,
+                     p.line, p.did, p.sdid, false});
+            continue;
+        }
+        ++count;
+        bits.write(0, 1);
+        bits.write(p.line ? p.line & kNoLine : kNoLine, 11);
+        bits.write(kNoOffset, 12);
+        bits.write(p.stream ? 1 : 0, 1);
+        bits.write(p.stream & 0x7Fu, 7);
+        words.assign({withParity(p.did), withParity(p.sdid),
+                      withParity(static_cast<std::uint8_t>(p.udw.size()))});
+        for (unsigned char v : p.udw) words.push_back(withParity(v));
+        for (std::uint16_t w : words) bits.write(w, 10);
+        bits.write(checksumWord(words), 10);
+        bits.alignTo32();
+    }
+    const std::size_t length = out.size() - kHeaderBytes;
+    out[2] = static_cast<unsigned char>(length >> 8);
+    out[3] = static_cast<unsigned char>(length);
+    out[4] = static_cast<unsigned char>(count);
+    return out;
+}
+
+}  // namespace rdd18::host

@@ -1,0 +1,37 @@
+// ST 2110-40 / RFC 8331 RTP payloads of ancillary data. After the 8-byte header (Extended
+// Sequence Number 16 bits, Length 16, ANC_Count 8, F 2, reserved 22) each packet is a bit
+// string: C (1), Line_Number (11), Horizontal_Offset (12), S (1), StreamNum (7), then DID, SDID,
+// Data_Count, the user data words and Checksum_Word, 10 bits each, then zero bits up to the next
+// 32-bit boundary of the payload (word_align) before the next packet.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "rdd18/host/packet.h"
+
+namespace rdd18::host {
+
+/// The packets of one RTP payload (without the RTP header), with their Line_Number and, when S
+/// is set, StreamNum. Length counts the bytes behind the 8-byte header; when it disagrees with
+/// the payload, that is reported (`LengthMismatch`) and only the bytes both allow are read. A
+/// payload shorter than its header is `Truncated`; an ANC_Count or a Data_Count beyond the bytes
+/// ends the walk (`CountBeyondData`, or `Truncated` inside a packet header); a bad parity or
+/// checksum drops the packet unless `options.keepDamaged`. Drop offsets are byte offsets in
+/// `payload` of the packet, or of the header field at fault (Length: 2, ANC_Count: 4). Never reads outside `payload`; never
+/// throws but for allocation failure.
+std::vector<Packet> packetsFromRfc8331(std::span<const unsigned char> payload,
+                                       const ConvertOptions& options = {},
+                                       ParseObserver* observer = nullptr);
+
+/// One RTP payload carrying `packets` (at most 255 of them in at most 65,535 bytes behind the
+/// header, as ANC_Count and Length allow; packets beyond that, and packets of more than 255
+/// words, are left out and reported). Each packet goes out with C = 0,
+/// its line (0x7FF when 0: no particular line), Horizontal_Offset 0xFFF (no particular place),
+/// S set and StreamNum given when its stream isn't 0; F is 0.
+std::vector<unsigned char> rfc8331FromPackets(std::span<const Packet> packets,
+                                              std::uint16_t extendedSequenceNumber = 0,
+                                              ParseObserver* observer = nullptr);
+
+}  // namespace rdd18::host

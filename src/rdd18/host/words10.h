@@ -1,0 +1,44 @@
+// 10-bit ancillary words, as capture SDKs and analysers hand them over (one 16-bit value per
+// word): b0-b7 the value, b8 the even parity of b0-b7, b9 the inverse of b8; the checksum word is
+// the 9-bit sum of DID..last UDW with b9 the inverse of b8.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "rdd18/host/packet.h"
+
+namespace rdd18::host {
+
+/// `value` with its parity bits: b8 even parity of b0-b7, b9 = not b8.
+constexpr std::uint16_t withParity(std::uint8_t value) noexcept {
+    const unsigned odd = static_cast<unsigned>(__builtin_parity(value));
+    return static_cast<std::uint16_t>(value | (odd << 8) | ((odd ^ 1u) << 9));
+}
+
+/// The checksum word of DID..last UDW: the 9-bit sum of their b0-b8, b9 = not b8.
+std::uint16_t checksumWord(std::span<const std::uint16_t> didToLastUdw) noexcept;
+
+/// How the words stand.
+enum class WordLayout : std::uint8_t {
+    Flagged,  ///< each packet behind 000 3FF 3FF (component) or 3FC (composite); other words
+              ///< between packets are passed over
+    Bare,     ///< packets back to back, each DID SDID DC UDW... checksum, no flag
+};
+
+/// The packets of `words` (bits above b9 are ignored). A packet with a bad parity or checksum is
+/// dropped (kept under `options.keepDamaged`); words that end inside a packet are dropped. Every
+/// drop is reported with the word index of the packet's first word. Never reads outside `words`;
+/// never throws but for allocation failure.
+std::vector<Packet> packetsFromWords10(std::span<const std::uint16_t> words,
+                                       WordLayout layout = WordLayout::Flagged,
+                                       const ConvertOptions& options = {},
+                                       ParseObserver* observer = nullptr);
+
+/// The words of `packets`, each behind 000 3FF 3FF, parity and checksum set. Packets of more
+/// than 255 words are left out and reported (`TooManyWords`).
+std::vector<std::uint16_t> words10FromPackets(std::span<const Packet> packets,
+                                              ParseObserver* observer = nullptr);
+
+}  // namespace rdd18::host

@@ -1,0 +1,60 @@
+// The forms a frame's ancillary data comes in (--input), analyser hexadecimal text (--hex), files
+// of one hex frame per line (--frame-per-line), and the conversion of each to the packet buffer
+// the parsers read, with what the conversion dropped.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "dump/input.h"
+
+namespace rdd18::dump {
+
+enum class InputForm {
+    Packets,  ///< 8-bit packet buffer, as the parsers read it
+    Words10,  ///< 10-bit words: hex text of words, or 16-bit little-endian values
+    V210,     ///< VANC lines, v210
+    Uyvy,     ///< VANC lines, UYVY
+    Rfc8331,  ///< one RFC 8331 RTP payload
+};
+
+/// The --input names and their forms.
+const std::map<std::string, InputForm>& inputForms();
+
+struct HostInputOptions {
+    InputForm form = InputForm::Packets;
+    std::uint32_t width = 1920;  ///< pixels per VANC line
+    bool hex = false;            ///< the content is analyser hex text
+    bool framePerLine = false;   ///< each line of hex text is a frame
+    bool flags = true;           ///< packets (and 10-bit words) stand behind flags
+    bool keepDamaged = false;    ///< keep packets with a bad parity or checksum
+};
+
+/// One frame for the parsers: its name ("file" or "file:line"), its packet buffer, whether the
+/// buffer carries flags, and one line per packet or byte range the conversion dropped.
+struct Frame {
+    std::string name;
+    std::vector<unsigned char> bytes;
+    bool flags = true;
+    std::vector<std::string> faults;
+};
+
+/// Hex text as analysers print it, split into runs of digits with their line and column: white
+/// space and commas separate runs, "0x" prefixes are dropped, "#" starts a comment, and an
+/// `xxd` line loses its offset ("00000010:") and its text column. Throws `InputError` naming
+/// `name`, line and column of a character that is no hexadecimal digit.
+struct HexRun {
+    std::size_t line, column;
+    std::string_view digits;
+};
+std::vector<HexRun> analyserHexRuns(std::string_view text, std::string_view name);
+
+/// The frames of one input whose content is in `raw.bytes` (unconverted, as read). Throws
+/// `InputError` for malformed hex text (odd digit runs as bytes, runs of more than 4 digits as
+/// words) and for a binary 10-bit word file of odd size.
+std::vector<Frame> framesOf(const Input& raw, const HostInputOptions& options);
+
+}  // namespace rdd18::dump
