@@ -2,7 +2,7 @@
 // returns: a 64-bit significand with its top bit set and a binary exponent, value =
 // significand x 2^exponent. The decimal floats are defined by exactly these values, and the
 // library's powl is not correctly rounded for every negative exponent, so the table is taken from
-// it rather than worked out. Run on x86-64 with glibc:
+// it rather than worked out. Run on x86-64 with glibc (target regenerate-decimal-powers):
 //   make-decimal-powers src/rdd18/internal/decimal_powers.h
 #include <cfloat>
 #include <cinttypes>
