@@ -1,5 +1,5 @@
-# Cross build for aarch64 Linux with Debian's cross compiler (g++-aarch64-linux-gnu); programs and tests
-# run under qemu-user (qemu-aarch64) with the target's libraries from /usr/aarch64-linux-gnu.
+# Cross build for aarch64 Linux with Debian's cross compiler (g++-aarch64-linux-gnu); programs
+# and tests run under qemu-user (qemu-aarch64) with the target's libraries from /usr/aarch64-linux-gnu.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
 set(CMAKE_C_COMPILER aarch64-linux-gnu-gcc)

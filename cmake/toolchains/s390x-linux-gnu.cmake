@@ -1,5 +1,5 @@
-# Cross build for s390x Linux with Debian's cross compiler (g++-s390x-linux-gnu); programs and tests
-# run under qemu-user (qemu-s390x) with the target's libraries from /usr/s390x-linux-gnu.
+# Cross build for s390x Linux with Debian's cross compiler (g++-s390x-linux-gnu); programs
+# and tests run under qemu-user (qemu-s390x) with the target's libraries from /usr/s390x-linux-gnu.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR s390x)
 set(CMAKE_C_COMPILER s390x-linux-gnu-gcc)
