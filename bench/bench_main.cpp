@@ -41,6 +41,10 @@ const Pairing kPairings[] = {
     {"BM_HostConvert/form:2", "BM_HostMemcpy/form:2", true, ">= 0.25"},  // v210
     {"BM_HostConvert/form:3", "BM_HostMemcpy/form:3", true, ">= 0.25"},  // uyvy
     {"BM_HostConvert/form:4", "BM_HostMemcpy/form:4", true, ">= 0.25"},  // rfc8331
+    // not a floor: the former decode through powl, which the integer decode must not lose to
+    {"BM_DecimalFloat<HalfFloatLensSerial>", "BM_DecimalFloatPowl<HalfFloatLensSerial>", false,
+     "<= 1.0"},
+    {"BM_DecimalFloat<HalfFloat>", "BM_DecimalFloatPowl<HalfFloat>", false, "<= 1.0"},
 };
 
 class RatioReporter : public benchmark::ConsoleReporter {

@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <bit>
+#include <cfloat>
+#include <cmath>
 #include <cstdint>
+#include <type_traits>
 #include <vector>
 
 #include "frame_builder.h"
@@ -114,13 +117,18 @@ struct FloatCase {
 
 const FloatCase kLensSerialCases[] = {
     {0x00, 0x01, 1.0},   {0x0F, 0xFF, 4095.0}, {0x10, 0x64, 1000.0}, {0x7F, 0xFF, 40950000000.0},
-    {0x80, 0x01, 1e-08}, {0xE0, 0x7B, 1.23},   {0xF0, 0x03, 0.3}};
+    {0x80, 0x01, 1e-08}, {0xE0, 0x7B, 1.23},   {0xF0, 0x03, 0.3},
+    // where one rounding from a wider significand gives the neighbour
+    {0x81, 0xEB, 4.9100000000000004e-06}, {0x83, 0xD6, 9.8200000000000008e-06},
+    {0x87, 0xAC, 1.9640000000000002e-05}, {0x8F, 0x58, 3.9280000000000003e-05},
+    {0xAB, 0x3D, 0.0028770000000000002}};
 const FloatCase kHalfFloatCases[] = {
     {0x00, 0x01, 1.0},   {0x80, 0x01, -1.0},      {0x03, 0xFF, 1023.0},
     {0x04, 0x0A, 100.0}, {0x20, 0x01, 1e-08},     {0x3C, 0x03, 0.3},
     {0xBC, 0x03, -0.3},  {0x40, 0x01, 1e+16},     {0x5C, 0x01, 1e+23},
     {0x60, 0x01, 1e+08}, {0x7F, 0xFF, 1.023e+18}, {0x3C, 0x00, 0.0},  // not 1.0 as in binary16
-    {0x80, 0x00, -0.0}};
+    {0x80, 0x00, -0.0},
+    {0x21, 0xEB, 4.9100000000000004e-06}, {0xA3, 0xD6, -9.8200000000000008e-06}};
 
 template <class T>
 void checkWorkedValues(const FloatCase& c) {
@@ -132,6 +140,31 @@ void checkWorkedValues(const FloatCase& c) {
 TEST(DecimalFloats, WorkedValuesAreBitExact) {
     for (const FloatCase& c : kLensSerialCases) checkWorkedValues<HalfFloatLensSerial>(c);
     for (const FloatCase& c : kHalfFloatCases) checkWorkedValues<HalfFloat>(c);
+}
+
+/// FNV-1a over the bits of the values of all 65,536 patterns in order, each fed low byte first so
+/// that byte order doesn't matter. With x87 extended precision at hand, each value is also held to
+/// the defining computation: mantissa times powl(10, e) in 64 significand bits, then to double.
+template <class T>
+std::uint64_t digestOfEveryPattern() {
+    std::uint64_t digest = 0xCBF29CE484222325u;
+    for (unsigned p = 0; p < 0x10000; ++p) {
+        const T t{{static_cast<unsigned char>(p >> 8), static_cast<unsigned char>(p)}};
+        std::uint64_t bits = std::bit_cast<std::uint64_t>(t.value());
+#if LDBL_MANT_DIG == 64
+        const long double x87 = static_cast<long double>(detail::computeMantissa(t.bits)) *
+                                powl(10.0L, detail::computeExponent(t.bits));
+        const double sign = std::is_same_v<T, HalfFloat> && (p & 0x8000) ? -1.0 : 1.0;
+        EXPECT_EQ(bits, std::bit_cast<std::uint64_t>(static_cast<double>(x87) * sign)) << p;
+#endif
+        for (int i = 0; i < 8; ++i, bits >>= 8) digest = (digest ^ (bits & 0xFF)) * 0x100000001B3u;
+    }
+    return digest;
+}
+
+TEST(DecimalFloats, EveryPatternGivesTheX87Bits) {
+    EXPECT_EQ(digestOfEveryPattern<HalfFloatLensSerial>(), 0x677F4247F79FF541u);
+    EXPECT_EQ(digestOfEveryPattern<HalfFloat>(), 0x1EA149F699C496B5u);
 }
 
 TEST(DecimalFloats, ExponentFieldWeights) {

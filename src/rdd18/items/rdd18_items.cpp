@@ -1,17 +1,14 @@
 #include "rdd18/items/rdd18_items.h"
 
-#include <cmath>
+#include <bit>
+#include <cstdint>
 #include <cstring>
-#include <limits>
 
 #include "rdd18/internal/byte_order.h"
+#include "rdd18/internal/decimal_powers.h"
 #include "rdd18/items/sony_items.h"
 #include "rdd18/items/standard_items.h"
 #include "rdd18/items/varicam_items.h"
-
-static_assert(std::numeric_limits<long double>::digits >= 64,
-              "the 16-bit decimal floats are defined by x87 extended precision arithmetic; this "
-              "target's long double has fewer than 64 significand bits and would give other values");
 
 namespace rdd18 {
 
@@ -23,9 +20,55 @@ std::int16_t Int16::value() const noexcept {
 
 std::uint32_t Uint32::value() const noexcept { return internal::loadBigEndian32(bytes); }
 
+namespace {
+
+/// A binary number significand x 2^exponent.
+struct Binary {
+    std::uint64_t significand;
+    int exponent;
+};
+
+/// Rounds the integer high:low (high < 2^32) times 2^exponent to at most `bits` significant bits
+/// (53 or 64), to nearest with ties to even: one multiply of the x87 unit at precision `bits`.
+Binary roundToBits(std::uint64_t high, std::uint64_t low, int exponent, unsigned bits) noexcept {
+    const unsigned width = high != 0 ? 128 - static_cast<unsigned>(std::countl_zero(high))
+                                     : 64 - static_cast<unsigned>(std::countl_zero(low));
+    if (width <= bits) return {low, exponent};  // exact
+    const unsigned shift = width - bits;  // 1..43 here
+    const std::uint64_t kept = (high << (64 - shift)) | (low >> shift);
+    const std::uint64_t dropped = low & ((std::uint64_t{1} << shift) - 1);
+    const std::uint64_t half = std::uint64_t{1} << (shift - 1);
+    const bool up = dropped > half || (dropped == half && (kept & 1) != 0);
+    const std::uint64_t allOnes = ~std::uint64_t{0} >> (64 - bits);
+    if (up && kept == allOnes) {  // carries out into 2^bits: one bit fewer, one binade up
+        return {std::uint64_t{1} << (bits - 1), exponent + static_cast<int>(shift) + 1};
+    }
+    return {kept + (up ? 1 : 0), exponent + static_cast<int>(shift)};
+}
+
+}  // namespace
+
+// The x87 computation, exactly: the mantissa (exact in any format) times the extended value of
+// 10^exponent, rounded to the 64-bit significand, then rounded once more to double. Two roundings
+// in a row are not one rounding to 53 bits (a product just above a tie of double can become the
+// tie itself in 64 bits and then go to even), so both are done as the hardware does them.
 double detail::decimalToDouble(unsigned short mantissa, short exponent) noexcept {
-    const long double scaled = static_cast<long double>(mantissa) * powl(10.0L, exponent);
-    return static_cast<double>(scaled);
+    if (mantissa == 0) return 0.0;
+    const internal::DecimalPower power =
+        internal::kDecimalPowers[exponent - internal::kFirstDecimalPower];
+    // mantissa x significand as the 128-bit integer high:low, from the two 32-bit halves.
+    const std::uint64_t lowProduct = (power.significand & 0xFFFFFFFFu) * mantissa;
+    const std::uint64_t highProduct = (power.significand >> 32) * mantissa + (lowProduct >> 32);
+    const std::uint64_t high = highProduct >> 32;
+    const std::uint64_t low = (highProduct << 32) | (lowProduct & 0xFFFFFFFFu);
+    const Binary extended = roundToBits(high, low, power.exponent, 64);
+    const Binary rounded = roundToBits(0, extended.significand, extended.exponent, 53);
+    // The product of a non-zero mantissa and a significand with its top bit set has at least 64
+    // bits, so `rounded` has exactly 53: top bit at bit 52. Every value lies in 1e-8..1e27, a
+    // normal double, so the exponent field is the weight of bit 52 plus the bias.
+    const auto field = static_cast<std::uint64_t>(rounded.exponent + 52 + 1023);
+    const std::uint64_t fraction = rounded.significand & ((std::uint64_t{1} << 52) - 1);
+    return std::bit_cast<double>((field << 52) | fraction);
 }
 
 std::string make_type_from_reader<std::string>::make(RDD18StreamReader& reader,

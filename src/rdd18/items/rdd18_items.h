@@ -115,9 +115,10 @@ short computeExponent(Bits bits) noexcept {
     return static_cast<short>(e - 2 * (e & 0x8));
 }
 
-/// mantissa x 10^exponent, computed in x87 extended precision with `powl` and rounded once to
-/// double. Exact for every value that is exact in 64 significand bits (3e-1 gives 0.3, 1e23
-/// gives 1e23).
+/// mantissa x 10^exponent as x87 extended precision gives it: the mantissa times the extended
+/// value of 10^exponent, rounded to 64 significand bits, then once more to double. Integer
+/// arithmetic, so the same bits on every target. Exact for every value that is exact in 64
+/// significand bits (3e-1 gives 0.3, 1e23 gives 1e23). `exponent` is in -8..23.
 double decimalToDouble(unsigned short mantissa, short exponent) noexcept;
 
 template <class Bits>

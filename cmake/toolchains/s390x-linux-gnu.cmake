@@ -1,0 +1,16 @@
+# Cross build for s390x Linux with Debian's cross compiler (g++-s390x-linux-gnu); programs
+# and tests run under qemu-user (qemu-s390x) with the target's libraries from /usr/s390x-linux-gnu.
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_SYSTEM_PROCESSOR s390x)
+set(CMAKE_C_COMPILER s390x-linux-gnu-gcc)
+set(CMAKE_CXX_COMPILER s390x-linux-gnu-g++)
+set(CMAKE_FIND_ROOT_PATH /usr/s390x-linux-gnu)
+set(CMAKE_CROSSCOMPILING_EMULATOR qemu-s390x -L /usr/s390x-linux-gnu)
+
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+# Packages come from the target's root first, then from the host: the header-only packages the
+# tool uses (CLI11, nlohmann-json) are installed once for every architecture. GoogleTest is built
+# from source for the target (VELMORA_GTEST_SOURCE_DIR), never taken from the host.
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE BOTH)
