@@ -2,7 +2,6 @@
 // packet walk and the explanation of dropped data.
 #pragma once
 
-#include <memory>
 #include <span>
 #include <string>
 #include <utility>
@@ -13,9 +12,6 @@
 #include "rdd18/platform/value.h"
 
 namespace rdd18::dump {
-
-/// The RDD 18 flavour, with the values the parser's constructor takes.
-enum class Flavour : int { Standard = 0, Varicam = 1, Sony = 2 };
 
 struct ReportOptions {
     Flavour flavour = Flavour::Standard;
@@ -42,7 +38,7 @@ class Reporter {
 
   private:
     ReportOptions options_;
-    std::unique_ptr<VLRDD18Parser> rdd18_;  // the parser can't be moved; it stays where it is made
+    VLRDD18Parser rdd18_;
     VLArriANCParser arri_;
 };
 

@@ -26,7 +26,7 @@ class ArriReader : public virtual utils::Reader {
 /// touch neither the stream id nor the sequence. A packet with a new stream id restarts the
 /// numbering, so it must carry 1. A first packet not numbered 1, or a gap, repeat or reversal of
 /// the numbering, ends the stream for good behind the last good packet; nothing is thrown.
-class ArriAncillaryDataStreamReader
+class ArriAncillaryDataStreamReader final
     : public virtual utils::AncillaryPackagedDataStreamReader<ArriReader> {
   public:
     static constexpr std::uint8_t kDid = 0x44;
