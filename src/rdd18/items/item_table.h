@@ -56,7 +56,8 @@ struct ItemTable {
         const auto it = std::lower_bound(kRanks.begin(), kRanks.end(), tagBits,
                                          [](RankRow r, std::uint32_t b) { return r.tag < b; });
         // A tag outside the table reaches no producer as registered; it goes last.
-        return (it != kRanks.end() && it->tag == tagBits ? it->place : size + 1) << 16;
+        const bool found = it != kRanks.end() && it->tag == tagBits;
+        return (found ? it->place : static_cast<std::uint32_t>(size + 1)) << 16;
     }
 
     /// This table with the rows of `Other` behind its own.
