@@ -109,7 +109,7 @@ enum class TagOrder { Ascending, Descending, Random };
 void BM_RDD18DistinctKeys(benchmark::State& state, TagOrder tagOrder) {
     constexpr std::size_t kItems = 16187;
     std::vector<unsigned> tags(kItems);
-    for (std::size_t i = 0; i < kItems; ++i) tags[i] = 0x0100u + static_cast<unsigned>(i);
+    for (std::size_t i = 0; i < kItems; ++i) tags[i] = 0x4000u + static_cast<unsigned>(i);  // below every registered tag
     if (tagOrder == TagOrder::Descending) std::reverse(tags.begin(), tags.end());
     if (tagOrder == TagOrder::Random) std::shuffle(tags.begin(), tags.end(), std::mt19937(18));
     Bytes items;
