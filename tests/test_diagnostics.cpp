@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "rdd18/diagnostics/diagnostics.h"
+#include "rdd18/version.h"
 
 namespace fs = std::filesystem;
 
@@ -45,6 +46,9 @@ TEST(VersionSymbols, ExactValues) {
     EXPECT_EQ(VelmoraRDD18VersionNumber, 1.0);
     const char expected[] = "@(#)PROGRAM:VelmoraRDD18  PROJECT:VelmoraRDD18-1\n";
     EXPECT_EQ(std::memcmp(VelmoraRDD18VersionString, expected, sizeof expected), 0);
+    // The generated macros name the same version.
+    EXPECT_EQ(VELMORA_RDD18_VERSION_MAJOR + VELMORA_RDD18_VERSION_MINOR / 10.0, 1.0);
+    EXPECT_STREQ(VELMORA_RDD18_VERSION_STRING, "1.0.0");
 }
 
 }  // namespace

@@ -46,7 +46,8 @@ Array packetWalk(std::span<const unsigned char> bytes, bool flags) {
         if (rdd18 && p.payloadSize() >= 1) d.set("sequence", Number::integer(p.payload[0]));
         if (arri && p.payloadSize() >= 3) {
             d.set("stream", Number::integer(p.payload[0]));
-            d.set("sequence", Number::integer(p.payload[1] | p.payload[2] << 8));
+            d.set("sequence",
+                  Number::integer(arri::ArriAncillaryDataStreamReader::sequenceNumber(p)));
         }
         out.emplace_back(std::move(d));
     }

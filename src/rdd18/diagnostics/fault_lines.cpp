@@ -61,11 +61,11 @@ void FaultLines::flushFlagRun() {
     flagRunStart_ = flagRunEnd_;
 }
 
-void FaultLines::packetFound(const utils::AncillaryPacket& packet) {
+void FaultLines::packetFound(std::uint8_t did, std::uint8_t sdid) {
     // A packet between bad flags ends their run, as it does in the buffer.
     flushFlagRun();
     ++packets_;
-    streamPackets_ += packet.did == did_ && packet.sdid == sdid_;
+    streamPackets_ += did == did_ && sdid == sdid_;
 }
 
 void FaultLines::flagMismatch(unsigned long offset) {

@@ -38,7 +38,7 @@ class FaultLines final : public ParseObserver {
     /// or else `lostAll` when the parse failed and the answer lost everything.
     void close(bool flags, const char* lostAll);
 
-    void packetFound(const utils::AncillaryPacket& packet) override;
+    void packetFound(std::uint8_t did, std::uint8_t sdid) override;
     void flagMismatch(unsigned long offset) override;
     void shortTail(unsigned long offset, unsigned long remaining) override;
     void packetOverrun(unsigned long offset, unsigned dataCount, unsigned long remaining) override;

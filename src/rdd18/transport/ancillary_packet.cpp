@@ -64,7 +64,6 @@ std::optional<utils::AncillaryPacket> AncillaryDataBufferReader::readNextPacket(
     packet.payload = cursor_;
     packet.checksum = cursor_[packet.size];
     cursor_ += packet.payloadSize() + kChecksumSize;
-    if (observer_) observer_->packetFound(packet);
     return packet;
 }
 
