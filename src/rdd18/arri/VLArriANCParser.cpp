@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -262,9 +263,12 @@ rdd18::ParseResult VLArriANCParser::parseDataWithFaults(std::span<const unsigned
 
 rdd18::Dictionary VLArriANCParser::parse(std::span<const unsigned char> bytes, bool flags,
                                          rdd18::FaultLines* faults) const {
-    AncillaryDataBufferReader packets(
+    AncillaryDataBufferReader walk(
         bytes.data(), bytes.size(),
         flags ? AncillaryDataBufferWithFlags : AncillaryDataBufferWithoutFlags, faults);
+    std::optional<FaultLines::CountingSource> counted;
+    if (faults) counted.emplace(walk, *faults);
+    AncillaryDataReader& packets = counted ? static_cast<AncillaryDataReader&>(*counted) : walk;
     std::vector<ArriAncBlob> blobs;
     try {
         blobs = parseAncillaryData(

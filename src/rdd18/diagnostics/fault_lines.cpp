@@ -61,13 +61,6 @@ void FaultLines::flushFlagRun() {
     flagRunStart_ = flagRunEnd_;
 }
 
-void FaultLines::packetFound(std::uint8_t did, std::uint8_t sdid) {
-    // A packet between bad flags ends their run, as it does in the buffer.
-    flushFlagRun();
-    ++packets_;
-    streamPackets_ += did == did_ && sdid == sdid_;
-}
-
 void FaultLines::flagMismatch(unsigned long offset) {
     // A run of bad flags, 3 bytes at a time, is one line, written when the run ends.
     if (offset != flagRunEnd_) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -38,7 +39,6 @@ class FaultLines final : public ParseObserver {
     /// or else `lostAll` when the parse failed and the answer lost everything.
     void close(bool flags, const char* lostAll);
 
-    void packetFound(std::uint8_t did, std::uint8_t sdid) override;
     void flagMismatch(unsigned long offset) override;
     void shortTail(unsigned long offset, unsigned long remaining) override;
     void packetOverrun(unsigned long offset, unsigned dataCount, unsigned long remaining) override;
@@ -53,6 +53,27 @@ class FaultLines final : public ParseObserver {
     void badLengthMarker(unsigned long position, unsigned char marker) override;
     void valueIncomplete(unsigned long position, unsigned long length,
                          unsigned long delivered) override;
+
+    /// A packet source that passes on the packets of `source` and counts them for `close`. Only
+    /// a parse with faults puts it between the walk and the stream; a plain parse pays nothing.
+    class CountingSource final : public AncillaryDataReader {
+      public:
+        CountingSource(AncillaryDataReader& source, FaultLines& faults) noexcept
+            : source_(source), faults_(faults) {}
+        std::optional<utils::AncillaryPacket> readNextPacket() override {
+            std::optional<utils::AncillaryPacket> packet = source_.readNextPacket();
+            if (packet) {
+                ++faults_.packets_;
+                faults_.streamPackets_ += packet->did == faults_.did_ && packet->sdid == faults_.sdid_;
+            }
+            return packet;
+        }
+        bool hasNextPacket() override { return source_.hasNextPacket(); }
+
+      private:
+        AncillaryDataReader& source_;
+        FaultLines& faults_;
+    };
 
   private:
     void flushFlagRun();

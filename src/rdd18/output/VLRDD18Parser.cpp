@@ -90,9 +90,10 @@ rdd18::ParseResult VLRDD18Parser::parseDataWithFaults(std::span<const unsigned c
                                                       bool flags) const {
     FaultLines faults(bytes.data(), "RDD 18", RDD18AncillaryDataStreamReader::kDid,
                       RDD18AncillaryDataStreamReader::kSdid);
-    AncillaryDataBufferReader packets(
+    AncillaryDataBufferReader walk(
         bytes.data(), bytes.size(),
         flags ? AncillaryDataBufferWithFlags : AncillaryDataBufferWithoutFlags, &faults);
+    FaultLines::CountingSource packets(walk, faults);
     RDD18AncillaryDataStreamReader stream(packets);
     stream.setObserver(&faults);
     Dictionary answer = _builder(*_factory, stream, &faults);

@@ -28,9 +28,6 @@ class ParseObserver {
   public:
     virtual ~ParseObserver() = default;
 
-    /// Stream: the packet walk under it found a packet with these DID and SDID (whether or not
-    /// the stream takes it).
-    virtual void packetFound(std::uint8_t /*did*/, std::uint8_t /*sdid*/) {}
     /// Packet walk: the 3 bytes at `offset` are no ancillary data flag; the walk resumes 3 bytes
     /// on.
     virtual void flagMismatch(unsigned long /*offset*/) {}

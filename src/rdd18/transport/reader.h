@@ -141,18 +141,10 @@ public:
     bool readNextMatchingPacket() {
         while (valid_ && source_.hasNextPacket()) {
             const std::optional<AncillaryPacket> packet = source_.readNextPacket();
-            if (!packet) continue;
-            if (observer_) observer_->packetFound(packet->did, packet->sdid);
-            if (!doesAcceptPacket(*packet)) continue;
+            if (!packet || !doesAcceptPacket(*packet)) continue;
             const std::int64_t offset = readHeaderOfPacket(*packet);
             if (offset < 0) continue;
-            // Field by field: the packet was just written byte by byte by the packet walk, and a
-            // wide copy of it would wait for those stores on every packet.
-            currentPacket_.did = packet->did;
-            currentPacket_.sdid = packet->sdid;
-            currentPacket_.size = packet->size;
-            currentPacket_.payload = packet->payload;
-            currentPacket_.checksum = packet->checksum;
+            currentPacket_ = *packet;
             packetOffset_ = static_cast<std::uint64_t>(offset);
             if (currentPacket_.payloadSize() > packetOffset_) return true;
         }
