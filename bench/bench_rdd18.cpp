@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <random>
+#include <vector>
 
 #include "bench_support.h"
 #include "rdd18/items/item_factory.h"
@@ -99,16 +101,42 @@ BENCHMARK_CAPTURE(BM_RDD18Answer, standard, kStandard);
 BENCHMARK_CAPTURE(BM_RDD18Answer, varicam, kVaricam);
 BENCHMARK_CAPTURE(BM_RDD18Answer, sony, kSony);
 
-// The same with the keys set in stream order: what the order of insertion costs the value model.
-void BM_RDD18AnswerStreamOrder(benchmark::State& state, int flavour) {
-    answer(state, typicalItems(flavour));
-}
-BENCHMARK_CAPTURE(BM_RDD18AnswerStreamOrder, standard, kStandard);
-BENCHMARK_CAPTURE(BM_RDD18AnswerStreamOrder, varicam, kVaricam);
-BENCHMARK_CAPTURE(BM_RDD18AnswerStreamOrder, sony, kSony);
+// The largest frame of distinct keys: 16,187 items of unregistered tags with empty payloads (one
+// pack of 64,768 stream bytes), in ascending, descending and random tag order. The cost per item
+// must not depend on the order nor grow with the number of items.
+enum class TagOrder { Ascending, Descending, Random };
 
-// What a parser costs to make: the flavour's factory is built here, once per parser, and never
-// per frame.
+void BM_RDD18DistinctKeys(benchmark::State& state, TagOrder tagOrder) {
+    constexpr std::size_t kItems = 16187;
+    std::vector<unsigned> tags(kItems);
+    for (std::size_t i = 0; i < kItems; ++i) tags[i] = 0x4000u + static_cast<unsigned>(i);  // below every registered tag
+    if (tagOrder == TagOrder::Descending) std::reverse(tags.begin(), tags.end());
+    if (tagOrder == TagOrder::Random) std::shuffle(tags.begin(), tags.end(), std::mt19937(18));
+    Bytes items;
+    for (const unsigned t : tags) {
+        const Bytes item = rdd18::testsupport::rdd18Item(static_cast<unsigned char>(t >> 8),
+                                                         static_cast<unsigned char>(t), {});
+        items.insert(items.end(), item.begin(), item.end());
+    }
+    const Bytes frame =
+        rdd18::testsupport::FrameBuilder().rdd18Stream(rdd18::testsupport::rdd18Pack(items)).bytes();
+    const VLRDD18Parser parser(kStandard);
+    if (parser.parseData(frame).size() != kItems) {
+        state.SkipWithError("the frame must give one entry per item");
+        return;
+    }
+    for (auto _ : state) {
+        Dictionary answer = parser.parseData(frame);
+        benchmark::DoNotOptimize(answer);
+    }
+    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * kItems));
+}
+BENCHMARK_CAPTURE(BM_RDD18DistinctKeys, ascending, TagOrder::Ascending);
+BENCHMARK_CAPTURE(BM_RDD18DistinctKeys, descending, TagOrder::Descending);
+BENCHMARK_CAPTURE(BM_RDD18DistinctKeys, random, TagOrder::Random);
+
+// What a parser costs to make: the flavour's factory is built once per program and shared, so
+// making a parser allocates nothing.
 void BM_RDD18ParserCreate(benchmark::State& state, int flavour) {
     AllocationTally allocations;
     for (auto _ : state) {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "rdd18/diagnostics/diagnostics.h"
+#include "rdd18/version.h"
 
 namespace fs = std::filesystem;
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "frame_builder.h"
-#include "rdd18/diagnostics/explain.h"
+#include "rdd18/explain/explain.h"
 
 using namespace rdd18;
 using namespace rdd18::testsupport;

@@ -7,7 +7,7 @@
 #include <functional>
 #include <iterator>
 
-#include "rdd18/diagnostics/parse_observer.h"
+#include "rdd18/transport/parse_observer.h"
 #include "rdd18/host/parse.h"
 #include "rdd18/host/rfc8331.h"
 #include "rdd18/host/vanc.h"

@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <sstream>
 
-#include "rdd18/diagnostics/parse_observer.h"
+#include "rdd18/transport/parse_observer.h"
 #include "rdd18/host/packet.h"
 #include "rdd18/host/rfc8331.h"
 #include "rdd18/host/vanc.h"

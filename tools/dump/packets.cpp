@@ -2,14 +2,13 @@
 
 #include <cstdio>
 
+#include "rdd18/arri/arri_stream_reader.h"
 #include "rdd18/transport/ancillary_packet.h"
+#include "rdd18/transport/rdd18_stream_reader.h"
 
 namespace rdd18::dump {
 
 namespace {
-
-constexpr std::uint8_t kRdd18Did = 0x43, kRdd18Sdid = 0x05;
-constexpr std::uint8_t kArriDid = 0x44, kArriSdid = 0x04;
 
 Value byteText(std::uint8_t b) {
     char buf[8];
@@ -32,11 +31,12 @@ Array packetWalk(std::span<const unsigned char> bytes, bool flags) {
     Array out;
     out.reserve(packets.size());
     for (const auto& p : packets) {
-        const bool rdd18 = p.did == kRdd18Did && p.sdid == kRdd18Sdid;
-        const bool arri = p.did == kArriDid && p.sdid == kArriSdid;
+        const bool rdd18 = p.did == RDD18AncillaryDataStreamReader::kDid &&
+                           p.sdid == RDD18AncillaryDataStreamReader::kSdid;
+        const bool arri = p.did == arri::ArriAncillaryDataStreamReader::kDid &&
+                          p.sdid == arri::ArriAncillaryDataStreamReader::kSdid;
         Dictionary d;
-        // The DID, SDID and DC bytes stand right in front of the payload.
-        d.set("offset", Number::integer(p.payload - bytes.data() - 3));
+        d.set("offset", Number::integer(packetOffset(p, bytes.data())));
         d.set("did", byteText(p.did));
         d.set("sdid", byteText(p.sdid));
         d.set("dc", Number::integer(p.size));
@@ -46,7 +46,8 @@ Array packetWalk(std::span<const unsigned char> bytes, bool flags) {
         if (rdd18 && p.payloadSize() >= 1) d.set("sequence", Number::integer(p.payload[0]));
         if (arri && p.payloadSize() >= 3) {
             d.set("stream", Number::integer(p.payload[0]));
-            d.set("sequence", Number::integer(p.payload[1] | p.payload[2] << 8));
+            d.set("sequence",
+                  Number::integer(arri::ArriAncillaryDataStreamReader::sequenceNumber(p)));
         }
         out.emplace_back(std::move(d));
     }

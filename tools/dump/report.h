@@ -17,9 +17,6 @@
 
 namespace rdd18::dump {
 
-/// The RDD 18 flavour, with the values the parser's constructor takes.
-enum class Flavour : int { Standard = 0, Varicam = 1, Sony = 2 };
-
 struct ReportOptions {
     Flavour flavour = Flavour::Standard;
     bool flags = true;     ///< packets carry the 3-byte ancillary data flag
@@ -48,7 +45,7 @@ class Reporter {
 
   private:
     ReportOptions options_;
-    std::unique_ptr<VLRDD18Parser> rdd18_;  // the parser can't be moved; it stays where it is made
+    VLRDD18Parser rdd18_;
     VLArriANCParser arri_;
 };
 

@@ -4,12 +4,14 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "rdd18/arri/arri_ancillary_parser.h"
 #include "rdd18/arri/arri_blob.h"
-#include "rdd18/items/rdd18_items.h"
+#include "rdd18/arri/arri_stream_reader.h"
 #include "rdd18/transport/ancillary_packet.h"
 
 namespace {
@@ -18,210 +20,226 @@ using namespace rdd18;
 using namespace rdd18::arri;
 namespace fh = rdd18::arri::file_header;
 
-// --- Rows of the fields that go out as they are, or by one common rule -------------------------
-
-struct U32Row {
-    const char* key;
-    fh::U32 field;
-};
-struct F32Row {
-    const char* key;
-    fh::F32 field;
-};
-struct TextRow {
-    const char* key;
-    fh::TextField field;
-};
+// --- Conversions -------------------------------------------------------------------------------
 
 /// Unsigned 32-bit numbers, as stored.
-constexpr U32Row kUnsignedIntFields[] = {
-    {"rawImageWidth", fh::kRawImageWidth},
-    {"rawImageHeight", fh::kRawImageHeight},
-    {"activeImageLeft", fh::kActiveImageLeft},
-    {"activeImageTop", fh::kActiveImageTop},
-    {"activeImageWidth", fh::kActiveImageWidth},
-    {"activeImageHeight", fh::kActiveImageHeight},
-    {"whiteBalance", fh::kWhiteBalance},
-    {"wbAppliedInCamera", fh::kWbAppliedInCamera},
-    {"ASA", fh::kAsa},
-    {"blackLevel", fh::kBlackLevel},
-    {"whiteLevel", fh::kWhiteLevel},
-    {"flip", fh::kFlip},
-    {"cameraInfoMainVoltage", fh::kCameraInfoMainVoltage},
-    {"cameraInfoOnBoardVoltage", fh::kCameraInfoOnBoardVoltage},
-};
+template <fh::U32 F>
+Value unsignedInt(const ArriFileHeader& h) {
+    return Number::unsignedInt(h.load(F));
+}
 
 /// Single-precision floats, as stored, NaN and infinity included.
-constexpr F32Row kFloatFields[] = {
-    {"greenTintFactor", fh::kGreenTintFactor},
-    {"whiteBalanceFactorR", fh::kWhiteBalanceFactorR},
-    {"whiteBalanceFactorG", fh::kWhiteBalanceFactorG},
-    {"whiteBalanceFactorB", fh::kWhiteBalanceFactorB},
-    {"pixelAspectRatio", fh::kPixelAspectRatio},
-    {"cdlSlopeR", fh::kCdlSlopeR},
-    {"cdlSlopeG", fh::kCdlSlopeG},
-    {"cdlSlopeB", fh::kCdlSlopeB},
-    {"cdlOffsetR", fh::kCdlOffsetR},
-    {"cdlOffsetG", fh::kCdlOffsetG},
-    {"cdlOffsetB", fh::kCdlOffsetB},
-    {"cdlPowerR", fh::kCdlPowerR},
-    {"cdlPowerG", fh::kCdlPowerG},
-    {"cdlPowerB", fh::kCdlPowerB},
-};
+template <fh::F32 F>
+Value asStored(const ArriFileHeader& h) {
+    return Number::floatNumber(h.load(F));
+}
 
-/// Unsigned thousandths, out as single-precision floats.
-constexpr U32Row kThousandthsFields[] = {
-    {"shutterAngle", fh::kShutterAngle},
-    {"sensorFps", fh::kSensorFps},
-    {"projectFps", fh::kProjectFps},
-};
-
-/// Text fields that are always present (the lens model is one of the lens keys).
-constexpr TextRow kTextFields[] = {
-    {"lookFile", fh::kLookFile},
-    {"cameraModel", fh::kCameraModel},
-    {"recorderType", fh::kRecorderType},
-    {"supName", fh::kSupName},
-    {"reelName", fh::kReelName},
-    {"sceneName", fh::kSceneName},
-    {"takeName", fh::kTakeName},
-    {"director", fh::kDirector},
-    {"DoP", fh::kDoP},
-    {"production", fh::kProduction},
-    {"company", fh::kCompany},
-    {"clipNotes", fh::kClipNotes},
-    {"clipName", fh::kClipName},
-};
-
-/// VFX values, each present unless its word is the absent sentinel. Written in this order.
-constexpr U32Row kVfxFields[] = {
-    {"vfxInfoPan", fh::kVfxPan},
-    {"vfxInfoTilt", fh::kVfxTilt},
-    {"vfxInfoRoll", fh::kVfxRoll},
-};
-
-// --- Conversions -------------------------------------------------------------------------------
+/// Unsigned thousandths to a float, divided in single precision with no double step.
+template <fh::U32 F>
+Value thousandths(const ArriFileHeader& h) {
+    return Number::floatNumber(static_cast<float>(h.load(F)) / 1000.0f);
+}
 
 /// The text rule: unset (empty) when the first byte is the sentinel, else up to the first NUL or
 /// the field's width. 8-bit characters are Latin-1.
-std::string text(const ArriFileHeader& header, fh::TextField field) {
-    const unsigned char* first = header.bytes + field.offset;
-    if (*first == fh::kUnsetText) return {};
-    const unsigned char* end = std::find(first, first + field.width, 0);
+template <fh::TextField F>
+Value text(const ArriFileHeader& h) {
+    const unsigned char* first = h.bytes + F.offset;
+    if (*first == fh::kUnsetText) return std::string();
+    const unsigned char* end = std::find(first, first + F.width, 0);
     return stringFromLatin1(reinterpret_cast<const char*>(first),
                             static_cast<std::size_t>(end - first));
 }
 
-/// Thousandths to a float, divided in single precision with no double step.
-float fromThousandths(std::uint32_t v) {
-    return static_cast<float>(v) / 1000.0f;
+Value colorMatrix(const ArriFileHeader& h) {
+    Array matrix;
+    matrix.reserve(fh::kColorMatrix.count);
+    for (std::size_t i = 0; i < fh::kColorMatrix.count; ++i)
+        matrix.emplace_back(Number::floatNumber(h.load(fh::kColorMatrix, i)));
+    return matrix;
 }
 
-/// Two BCD digits of one byte: 10 x high nibble + low nibble; nibbles above 9 are taken as they
-/// are (0xFF gives 165).
-std::int32_t fromBcd(std::uint32_t byte) {
-    return static_cast<std::int32_t>(10 * ((byte >> 4) & 0xF) + (byte & 0xF));
+Value firmwareVersion(const ArriFileHeader& h) {
+    return std::to_string(h.load(fh::kFirmwareVersion));
+}
+
+Value serialNumber(const ArriFileHeader& h) {
+    return std::to_string(static_cast<std::int32_t>(h.load(fh::kSerialNumber)));
 }
 
 /// The four camera ID characters, from the most significant byte of the word to the least. Each
 /// byte is one Latin-1 character, a NUL included.
-std::string cameraId(std::uint32_t word) {
+Value cameraId(const ArriFileHeader& h) {
+    const std::uint32_t word = h.load(fh::kCameraId);
     const char chars[4] = {static_cast<char>(word >> 24), static_cast<char>(word >> 16),
                            static_cast<char>(word >> 8), static_cast<char>(word)};
     return stringFromLatin1(chars, sizeof chars);
 }
 
+/// Two BCD digits of the timecode byte at `Shift`: 10 x high nibble + low nibble; nibbles above
+/// 9 are taken as they are (0xFF gives 165).
+template <unsigned Shift>
+Value timecodeDigits(const ArriFileHeader& h) {
+    const std::uint32_t byte = h.load(fh::kTimecode) >> Shift;
+    return Number::intNumber(static_cast<std::int32_t>(10 * ((byte >> 4) & 0xF) + (byte & 0xF)));
+}
+
+Value dropFrame(const ArriFileHeader& h) {
+    return Number::boolean((h.load(fh::kTimecodeFlags) & fh::kDropFrameBit) != 0);
+}
+
+Value ndFilter(const ArriFileHeader& h) {
+    Dictionary d;
+    d.reserve(2);
+    d.set("density",
+          Number::doubleNumber(static_cast<double>(h.load(fh::kNdFilterDensity)) / 1000.0));
+    d.set("type", Number::unsignedShort(h.load(fh::kNdFilterType)));
+    return d;
+}
+
 /// Focus distance in metres. From thousandths of an inch: x 2.54, / 1000, / 100 in double
 /// precision in this order; otherwise / 1000 in double precision. Rounded once to float.
-float focusDistance(std::uint32_t v, std::uint32_t unit) {
-    if (v == fh::kInfiniteFocusDistance) return std::numeric_limits<float>::infinity();
-    if (unit == fh::kFocusInThousandthsOfInch) {
+Value focusDistance(const ArriFileHeader& h) {
+    const std::uint32_t v = h.load(fh::kFocusDistance);
+    if (v == fh::kInfiniteFocusDistance) {
+        return Number::floatNumber(std::numeric_limits<float>::infinity());
+    }
+    if (h.load(fh::kFocusDistanceUnit) == fh::kFocusInThousandthsOfInch) {
         double metres = static_cast<double>(v) * 2.54;
         metres = metres / 1000.0;
         metres = metres / 100.0;
-        return static_cast<float>(metres);
+        return Number::floatNumber(static_cast<float>(metres));
     }
-    return static_cast<float>(static_cast<double>(v) / 1000.0);
+    return Number::floatNumber(static_cast<float>(static_cast<double>(v) / 1000.0));
+}
+
+Value focalLength(const ArriFileHeader& h) {
+    const double millimetres = static_cast<double>(h.load(fh::kFocalLength)) / 1000.0;
+    return Number::doubleNumber(millimetres / 1000.0);
 }
 
 /// T-stops by stop index. Index 3 is 2.2.
 constexpr double kTStops[] = {0.7, 1.0, 1.4, 2.2, 2.8, 4.0, 5.6, 8.0, 11.0, 16.0, 22.0};
 
-double apertureTStop(std::uint32_t iris) {
-    const std::uint32_t index = iris / 1000;
-    if (index >= std::size(kTStops)) return std::numeric_limits<double>::quiet_NaN();
-    return kTStops[index];
+Value apertureTStop(const ArriFileHeader& h) {
+    const std::uint32_t index = h.load(fh::kIris) / 1000;
+    if (index >= std::size(kTStops)) {
+        return Number::doubleNumber(std::numeric_limits<double>::quiet_NaN());
+    }
+    return Number::doubleNumber(kTStops[index]);
 }
 
 /// The remainder below 1000 in hundreds, rounded half away from zero: 0 to 10.
-std::uint64_t apertureSecondValue(std::uint32_t iris) {
-    return static_cast<std::uint64_t>(std::round(static_cast<double>(iris % 1000) / 100.0));
+Value apertureSecondValue(const ArriFileHeader& h) {
+    const std::uint32_t iris = h.load(fh::kIris);
+    return Number::unsignedLong(
+        static_cast<std::uint64_t>(std::round(static_cast<double>(iris % 1000) / 100.0)));
 }
 
 /// The low 16 bits as a signed number of tenths.
-double vfxValue(std::uint32_t word) {
-    return static_cast<double>(static_cast<std::int16_t>(word & 0xFFFF)) / 10.0;
+template <fh::U32 F>
+Value vfx(const ArriFileHeader& h) {
+    const std::uint32_t word = h.load(F);
+    return Number::doubleNumber(static_cast<double>(static_cast<std::int16_t>(word & 0xFFFF)) /
+                                10.0);
 }
 
+// --- The answer's rows, in the order of their keys ----------------------------------------------
+
+/// Whether a record gives the row's key; null for the keys every record gives.
+using Presence = bool (*)(const ArriFileHeader&);
+
+/// Lens keys: only with lens data (focus distance not 0 and iris word not 0xFFFFFFFF).
 bool hasLensData(const ArriFileHeader& header) {
     return header.load(fh::kFocusDistance) != fh::kNoFocusDistance &&
            header.load(fh::kIris) != fh::kNoIris;
 }
 
-/// The 54 entries that every record gives.
-Dictionary alwaysPresentEntries(const ArriFileHeader& header) {
-    Dictionary d;
-    d.reserve(62);
-    for (const U32Row& row : kUnsignedIntFields)
-        d.set(row.key, Number::unsignedInt(header.load(row.field)));
-    for (const F32Row& row : kFloatFields)
-        d.set(row.key, Number::floatNumber(header.load(row.field)));
-    for (const U32Row& row : kThousandthsFields)
-        d.set(row.key, Number::floatNumber(fromThousandths(header.load(row.field))));
-    for (const TextRow& row : kTextFields) d.set(row.key, text(header, row.field));
-
-    Array matrix;
-    matrix.reserve(fh::kColorMatrix.count);
-    for (std::size_t i = 0; i < fh::kColorMatrix.count; ++i)
-        matrix.emplace_back(Number::floatNumber(header.load(fh::kColorMatrix, i)));
-    d.set("colorMatrix", std::move(matrix));
-
-    d.set("firmwareVersion", std::to_string(header.load(fh::kFirmwareVersion)));
-    d.set("serialNumber",
-          std::to_string(static_cast<std::int32_t>(header.load(fh::kSerialNumber))));
-    d.set("cameraID", cameraId(header.load(fh::kCameraId)));
-
-    const std::uint32_t timecode = header.load(fh::kTimecode);
-    d.set("tcHours", Number::intNumber(fromBcd(timecode >> 24)));
-    d.set("tcMinutes", Number::intNumber(fromBcd(timecode >> 16)));
-    d.set("tcSeconds", Number::intNumber(fromBcd(timecode >> 8)));
-    d.set("tcFrames", Number::intNumber(fromBcd(timecode)));
-    d.set("tcDropFrame",
-          Number::boolean((header.load(fh::kTimecodeFlags) & fh::kDropFrameBit) != 0));
-
-    d.set("NDFilter",
-          Dictionary{
-              {"type", Number::unsignedShort(header.load(fh::kNdFilterType))},
-              {"density", Number::doubleNumber(
-                              static_cast<double>(header.load(fh::kNdFilterDensity)) / 1000.0)},
-          });
-    return d;
+/// A VFX key: unless its own word is the absent sentinel.
+template <fh::U32 F>
+bool vfxPresent(const ArriFileHeader& h) {
+    return h.load(F) != fh::kAbsentVfx;
 }
 
-/// The five lens entries, for a record with lens data.
-Dictionary lensEntries(const ArriFileHeader& header) {
-    const std::uint32_t iris = header.load(fh::kIris);
-    const double focalLength = static_cast<double>(header.load(fh::kFocalLength)) / 1000.0;
-    return Dictionary{
-        {"lensDataFocusDistance",
-         Number::floatNumber(
-             focusDistance(header.load(fh::kFocusDistance), header.load(fh::kFocusDistanceUnit)))},
-        {"lensDataFocalLength", Number::doubleNumber(focalLength / 1000.0)},
-        {"lensDataApertureTstop", Number::doubleNumber(apertureTStop(iris))},
-        {"lensDataApertureSecondValue", Number::unsignedLong(apertureSecondValue(iris))},
-        {"lensModel", text(header, fh::kLensModel)},
-    };
+struct Row {
+    std::string_view key;
+    Presence present;
+    Value (*make)(const ArriFileHeader&);
+};
+
+// One row per key the record can give, sorted by key bytes, so that the answer is written by
+// appending (see the static_assert below).
+constexpr Row kRows[] = {
+    {"ASA", nullptr, &unsignedInt<fh::kAsa>},
+    {"DoP", nullptr, &text<fh::kDoP>},
+    {"NDFilter", nullptr, &ndFilter},
+    {"activeImageHeight", nullptr, &unsignedInt<fh::kActiveImageHeight>},
+    {"activeImageLeft", nullptr, &unsignedInt<fh::kActiveImageLeft>},
+    {"activeImageTop", nullptr, &unsignedInt<fh::kActiveImageTop>},
+    {"activeImageWidth", nullptr, &unsignedInt<fh::kActiveImageWidth>},
+    {"blackLevel", nullptr, &unsignedInt<fh::kBlackLevel>},
+    {"cameraID", nullptr, &cameraId},
+    {"cameraInfoMainVoltage", nullptr, &unsignedInt<fh::kCameraInfoMainVoltage>},
+    {"cameraInfoOnBoardVoltage", nullptr, &unsignedInt<fh::kCameraInfoOnBoardVoltage>},
+    {"cameraModel", nullptr, &text<fh::kCameraModel>},
+    {"cdlOffsetB", nullptr, &asStored<fh::kCdlOffsetB>},
+    {"cdlOffsetG", nullptr, &asStored<fh::kCdlOffsetG>},
+    {"cdlOffsetR", nullptr, &asStored<fh::kCdlOffsetR>},
+    {"cdlPowerB", nullptr, &asStored<fh::kCdlPowerB>},
+    {"cdlPowerG", nullptr, &asStored<fh::kCdlPowerG>},
+    {"cdlPowerR", nullptr, &asStored<fh::kCdlPowerR>},
+    {"cdlSlopeB", nullptr, &asStored<fh::kCdlSlopeB>},
+    {"cdlSlopeG", nullptr, &asStored<fh::kCdlSlopeG>},
+    {"cdlSlopeR", nullptr, &asStored<fh::kCdlSlopeR>},
+    {"clipName", nullptr, &text<fh::kClipName>},
+    {"clipNotes", nullptr, &text<fh::kClipNotes>},
+    {"colorMatrix", nullptr, &colorMatrix},
+    {"company", nullptr, &text<fh::kCompany>},
+    {"director", nullptr, &text<fh::kDirector>},
+    {"firmwareVersion", nullptr, &firmwareVersion},
+    {"flip", nullptr, &unsignedInt<fh::kFlip>},
+    {"greenTintFactor", nullptr, &asStored<fh::kGreenTintFactor>},
+    {"lensDataApertureSecondValue", &hasLensData, &apertureSecondValue},
+    {"lensDataApertureTstop", &hasLensData, &apertureTStop},
+    {"lensDataFocalLength", &hasLensData, &focalLength},
+    {"lensDataFocusDistance", &hasLensData, &focusDistance},
+    {"lensModel", &hasLensData, &text<fh::kLensModel>},
+    {"lookFile", nullptr, &text<fh::kLookFile>},
+    {"pixelAspectRatio", nullptr, &asStored<fh::kPixelAspectRatio>},
+    {"production", nullptr, &text<fh::kProduction>},
+    {"projectFps", nullptr, &thousandths<fh::kProjectFps>},
+    {"rawImageHeight", nullptr, &unsignedInt<fh::kRawImageHeight>},
+    {"rawImageWidth", nullptr, &unsignedInt<fh::kRawImageWidth>},
+    {"recorderType", nullptr, &text<fh::kRecorderType>},
+    {"reelName", nullptr, &text<fh::kReelName>},
+    {"sceneName", nullptr, &text<fh::kSceneName>},
+    {"sensorFps", nullptr, &thousandths<fh::kSensorFps>},
+    {"serialNumber", nullptr, &serialNumber},
+    {"shutterAngle", nullptr, &thousandths<fh::kShutterAngle>},
+    {"supName", nullptr, &text<fh::kSupName>},
+    {"takeName", nullptr, &text<fh::kTakeName>},
+    {"tcDropFrame", nullptr, &dropFrame},
+    {"tcFrames", nullptr, &timecodeDigits<0>},
+    {"tcHours", nullptr, &timecodeDigits<24>},
+    {"tcMinutes", nullptr, &timecodeDigits<16>},
+    {"tcSeconds", nullptr, &timecodeDigits<8>},
+    {"vfxInfoPan", &vfxPresent<fh::kVfxPan>, &vfx<fh::kVfxPan>},
+    {"vfxInfoRoll", &vfxPresent<fh::kVfxRoll>, &vfx<fh::kVfxRoll>},
+    {"vfxInfoTilt", &vfxPresent<fh::kVfxTilt>, &vfx<fh::kVfxTilt>},
+    {"wbAppliedInCamera", nullptr, &unsignedInt<fh::kWbAppliedInCamera>},
+    {"whiteBalance", nullptr, &unsignedInt<fh::kWhiteBalance>},
+    {"whiteBalanceFactorB", nullptr, &asStored<fh::kWhiteBalanceFactorB>},
+    {"whiteBalanceFactorG", nullptr, &asStored<fh::kWhiteBalanceFactorG>},
+    {"whiteBalanceFactorR", nullptr, &asStored<fh::kWhiteBalanceFactorR>},
+    {"whiteLevel", nullptr, &unsignedInt<fh::kWhiteLevel>},
+};
+
+constexpr bool sortedByKey() {
+    for (std::size_t i = 1; i < std::size(kRows); ++i)
+        if (!(kRows[i - 1].key < kRows[i].key)) return false;
+    return true;
 }
+static_assert(sortedByKey(), "the answer's rows must stand in ascending key order");
 
 }  // namespace
 
@@ -231,34 +249,68 @@ rdd18::Dictionary VLArriANCParser::parseData(std::span<const unsigned char> byte
 
 rdd18::Dictionary VLArriANCParser::parseData(std::span<const unsigned char> bytes,
                                              bool flags) const {
-    AncillaryDataBufferReader packets(
+    return parse(bytes, flags, nullptr);
+}
+
+rdd18::ParseResult VLArriANCParser::parseDataWithFaults(std::span<const unsigned char> bytes,
+                                                        bool flags) const {
+    FaultLines faults(bytes.data(), "ARRI", ArriAncillaryDataStreamReader::kDid,
+                      ArriAncillaryDataStreamReader::kSdid);
+    Dictionary answer = parse(bytes, flags, &faults);
+    faults.close(flags, "ARRI: the parse failed, so the answer is empty");
+    return {std::move(answer), faults.take()};
+}
+
+rdd18::Dictionary VLArriANCParser::parse(std::span<const unsigned char> bytes, bool flags,
+                                         rdd18::FaultLines* faults) const {
+    AncillaryDataBufferReader walk(
         bytes.data(), bytes.size(),
-        flags ? AncillaryDataBufferWithFlags : AncillaryDataBufferWithoutFlags);
-    return parseData(packets);
+        flags ? AncillaryDataBufferWithFlags : AncillaryDataBufferWithoutFlags, faults);
+    std::optional<FaultLines::CountingSource> counted;
+    if (faults) counted.emplace(walk, *faults);
+    return parse(counted ? static_cast<AncillaryDataReader&>(*counted) : walk, faults);
 }
 
 rdd18::Dictionary VLArriANCParser::parseData(rdd18::AncillaryDataReader& packets) const {
+    return parse(packets, nullptr);
+}
+
+rdd18::Dictionary VLArriANCParser::parse(rdd18::AncillaryDataReader& packets,
+                                         rdd18::FaultLines* faults) const {
+    std::vector<ArriAncBlob> blobs;
     try {
-        const std::vector<ArriAncBlob> blobs = parseAncillaryData(
-            packets, [](const ArriAncKey& key) { return key == ArriAncMetadataKey; });
-        // Only the first metadata item counts, and only when it holds a whole record.
-        if (blobs.empty() || blobs.front().size() < ArriFileHeader::kSize) return {};
-        // The blob's buffer is a byte array, so a record may be read in place.
-        return translateFileHeaderToDictionary(
-            reinterpret_cast<const ArriFileHeader*>(blobs.front().data()));
+        blobs = parseAncillaryData(
+            packets, [](const ArriAncKey& key) { return key == ArriAncMetadataKey; }, faults);
     } catch (const ParsingError&) {
         return {};
     }
+    // Only the first metadata item counts, and only when it holds a whole record.
+    if (blobs.empty()) {
+        if (faults) faults->addIfStreamFound("ARRI: no complete item under the metadata key");
+        return {};
+    }
+    if (blobs.front().size() < ArriFileHeader::kSize) {
+        if (faults) {
+            faults->addIfStreamFound("ARRI: the first metadata item has " +
+                             std::to_string(blobs.front().size()) + " bytes, needs " +
+                             std::to_string(ArriFileHeader::kSize));
+        }
+        return {};
+    }
+    // The blob's buffer is a byte array, so a record may be read in place.
+    return translateFileHeaderToDictionary(
+        reinterpret_cast<const ArriFileHeader*>(blobs.front().data()));
 }
 
 rdd18::Dictionary VLArriANCParser::translateFileHeaderToDictionary(
     const rdd18::arri::ArriFileHeader* header) const {
     if (header == nullptr) return {};
-    Dictionary result = alwaysPresentEntries(*header);
-    if (hasLensData(*header)) result.addEntries(lensEntries(*header));
-    for (const U32Row& row : kVfxFields) {
-        const std::uint32_t word = header->load(row.field);
-        if (word != fh::kAbsentVfx) result.set(row.key, Number::doubleNumber(vfxValue(word)));
+    Dictionary result;
+    result.reserve(std::size(kRows));
+    for (const Row& row : kRows) {
+        if (row.present == nullptr || row.present(*header)) {
+            result.set(std::string(row.key), row.make(*header));
+        }
     }
     return result;
 }

@@ -4,6 +4,7 @@
 #include <span>
 
 #include "rdd18/arri/arri_file_header.h"
+#include "rdd18/diagnostics/fault_lines.h"
 #include "rdd18/transport/ancillary_packet.h"
 #include "rdd18/platform/value.h"
 
@@ -31,6 +32,11 @@ class VLArriANCParser {
     /// Parses the packets that `packets` hands out (for example a packet list through
     /// `rdd18::host::PacketListReader`), as the packets of a buffer are parsed.
     rdd18::Dictionary parseData(rdd18::AncillaryDataReader& packets) const;
+    /// `parseData`, and the faults of the same pass: every place the wire rules dropped data, one
+    /// line each with its numbers, and a closing line when the frame holds no ARRI packet, no
+    /// whole record, or the parse lost the answer. The answer is the one `parseData` gives.
+    rdd18::ParseResult parseDataWithFaults(std::span<const unsigned char> bytes,
+                                           bool flags = true) const;
 
     /// Translates a file header record into a dictionary; `header` must point to 4096 readable
     /// bytes (a null pointer gives an empty dictionary). Every bit pattern is accepted.
@@ -68,4 +74,14 @@ class VLArriANCParser {
     /// byte among them stays in the string as the character U+0000 and does not end it.
     rdd18::Dictionary translateFileHeaderToDictionary(
         const rdd18::arri::ArriFileHeader* header) const;
+
+  private:
+    rdd18::Dictionary parse(std::span<const unsigned char> bytes, bool flags,
+                            rdd18::FaultLines* faults) const;
+    rdd18::Dictionary parse(rdd18::AncillaryDataReader& packets, rdd18::FaultLines* faults) const;
 };
+
+namespace rdd18 {
+/// The ARRI facade under the library's namespace.
+using ArriParser = ::VLArriANCParser;
+}  // namespace rdd18

@@ -1,19 +1,43 @@
 #include "rdd18/arri/arri_ancillary_parser.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <utility>
 
 #include "rdd18/arri/arri_stream_reader.h"
-#include "rdd18/diagnostics/parse_observer.h"
 #include "rdd18/internal/byte_order.h"
+#include "rdd18/internal/klv.h"
 
 namespace rdd18::arri {
 
 namespace {
 
-constexpr unsigned long kKeySize = 16;
-constexpr unsigned long kLengthFieldSize = 4;
+using internal::kKlvKeySize;
+using internal::kKlvLengthFieldSize;
+
+/// A kept value's bytes are read in chunks into a buffer that grows (doubling, from
+/// `kFirstChunk`) only as the stream delivers them: a length field that promises more than the
+/// stream holds costs no memory for the bytes that never come. A whole value ends in a buffer of
+/// exactly its length.
+constexpr unsigned long kFirstChunk = 64 * 1024;
+
+std::unique_ptr<unsigned char[]> readValue(utils::Reader& stream, unsigned long length,
+                                           unsigned long& delivered) {
+    unsigned long capacity = std::min(length, kFirstChunk);
+    auto buffer = std::make_unique_for_overwrite<unsigned char[]>(capacity);
+    delivered = 0;
+    for (;;) {
+        delivered += stream.read(buffer.get() + delivered, capacity - delivered);
+        if (delivered < capacity || capacity == length) return buffer;
+        const unsigned long grown = std::min(length, 2 * capacity);
+        auto larger = std::make_unique_for_overwrite<unsigned char[]>(grown);
+        std::memcpy(larger.get(), buffer.get(), delivered);
+        buffer = std::move(larger);
+        capacity = grown;
+    }
+}
 
 }  // namespace
 
@@ -23,26 +47,19 @@ std::vector<ArriAncBlob> parseAncillaryData(AncillaryDataReader& reader,
     std::vector<ArriAncBlob> blobs;
     ArriAncillaryDataStreamReader stream(reader);
     stream.setObserver(observer);
-    const auto fail = [&](TruncatedField field, unsigned long position) {
-        if (observer) observer->truncated(field, position);
-        throw ParsingError();
-    };
 
     while (!stream.isAtEnd()) {
         const unsigned long itemStart = stream.position();
         ArriAncKey key{};
-        static_assert(sizeof key.bytes == kKeySize);
-        if (stream.read(key.bytes.data(), kKeySize) < kKeySize) {
-            fail(TruncatedField::ArriKey, itemStart);
-        }
-
-        unsigned char lengthField[kLengthFieldSize];
-        if (stream.read(lengthField, kLengthFieldSize) < kLengthFieldSize) {
-            fail(TruncatedField::ArriLength, itemStart + kKeySize);
-        }
+        static_assert(sizeof key.bytes == kKlvKeySize);
+        internal::readOrThrow(stream, key.bytes.data(), kKlvKeySize, TruncatedField::ArriKey,
+                              itemStart, observer);
+        unsigned char lengthField[kKlvLengthFieldSize];
+        internal::readOrThrow(stream, lengthField, kKlvLengthFieldSize, TruncatedField::ArriLength,
+                              itemStart + kKlvKeySize, observer);
         // Only the BER long form with three length bytes is valid here.
         if (lengthField[0] != internal::kKlvLengthMarker) {
-            if (observer) observer->badLengthMarker(itemStart + kKeySize, lengthField[0]);
+            if (observer) observer->badLengthMarker(itemStart + kKlvKeySize, lengthField[0]);
             throw ParsingError();
         }
         const std::uint32_t length = internal::klvLength(lengthField);
@@ -54,10 +71,10 @@ std::vector<ArriAncBlob> parseAncillaryData(AncillaryDataReader& reader,
             continue;
         }
 
-        auto value = std::make_unique_for_overwrite<unsigned char[]>(length);
         // A value cut off by the end of the stream is dropped without an error.
         const unsigned long valueStart = stream.position();
-        const unsigned long delivered = stream.read(value.get(), length);
+        unsigned long delivered = 0;
+        auto value = readValue(stream, length, delivered);
         if (delivered < length) {
             if (observer) observer->valueIncomplete(valueStart, length, delivered);
             return blobs;

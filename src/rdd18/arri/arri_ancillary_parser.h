@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "rdd18/arri/arri_blob.h"
-#include "rdd18/items/rdd18_items.h"
 #include "rdd18/transport/ancillary_packet.h"
+#include "rdd18/transport/parsing_error.h"
 
 namespace rdd18 {
 class ParseObserver;

@@ -26,7 +26,7 @@ class ArriReader : public virtual utils::Reader {
 /// touch neither the stream id nor the sequence. A packet with a new stream id restarts the
 /// numbering, so it must carry 1. A first packet not numbered 1, or a gap, repeat or reversal of
 /// the numbering, ends the stream for good behind the last good packet; nothing is thrown.
-class ArriAncillaryDataStreamReader
+class ArriAncillaryDataStreamReader final
     : public virtual utils::AncillaryPackagedDataStreamReader<ArriReader> {
   public:
     static constexpr std::uint8_t kDid = 0x44;
@@ -38,11 +38,28 @@ class ArriAncillaryDataStreamReader
         : utils::AncillaryPackagedDataStreamReader<ArriReader>(source) {}
 
     /// DID 0x44, SDID 0x04 and a payload of at least 3 bytes, tested in that order.
-    bool doesAcceptPacket(const utils::AncillaryPacket& packet) override;
+    bool doesAcceptPacket(const utils::AncillaryPacket& packet) override {
+        return packet.did == kDid && packet.sdid == kSdid &&
+               packet.payloadSize() >= static_cast<unsigned long>(kHeaderSize);
+    }
 
     /// 3 when the packet continues the numbering of its stream id; otherwise the stream is
     /// invalidated and the answer is -1.
-    std::int64_t readHeaderOfPacket(const utils::AncillaryPacket& packet) override;
+    std::int64_t readHeaderOfPacket(const utils::AncillaryPacket& packet) override {
+        const std::uint8_t streamId = packet.payload[0];
+        if (streamId != streamId_) {
+            streamId_ = streamId;
+            lastSequenceNumber_ = 0;
+        }
+        // After 0xFFFF no packet can follow.
+        return continuesSequence(packet, lastSequenceNumber_, sequenceNumber(packet)) ? kHeaderSize
+                                                                                      : -1;
+    }
+
+    /// The packet's sequence number: payload bytes 1 and 2, little-endian.
+    static std::uint16_t sequenceNumber(const utils::AncillaryPacket& packet) noexcept {
+        return static_cast<std::uint16_t>(packet.payload[1] | (packet.payload[2] << 8));
+    }
 
   private:
     std::uint16_t lastSequenceNumber_ = 0;

@@ -14,7 +14,7 @@ void saveBinaryDataToDisk(const std::vector<unsigned char>& data, const std::str
 
 }  // namespace rdd18
 
-/// The library version as a number: 1.0.
+/// The library version as a number: 1.0. The version macros are in rdd18/version.h.
 extern "C" const double VelmoraRDD18VersionNumber;
 /// The version text "@(#)PROGRAM:VelmoraRDD18  PROJECT:VelmoraRDD18-1" and a line feed,
 /// zero-terminated.

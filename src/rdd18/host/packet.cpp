@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "rdd18/diagnostics/parse_observer.h"
+#include "rdd18/transport/parse_observer.h"
 
 namespace rdd18::host {
 

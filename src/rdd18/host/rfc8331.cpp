@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "rdd18/diagnostics/parse_observer.h"
+#include "rdd18/transport/parse_observer.h"
 #include "rdd18/host/words10.h"
 #include "rdd18/internal/anc_words.h"
 

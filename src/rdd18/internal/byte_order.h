@@ -1,6 +1,7 @@
 // Byte order of the wire formats, in one place (internal, not installed).
 //   Big-endian:    RDD 18 numbers, RDD 18 item lengths, KLV value lengths of both streams.
-//   Little-endian: the ARRI file header record, ARRI packet sequence numbers.
+//   Little-endian: the ARRI file header record, and ARRI packet sequence numbers (read in the
+//                  public arri_stream_reader.h, so that the stream join inlines it).
 // Loads go byte by byte: no unaligned access, no dependence on the host's byte order.
 #pragma once
 

@@ -2,26 +2,18 @@
 
 #include <cstring>
 
-#include "rdd18/diagnostics/parse_observer.h"
+#include "rdd18/transport/parse_observer.h"
 #include "rdd18/internal/byte_order.h"
+#include "rdd18/internal/klv.h"
 
 namespace rdd18 {
 
 namespace {
 
-constexpr unsigned long kKeySize = 16;
-constexpr unsigned long kLengthFieldSize = 4;
+using internal::kKlvKeySize;
+using internal::kKlvLengthFieldSize;
+using internal::readOrThrow;
 constexpr unsigned long kItemHeaderSize = 2;  // tag bytes, then 2 length bytes
-
-/// Reads `count` bytes or throws ParsingError, telling the observer which field was cut off.
-void readExactly(utils::Reader& reader, unsigned char* buffer, unsigned long count,
-                 TruncatedField field, ParseObserver* observer) {
-    const unsigned long position = reader.position();
-    if (reader.read(buffer, count) < count) {
-        if (observer) observer->truncated(field, position);
-        throw ParsingError();
-    }
-}
 
 bool startsPack(const unsigned char* key) noexcept {
     return std::memcmp(key, internal::kUniversalLabelHeader, sizeof internal::kUniversalLabelHeader) ==
@@ -31,15 +23,15 @@ bool startsPack(const unsigned char* key) noexcept {
 void parsePacks(RDD18StreamReader& reader, const ItemFactory& factory, ItemList& items,
                 ParseObserver* observer) {
     while (!reader.isAtEnd()) {
-        unsigned char key[kKeySize];
-        readExactly(reader, key, kKeySize, TruncatedField::PackKey, observer);
+        unsigned char key[kKlvKeySize];
+        readOrThrow(reader, key, kKlvKeySize, TruncatedField::PackKey, observer);
         if (!startsPack(key)) {
-            if (observer) observer->keyRejected(reader.position() - kKeySize, key);
+            if (observer) observer->keyRejected(reader.position() - kKlvKeySize, key);
             reader.resynchronize();
             continue;
         }
-        unsigned char lengthField[kLengthFieldSize];
-        readExactly(reader, lengthField, kLengthFieldSize, TruncatedField::PackLength, observer);
+        unsigned char lengthField[kKlvLengthFieldSize];
+        readOrThrow(reader, lengthField, kKlvLengthFieldSize, TruncatedField::PackLength, observer);
         // Only the end matters: an item may run past it, and what follows it is read as a key.
         const unsigned long end = reader.position() + internal::klvLength(lengthField);
         while (reader.position() < end) items.push_back(factory.build(reader, observer));
@@ -52,29 +44,37 @@ std::unique_ptr<Item> ItemFactory::build(RDD18StreamReader& reader,
                                          ParseObserver* observer) const {
     unsigned char tagBytes[kItemHeaderSize];
     unsigned char lengthBytes[kItemHeaderSize];
-    readExactly(reader, tagBytes, kItemHeaderSize, TruncatedField::ItemHeader, observer);
-    readExactly(reader, lengthBytes, kItemHeaderSize, TruncatedField::ItemHeader, observer);
-    const rdd18::tag tag = make_tag(tagBytes[0], tagBytes[1]);
+    readOrThrow(reader, tagBytes, kItemHeaderSize, TruncatedField::ItemHeader, observer);
+    readOrThrow(reader, lengthBytes, kItemHeaderSize, TruncatedField::ItemHeader, observer);
+    const rdd18::tag itemTag = make_tag(tagBytes[0], tagBytes[1]);
     const unsigned long length = internal::loadBigEndian16(lengthBytes);
 
-    const auto builder = builders.find(tag);
-    if (builder == builders.end()) return std::make_unique<UnsupportedItem>(tag, reader, length);
-
     const unsigned long start = reader.position();
+    const auto builder = builders.find(itemTag);
     std::unique_ptr<Item> item;
-    try {
-        item = builder->second->build(tag, reader, length);
-    } catch (const ParsingError&) {
-        if (observer) observer->payloadRejected(tag, length, start);
-        throw;
+    if (builder == builders.end()) {
+        item = std::make_unique<UnsupportedItem>(itemTag, reader, length);
+    } else {
+        try {
+            item = builder->second->build(itemTag, reader, length);
+        } catch (const ParsingError&) {
+            if (observer) {
+                observer->payloadRejected(itemTag, length, start, builder->second->whyRejected(length));
+            }
+            throw;
+        }
     }
     const unsigned long consumed = reader.position() - start;
-    if (consumed < length) reader.skip(length - consumed);
+    if (consumed < length && reader.skip(length - consumed) < length - consumed && observer &&
+        (builder == builders.end() || builder->second->zeroFillsShortPayload())) {
+        // A read that comes up short leaves the position: the raw payload kept its zero tail.
+        observer->payloadZeroFilled(itemTag, length, start);
+    }
     return item;
 }
 
-std::string ItemFactory::itemName(const rdd18::tag& tag) const {
-    const auto it = tagsToNames.find(tag);
+std::string ItemFactory::itemName(const rdd18::tag& itemTag) const {
+    const auto it = tagsToNames.find(itemTag);
     return it == tagsToNames.end() ? std::string() : it->second;
 }
 

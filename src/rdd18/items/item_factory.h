@@ -46,7 +46,7 @@ public:
     std::unique_ptr<Item> build(RDD18StreamReader& reader, ParseObserver* observer = nullptr) const;
 
     /// The registered name of `tag`, or the empty string.
-    std::string itemName(const rdd18::tag& tag) const;
+    std::string itemName(const rdd18::tag& itemTag) const;
 };
 
 /// The items of all packs of the stream, in stream order. All or nothing: a broken stream or a

@@ -2,13 +2,12 @@
 
 #include <bit>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 
 #include "rdd18/internal/byte_order.h"
 #include "rdd18/internal/decimal_powers.h"
-#include "rdd18/items/sony_items.h"
-#include "rdd18/items/standard_items.h"
-#include "rdd18/items/varicam_items.h"
+#include "rdd18/items/flavour_table.h"
 
 namespace rdd18 {
 
@@ -88,6 +87,36 @@ ByteVector make_type_from_reader<ByteVector>::make(RDD18StreamReader& reader,
     return bytes;
 }
 
+namespace {
+template <class... Args>
+std::string format(const char* pattern, Args... args) {
+    char line[160];
+    std::snprintf(line, sizeof line, pattern, args...);
+    return line;
+}
+}  // namespace
+
+std::string detail::fixedSizeRejection(unsigned long length, unsigned long size) {
+    if (length < size) return format("length %lu, needs %lu", length, size);
+    return format("the stream ends inside its %lu-byte value", size);
+}
+
+std::string detail::countedVectorRejection(unsigned long length, unsigned long elementSize) {
+    constexpr unsigned long kHeaderSize = 8;
+    if (length < kHeaderSize) {
+        return format("length %lu, needs at least 8 for count and element size", length);
+    }
+    return format("length %lu, needs a header of element size %lu and a count of %lu", length,
+                  elementSize, (length - kHeaderSize) / elementSize) +
+           ((length - kHeaderSize) % elementSize
+                ? " (length - 8 is no multiple of the element size)"
+                : "");
+}
+
+std::string detail::textRejection(unsigned long length) {
+    return format("the stream ends inside its %lu bytes of text", length);
+}
+
 ItemFactory standardItemFactory() {
     ItemFactory factory;
     StandardItemTable::registerInto(factory);
@@ -104,6 +133,23 @@ ItemFactory varicamItemFactory() {
     ItemFactory factory = standardItemFactory();
     VaricamOwnItemTable::registerInto(factory);
     return factory;
+}
+
+const ItemFactory& sharedItemFactory(Flavour flavour) {
+    switch (flavour) {
+        case Flavour::Varicam: {
+            static const ItemFactory varicam = varicamItemFactory();
+            return varicam;
+        }
+        case Flavour::Sony: {
+            static const ItemFactory sony = sonyItemFactory();
+            return sony;
+        }
+        case Flavour::Standard:
+            break;
+    }
+    static const ItemFactory standard = standardItemFactory();
+    return standard;
 }
 
 }  // namespace rdd18

@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "rdd18/transport/parsing_error.h"
 #include "rdd18/transport/rdd18_stream_reader.h"
 
 namespace rdd18 {
@@ -25,8 +26,6 @@ using tag = std::pair<unsigned char, unsigned char>;
 /// The tag of the two bytes, first byte first.
 constexpr tag make_tag(unsigned char first, unsigned char second) noexcept { return {first, second}; }
 
-/// A broken stream or a payload its type can't hold. Carries nothing.
-class ParsingError {};
 
 /// A fault while building an answer. No operation of the library raises it; the RDD 18 facade
 /// answers an empty dictionary when it arrives.
@@ -158,6 +157,12 @@ struct make_type_from_reader;
 
 namespace detail {
 
+/// The decoders' rules in words, for a payload with length field `length` that its decoder
+/// refused (each decoder's `whyRejected`).
+std::string fixedSizeRejection(unsigned long length, unsigned long size);
+std::string countedVectorRejection(unsigned long length, unsigned long elementSize);
+std::string textRejection(unsigned long length);
+
 /// Fixed-size rule: ask for min(size, length) bytes straight into the value; anything short of
 /// the type's size (a short stream, or a length below the size) is a ParsingError. A longer
 /// payload leaves its rest in the stream for the caller to skip.
@@ -170,6 +175,9 @@ struct FixedSizeDecoder {
         if (reader.read(reinterpret_cast<unsigned char*>(&value), n) < sizeof(T)) throw ParsingError();
         return value;
     }
+    static std::string whyRejected(unsigned long length) {
+        return fixedSizeRejection(length, sizeof(T));
+    }
 };
 
 /// Counted vector rule: [count, Uint32][element size, Uint32][count elements]. The element size
@@ -177,6 +185,9 @@ struct FixedSizeDecoder {
 template <class E>
 struct CountedVectorDecoder {
     static std::vector<E> make(RDD18StreamReader& reader, unsigned long length);
+    static std::string whyRejected(unsigned long length) {
+        return countedVectorRejection(length, sizeof(E));
+    }
 };
 
 }  // namespace detail
@@ -203,12 +214,14 @@ struct make_type_from_reader<Uint32> : detail::FixedSizeDecoder<Uint32> {
 template <>
 struct make_type_from_reader<std::string> {
     static std::string make(RDD18StreamReader& reader, unsigned long length);
+    static std::string whyRejected(unsigned long length) { return detail::textRejection(length); }
 };
 
 /// Byte vector: exactly `length` bytes. Never fails: bytes the stream doesn't have stay zero.
 template <>
 struct make_type_from_reader<ByteVector> {
     static ByteVector make(RDD18StreamReader& reader, unsigned long length);
+    static std::string whyRejected(unsigned long) { return {}; }  // never refuses
 };
 
 template <>
@@ -262,8 +275,12 @@ public:
     virtual ~ItemBuilder() = default;
     /// Decodes the payload of `length` bytes at the stream's position. Throws ParsingError when the
     /// payload can't be decoded.
-    virtual std::unique_ptr<Item> build(rdd18::tag tag, RDD18StreamReader& reader,
+    virtual std::unique_ptr<Item> build(rdd18::tag itemTag, RDD18StreamReader& reader,
                                         unsigned long length) const = 0;
+    /// Why `build` refused a payload with length field `length`: the decoder's rule, in words.
+    virtual std::string whyRejected(unsigned long length) const = 0;
+    /// True when a payload cut off by the end of the stream is kept with a zero tail.
+    virtual bool zeroFillsShortPayload() const = 0;
 };
 
 /// An item whose payload type and tag are fixed at compile time: each tag is a class of its own.
@@ -283,12 +300,16 @@ public:
 
     class Builder : public ItemBuilder {
     public:
-        std::unique_ptr<Item> build(rdd18::tag tag, RDD18StreamReader& reader,
+        std::unique_ptr<Item> build(rdd18::tag itemTag, RDD18StreamReader& reader,
                                     unsigned long length) const override {
-            assert(tag == make_tag(Tag1, Tag2) && "tag == make_tag(Tag1, Tag2)");
-            (void)tag;
+            assert(itemTag == make_tag(Tag1, Tag2) && "itemTag == make_tag(Tag1, Tag2)");
+            (void)itemTag;
             return std::make_unique<TaggedItem>(make_type_from_reader<T>::make(reader, length));
         }
+        std::string whyRejected(unsigned long length) const override {
+            return make_type_from_reader<T>::whyRejected(length);
+        }
+        bool zeroFillsShortPayload() const override { return std::is_same_v<T, ByteVector>; }
     };
 
 private:
@@ -299,8 +320,8 @@ private:
 /// the stream doesn't have are zero.
 class UnsupportedItem : public Item {
 public:
-    UnsupportedItem(rdd18::tag tag, RDD18StreamReader& reader, unsigned long length)
-        : bytes_(make_type_from_reader<ByteVector>::make(reader, length)), tag_(tag) {}
+    UnsupportedItem(rdd18::tag itemTag, RDD18StreamReader& reader, unsigned long length)
+        : bytes_(make_type_from_reader<ByteVector>::make(reader, length)), tag_(itemTag) {}
 
     rdd18::tag tag() const override { return tag_; }
     bool isSupported() const override { return false; }

@@ -2,34 +2,35 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <span>
 
+#include "rdd18/diagnostics/fault_lines.h"
+#include "rdd18/items/flavour.h"
 #include "rdd18/items/item_factory.h"
 #include "rdd18/platform/value.h"
 #include "rdd18/transport/rdd18_stream_reader.h"
 
 /// Parses the RDD 18 acquisition metadata of one frame's ancillary data into a dictionary.
 ///
-/// The flavour is chosen once, at construction: 1 is Varicam, 2 is Sony, every other value is
-/// the standard item set. A supported item appears under its name (for example
-/// "CameraISOSensitivityItem"); an item of a tag the flavour doesn't know appears as data under
-/// "Unknown_0x%02x_0x%02x" of its two tag bytes. A later item of the same key replaces an earlier.
+/// The flavour is chosen once, at construction. A supported item appears under its name (for
+/// example "CameraISOSensitivityItem"); an item of a tag the flavour doesn't know appears as data
+/// under "Unknown_0x%02x_0x%02x" of its two tag bytes. A later item of the same key replaces an
+/// earlier. Any number of items in any order costs about the same per item.
 ///
 /// Bad input never throws and never reads outside the given bytes: a frame that can't be read
 /// (no RDD 18 packets, a broken packet sequence inside a pack, a payload its type can't hold, a
-/// stream that ends inside a key or an item) gives an empty dictionary. Only allocation failure
-/// leaves a parse as an exception.
+/// stream that ends inside a key, an item header or a typed payload) gives an empty dictionary.
+/// A raw payload (an item of a tag the flavour doesn't know, or a Sony data item) cut off by the
+/// end of the stream is kept, its missing bytes given as zeros. Only allocation failure leaves a
+/// parse as an exception.
 ///
-/// A parser keeps nothing of a parse, so one parser can serve several threads at once. It can't
-/// be copied or moved (its parse closure refers to its own factory); hold it by pointer to move it.
+/// A parser keeps nothing of a parse, so one parser can serve several threads at once. It is
+/// cheap to make, copy and move: its flavour's factory is built once and shared, read-only.
 class VLRDD18Parser {
 public:
     /// 1: Varicam, 2: Sony, any other value: standard.
     explicit VLRDD18Parser(std::int32_t type);
-
-    VLRDD18Parser(const VLRDD18Parser&) = delete;
-    VLRDD18Parser& operator=(const VLRDD18Parser&) = delete;
+    explicit VLRDD18Parser(rdd18::Flavour flavour);
 
     /// Parses a buffer whose packets each carry the 3-byte ancillary data flag.
     rdd18::Dictionary parseData(std::span<const unsigned char> bytes) const;
@@ -38,8 +39,24 @@ public:
     /// Parses the packets that `packets` hands out (for example a packet list through
     /// `rdd18::host::PacketListReader`), as the packets of a buffer are parsed.
     rdd18::Dictionary parseData(rdd18::AncillaryDataReader& packets) const;
+    /// `parseData`, and the faults of the same pass: every place the wire rules dropped or filled
+    /// data, one line each with its numbers, and a closing line when the frame holds no RDD 18
+    /// packet or the parse lost the whole answer. The answer is the one `parseData` gives.
+    rdd18::ParseResult parseDataWithFaults(std::span<const unsigned char> bytes,
+                                           bool flags = true) const;
+
+    rdd18::Flavour flavour() const noexcept { return _flavour; }
 
 private:
-    rdd18::ItemFactory _factory;
-    std::function<rdd18::Dictionary(rdd18::RDD18StreamReader&)> _builder;
+    using Builder = rdd18::Dictionary (*)(const rdd18::ItemFactory&, rdd18::RDD18StreamReader&,
+                                          rdd18::ParseObserver*);
+
+    const rdd18::ItemFactory* _factory;  // shared, lives as long as the program
+    Builder _builder;
+    rdd18::Flavour _flavour;
 };
+
+namespace rdd18 {
+/// The RDD 18 facade under the library's namespace.
+using RDD18Parser = ::VLRDD18Parser;
+}  // namespace rdd18

@@ -28,22 +28,22 @@ public:
     ItemTranslatorBase(const ItemFactory& factory, Dictionary& result) noexcept
         : factory_(factory), result_(result) {}
 
-    void translate(rdd18::tag tag, const Uint16& v);
-    void translate(rdd18::tag tag, const unsigned char& v);
-    void translate(rdd18::tag tag, const Int16& v);
-    void translate(rdd18::tag tag, const Uint32& v);
-    void translate(rdd18::tag tag, const Boolean& v);
-    void translate(rdd18::tag tag, const HalfFloatLensSerial& v);
-    void translate(rdd18::tag tag, const std::string& v);
-    void translate(rdd18::tag tag, const Label& v);
-    void translate(rdd18::tag tag, const Rational& v);
-    void translate(rdd18::tag tag, const std::vector<Rational>& v);
-    void translate(rdd18::tag tag, const std::vector<HalfFloat>& v);
-    void translate(rdd18::tag tag, const ByteVector& v);
-    void translate(rdd18::tag tag, const VaricamExtendedMetadata& v);
+    void translate(rdd18::tag itemTag, const Uint16& v);
+    void translate(rdd18::tag itemTag, const unsigned char& v);
+    void translate(rdd18::tag itemTag, const Int16& v);
+    void translate(rdd18::tag itemTag, const Uint32& v);
+    void translate(rdd18::tag itemTag, const Boolean& v);
+    void translate(rdd18::tag itemTag, const HalfFloatLensSerial& v);
+    void translate(rdd18::tag itemTag, const std::string& v);
+    void translate(rdd18::tag itemTag, const Label& v);
+    void translate(rdd18::tag itemTag, const Rational& v);
+    void translate(rdd18::tag itemTag, const std::vector<Rational>& v);
+    void translate(rdd18::tag itemTag, const std::vector<HalfFloat>& v);
+    void translate(rdd18::tag itemTag, const ByteVector& v);
+    void translate(rdd18::tag itemTag, const VaricamExtendedMetadata& v);
 
 private:
-    void write(rdd18::tag tag, Value value);
+    void write(rdd18::tag itemTag, Value value);
 
     const ItemFactory& factory_;
     Dictionary& result_;
@@ -60,22 +60,22 @@ public:
 
     /// Writes the entry of `item` if a link of the list takes its tag; false if none does (then
     /// nothing is written).
-    bool dispatch(const Item& item, rdd18::tag tag) { return dispatchFrom<Rows...>(item, tag); }
+    bool dispatch(const Item& item, rdd18::tag itemTag) { return dispatchFrom<Rows...>(item, itemTag); }
 
 private:
     template <class Head, class... Rest>
-    bool dispatchFrom(const Item& item, rdd18::tag tag) {
-        if (link<typename Head::ItemType>(item, tag)) return true;
+    bool dispatchFrom(const Item& item, rdd18::tag itemTag) {
+        if (link<typename Head::ItemType>(item, itemTag)) return true;
         if constexpr (sizeof...(Rest) > 0) {
-            return dispatchFrom<Rest...>(item, tag);
+            return dispatchFrom<Rest...>(item, itemTag);
         } else {
             return false;
         }
     }
 
     template <class ItemType>
-    bool link(const Item& item, rdd18::tag tag) {
-        if (tag.first != ItemType::Tag().first || tag.second != ItemType::Tag().second) return false;
+    bool link(const Item& item, rdd18::tag itemTag) {
+        if (itemTag.first != ItemType::Tag().first || itemTag.second != ItemType::Tag().second) return false;
         translate(ItemType::Tag(), item.template payloadAs<typename ItemType::PayloadType>());
         return true;
     }

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <numeric>
 #include <stdexcept>
 
 namespace rdd18 {
@@ -94,52 +93,45 @@ Dictionary::Dictionary(std::initializer_list<Entry> entries) {
     for (const Entry& e : entries) set(e.first, e.second);
 }
 
-std::size_t Dictionary::lowerBound(std::string_view key) const noexcept {
-    std::size_t low = 0;
-    std::size_t high = entries_.size();
-    while (low < high) {
-        const std::size_t middle = low + (high - low) / 2;
-        if (std::string_view(entryAt(middle).first) < key) {
-            low = middle + 1;
-        } else {
-            high = middle;
-        }
-    }
-    return low;
+namespace {
+bool keyLess(const Dictionary::Entry& a, const Dictionary::Entry& b) noexcept {
+    return a.first < b.first;
 }
+}  // namespace
 
-void Dictionary::roomForOneMoreIndex() {
-    // Grows like the entries do (to their reserved room, or doubling), never one index at a time.
-    if (order_.size() == order_.capacity()) {
-        order_.reserve(std::max({entries_.capacity(), 2 * order_.size(), std::size_t{4}}));
+Dictionary Dictionary::fromEntries(std::vector<Entry> entries) {
+    // Stable: entries under one key stay in their given order, and the last of them is kept.
+    if (!std::is_sorted(entries.begin(), entries.end(), keyLess)) {
+        std::stable_sort(entries.begin(), entries.end(), keyLess);
     }
+    Dictionary d;
+    d.entries_ = std::move(entries);
+    auto& e = d.entries_;
+    auto out = e.begin();
+    for (auto in = e.begin(); in != e.end(); ++in) {
+        const auto next = in + 1;
+        if (next != e.end() && next->first == in->first) continue;  // a later entry replaces it
+        if (out != in) *out = std::move(*in);
+        ++out;
+    }
+    e.erase(out, e.end());
+    return d;
 }
 
 void Dictionary::set(std::string key, Value value) {
-    const std::size_t n = entries_.size();
-    // Keys that come in ascending order (a literal dictionary, a copy) are appended at once.
-    if (n == 0 || entryAt(n - 1).first < key) {
-        if (!order_.empty()) roomForOneMoreIndex();
+    // Keys that come in ascending order (answers, literals, copies) are appended at once.
+    if (entries_.empty() || entries_.back().first < key) {
         entries_.emplace_back(std::move(key), std::move(value));
-        if (!order_.empty()) order_.push_back(static_cast<std::uint32_t>(n));
         return;
     }
-    const std::size_t rank = lowerBound(key);  // below n: the last key doesn't sort below `key`
-    if (entryAt(rank).first == key) {
-        entryAt(rank).second = std::move(value);
-        return;
+    const auto at = std::lower_bound(
+        entries_.begin(), entries_.end(), key,
+        [](const Entry& e, const std::string& k) { return e.first < k; });
+    if (at->first == key) {
+        at->second = std::move(value);
+    } else {
+        entries_.emplace(at, std::move(key), std::move(value));
     }
-    // A key among the others: the entry goes behind them and only its index is inserted at its
-    // rank. Room is made first, so that nothing can fail between the two insertions.
-    if (order_.empty()) {
-        roomForOneMoreIndex();
-        order_.resize(n);
-        std::iota(order_.begin(), order_.end(), std::uint32_t{0});
-    }
-    roomForOneMoreIndex();
-    entries_.emplace_back(std::move(key), std::move(value));
-    order_.insert(order_.begin() + static_cast<std::ptrdiff_t>(rank),
-                  static_cast<std::uint32_t>(n));
 }
 
 void Dictionary::addEntries(const Dictionary& other) {
@@ -147,8 +139,10 @@ void Dictionary::addEntries(const Dictionary& other) {
 }
 
 const Value* Dictionary::find(std::string_view key) const noexcept {
-    const std::size_t rank = lowerBound(key);
-    if (rank < entries_.size() && entryAt(rank).first == key) return &entryAt(rank).second;
+    const auto at = std::lower_bound(
+        entries_.begin(), entries_.end(), key,
+        [](const Entry& e, std::string_view k) { return std::string_view(e.first) < k; });
+    if (at != entries_.end() && at->first == key) return &at->second;
     return nullptr;
 }
 
@@ -158,7 +152,7 @@ const Value& Dictionary::at(std::string_view key) const {
 }
 
 bool operator==(const Dictionary& a, const Dictionary& b) {
-    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin());
+    return a.entries_ == b.entries_;
 }
 
 std::string stringFromLatin1(const char* bytes, std::size_t size) {

@@ -3,12 +3,13 @@
 // frame buffer.
 #pragma once
 
-#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <initializer_list>
-#include <iterator>
+#include <limits>
+#include <optional>
+#include <type_traits>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -20,7 +21,7 @@ namespace rdd18 {
 /// The kind a number was made with. A consumer that asks a number for its kind gets exactly the
 /// kind its constructor named; nothing is widened or narrowed on the way.
 enum class NumberKind : std::uint8_t {
-    Integer,        ///< signed 64-bit (NSInteger)
+    Integer,        ///< signed 64-bit
     Short,          ///< signed 16-bit
     Int,            ///< signed 32-bit
     UnsignedChar,   ///< unsigned 8-bit
@@ -108,88 +109,26 @@ class Value;
 /// An ordered list of values.
 using Array = std::vector<Value>;
 
-/// A dictionary from string keys to values. Setting a key replaces its entry. Iteration runs in
-/// ascending byte order of the keys, so output built from a dictionary is stable; the order has
-/// no other meaning. Keys may be set in any order: a key that doesn't sort behind the others
-/// moves no entry, only a small index.
+/// A dictionary from string keys to values: one vector of entries sorted by key. Setting a key
+/// replaces its entry. Iteration runs in ascending byte order of the keys, so output built from a
+/// dictionary is stable; the order has no other meaning. A key set behind the others is appended
+/// at once; a key among them is inserted at its place (binary search, then a shift), so a producer
+/// of many keys writes them in order or hands them over together (`fromEntries`).
 class Dictionary {
   public:
     using Entry = std::pair<std::string, Value>;
-
     /// Walks the entries in ascending key order; random access.
-    class const_iterator {
-      public:
-        using iterator_category = std::random_access_iterator_tag;
-        using iterator_concept = std::random_access_iterator_tag;
-        using value_type = Entry;
-        using difference_type = std::ptrdiff_t;
-        using pointer = const Entry*;
-        using reference = const Entry&;
-
-        const_iterator() = default;
-
-        reference operator*() const noexcept;
-        pointer operator->() const noexcept;
-        reference operator[](difference_type n) const noexcept;
-
-        const_iterator& operator++() noexcept {
-            ++index_;
-            return *this;
-        }
-        const_iterator operator++(int) noexcept {
-            const_iterator t = *this;
-            ++index_;
-            return t;
-        }
-        const_iterator& operator--() noexcept {
-            --index_;
-            return *this;
-        }
-        const_iterator operator--(int) noexcept {
-            const_iterator t = *this;
-            --index_;
-            return t;
-        }
-        const_iterator& operator+=(difference_type n) noexcept {
-            index_ += n;
-            return *this;
-        }
-        const_iterator& operator-=(difference_type n) noexcept {
-            index_ -= n;
-            return *this;
-        }
-        friend const_iterator operator+(const_iterator i, difference_type n) noexcept {
-            return i += n;
-        }
-        friend const_iterator operator+(difference_type n, const_iterator i) noexcept {
-            return i += n;
-        }
-        friend const_iterator operator-(const_iterator i, difference_type n) noexcept {
-            return i -= n;
-        }
-        friend difference_type operator-(const const_iterator& a,
-                                         const const_iterator& b) noexcept {
-            return a.index_ - b.index_;
-        }
-        friend bool operator==(const const_iterator& a, const const_iterator& b) noexcept {
-            return a.index_ == b.index_;
-        }
-        friend std::strong_ordering operator<=>(const const_iterator& a,
-                                                const const_iterator& b) noexcept {
-            return a.index_ <=> b.index_;
-        }
-
-      private:
-        friend class Dictionary;
-        const_iterator(const Dictionary* owner, difference_type index) noexcept
-            : owner_(owner), index_(index) {}
-
-        const Dictionary* owner_ = nullptr;
-        difference_type index_ = 0;
-    };
+    using const_iterator = typename std::vector<Entry>::const_iterator;
+    using iterator = const_iterator;
+    using value_type = Entry;
+    using size_type = std::size_t;
 
     Dictionary() = default;
     Dictionary(std::initializer_list<Entry> entries);
+
+    /// A dictionary of `entries` in any order, made with one stable sort: of several entries under
+    /// one key the later replaces the earlier, as successive `set` calls would.
+    static Dictionary fromEntries(std::vector<Entry> entries);
 
     /// Sets `value` under `key`, replacing an entry under the same key.
     void set(std::string key, Value value);
@@ -201,6 +140,10 @@ class Dictionary {
     bool contains(std::string_view key) const noexcept { return find(key) != nullptr; }
     /// The value under `key`; throws std::out_of_range when there is none.
     const Value& at(std::string_view key) const;
+    /// The value under `key` as a `T` (see `Value::get`), or nothing when there is no entry under
+    /// `key` or its value doesn't convert to `T`. Never throws but for allocation failure.
+    template <class T>
+    std::optional<T> get(std::string_view key) const;
 
     // Defined below `Value`: the entries' type is complete only there.
     std::size_t size() const noexcept;
@@ -212,16 +155,7 @@ class Dictionary {
     friend bool operator==(const Dictionary& a, const Dictionary& b);
 
   private:
-    const Entry& entryAt(std::size_t rank) const noexcept;
-    Entry& entryAt(std::size_t rank) noexcept;
-    std::size_t lowerBound(std::string_view key) const noexcept;
-    void roomForOneMoreIndex();
-
-    // Entries in the order their keys were first set, keys unique. `order_` lists them by
-    // ascending key; it stays empty as long as the keys came in ascending order, which most
-    // dictionaries (literals, copies, answers built in key order) never leave.
-    std::vector<Entry> entries_;
-    std::vector<std::uint32_t> order_;
+    std::vector<Entry> entries_;  // ascending by key, keys unique
 };
 
 /// Thrown by the typed accessors of `Value` when the value is of another kind.
@@ -286,11 +220,72 @@ class Value {
     bool isDictionary() const noexcept { return std::holds_alternative<Dictionary>(v_); }
 
     /// Typed access; each throws `BadValueAccess` when the value is of another kind.
-    const Number& number() const { return get<Number>(); }
-    const std::string& string() const { return get<std::string>(); }
-    const Data& data() const { return get<Data>(); }
-    const Array& array() const { return get<Array>(); }
-    const Dictionary& dictionary() const { return get<Dictionary>(); }
+    const Number& number() const { return alternative<Number>(); }
+    const std::string& string() const { return alternative<std::string>(); }
+    const Data& data() const { return alternative<Data>(); }
+    const Array& array() const { return alternative<Array>(); }
+    const Dictionary& dictionary() const { return alternative<Dictionary>(); }
+
+    /// `get<T>()` for T one of Number, std::string, Data, Array, Dictionary: a reference to that
+    /// alternative. For an arithmetic T: the number as a T, exactly: an integral T takes a
+    /// number of an integer kind or Bool whose value it can hold; bool takes Bool only; a
+    /// floating T takes any number (an integer converts, a Double narrows to float as a cast
+    /// does). Throws `BadValueAccess` for any other kind or a value out of T's range.
+    template <class T>
+    decltype(auto) get() const {
+        if constexpr (std::is_arithmetic_v<T>) {
+            if (const std::optional<T> v = tryGet<T>()) return static_cast<T>(*v);
+            throw BadValueAccess();
+        } else {
+            return alternative<T>();
+        }
+    }
+
+    /// `get<T>()`, or `fallback` where it would throw. Never throws but for allocation failure.
+    template <class T>
+    T value_or(T fallback) const {
+        if constexpr (std::is_arithmetic_v<T>) {
+            return tryGet<T>().value_or(fallback);
+        } else {
+            const T* p = std::get_if<T>(&v_);
+            return p ? *p : std::move(fallback);
+        }
+    }
+
+    /// The number as an arithmetic T under the rules of `get<T>()`, or nothing.
+    template <class T>
+    std::optional<T> tryGet() const noexcept {
+        static_assert(std::is_arithmetic_v<T>, "tryGet reads numbers");
+        const Number* n = std::get_if<Number>(&v_);
+        if (!n) return std::nullopt;
+        if constexpr (std::is_same_v<T, bool>) {
+            if (n->kind() != NumberKind::Bool) return std::nullopt;
+            return n->boolValue();
+        } else if constexpr (std::is_floating_point_v<T>) {
+            if (n->kind() == NumberKind::Float) return static_cast<T>(n->floatValue());
+            return static_cast<T>(n->doubleValue());
+        } else {
+            if (n->isFloating()) return std::nullopt;
+            if (n->isUnsigned() || n->kind() == NumberKind::Bool) {
+                const std::uint64_t u = n->uint64Value();
+                if (u > static_cast<std::uint64_t>(std::numeric_limits<T>::max())) {
+                    return std::nullopt;
+                }
+                return static_cast<T>(u);
+            }
+            const std::int64_t i = n->int64Value();
+            if constexpr (std::is_unsigned_v<T>) {
+                if (i < 0 || static_cast<std::uint64_t>(i) > std::numeric_limits<T>::max()) {
+                    return std::nullopt;
+                }
+            } else {
+                if (i < std::numeric_limits<T>::min() || i > std::numeric_limits<T>::max()) {
+                    return std::nullopt;
+                }
+            }
+            return static_cast<T>(i);
+        }
+    }
 
     /// The underlying variant, for `std::visit`.
     const auto& variant() const noexcept { return v_; }
@@ -299,7 +294,7 @@ class Value {
 
   private:
     template <class T>
-    const T& get() const {
+    const T& alternative() const {
         if (const T* p = std::get_if<T>(&v_)) return *p;
         throw BadValueAccess();
     }
@@ -317,29 +312,23 @@ inline void Dictionary::reserve(std::size_t n) {
     entries_.reserve(n);
 }
 inline Dictionary::const_iterator Dictionary::begin() const noexcept {
-    return {this, 0};
+    return entries_.begin();
 }
 inline Dictionary::const_iterator Dictionary::end() const noexcept {
-    return {this, static_cast<std::ptrdiff_t>(entries_.size())};
+    return entries_.end();
 }
-inline const Dictionary::Entry& Dictionary::entryAt(std::size_t rank) const noexcept {
-    return entries_[order_.empty() ? rank : order_[rank]];
+template <class T>
+std::optional<T> Dictionary::get(std::string_view key) const {
+    const Value* v = find(key);
+    if (!v) return std::nullopt;
+    if constexpr (std::is_arithmetic_v<T>) {
+        return v->tryGet<T>();
+    } else {
+        const T* p = std::get_if<T>(&v->variant());
+        if (!p) return std::nullopt;
+        return *p;
+    }
 }
-inline Dictionary::Entry& Dictionary::entryAt(std::size_t rank) noexcept {
-    return entries_[order_.empty() ? rank : order_[rank]];
-}
-inline Dictionary::const_iterator::reference Dictionary::const_iterator::operator*()
-    const noexcept {
-    return owner_->entryAt(static_cast<std::size_t>(index_));
-}
-inline Dictionary::const_iterator::pointer Dictionary::const_iterator::operator->() const noexcept {
-    return &**this;
-}
-inline Dictionary::const_iterator::reference Dictionary::const_iterator::operator[](
-    difference_type n) const noexcept {
-    return *(*this + n);
-}
-
 /// Text from 8-bit characters: bytes 0x00-0x7F are themselves, bytes 0x80-0xFF are taken as
 /// ISO 8859-1 (Latin-1) and stored as their UTF-8 form. Nothing is dropped; the conversion stops
 /// at `size` and not at a NUL.

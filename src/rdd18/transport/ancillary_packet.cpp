@@ -1,6 +1,6 @@
 #include "rdd18/transport/ancillary_packet.h"
 
-#include "rdd18/diagnostics/parse_observer.h"
+#include "rdd18/transport/parse_observer.h"
 
 namespace rdd18 {
 
@@ -65,6 +65,11 @@ std::optional<utils::AncillaryPacket> AncillaryDataBufferReader::readNextPacket(
     packet.checksum = cursor_[packet.size];
     cursor_ += packet.payloadSize() + kChecksumSize;
     return packet;
+}
+
+unsigned long packetOffset(const utils::AncillaryPacket& packet,
+                           const unsigned char* buffer) noexcept {
+    return static_cast<unsigned long>(packet.payload - buffer) - kHeaderSize;
 }
 
 std::vector<utils::AncillaryPacket> packetsFromData(const unsigned char* data, unsigned long size,

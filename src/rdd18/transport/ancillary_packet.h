@@ -54,7 +54,7 @@ protected:
 /// Bad input: bytes that don't fit a packet are skipped as the wire rules say. A flag that matches
 /// neither pattern costs 3 bytes and the walk goes on 3 bytes further; fewer bytes left than a
 /// minimal packet, or a DC that runs past the end, end the walk.
-class AncillaryDataBufferReader : public virtual AncillaryDataReader {
+class AncillaryDataBufferReader final : public virtual AncillaryDataReader {
 public:
     /// `observer`, when given, hears of every byte range the walk drops (see parse_observer.h).
     AncillaryDataBufferReader(const unsigned char* data, unsigned long size,
@@ -76,6 +76,11 @@ private:
     AncillaryDataBufferContainsFlags flags_;
     ParseObserver* observer_;
 };
+
+/// Buffer offset of the DID byte of `packet`, which was found in the buffer starting at `buffer`
+/// (the DID, SDID and DC bytes stand right in front of the payload).
+unsigned long packetOffset(const utils::AncillaryPacket& packet,
+                           const unsigned char* buffer) noexcept;
 
 /// All packets of a buffer, in buffer order, walked as `AncillaryDataBufferReader` walks them.
 /// The packets point into `data`. Never throws but for allocation failure.

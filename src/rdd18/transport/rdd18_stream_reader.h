@@ -7,7 +7,6 @@
 
 #include <cstdint>
 
-#include "rdd18/diagnostics/parse_observer.h"
 #include "rdd18/transport/ancillary_packet.h"
 #include "rdd18/transport/reader.h"
 
@@ -25,7 +24,7 @@ protected:
 
 /// An RDD 18 stream held in memory without packets. `resynchronize` does nothing: the next key is
 /// looked for directly behind the bytes that failed.
-class RDD18BufferReader : public virtual utils::BufferReader<RDD18StreamReader> {
+class RDD18BufferReader final : public virtual utils::BufferReader<RDD18StreamReader> {
 public:
     RDD18BufferReader(const unsigned char* data, unsigned long size) noexcept
         : utils::BufferReader<RDD18StreamReader>(data, size) {}
@@ -37,7 +36,7 @@ public:
 /// Packets of other kinds and RDD 18 packets with DC 0 are passed over. A first packet not
 /// numbered 1, or a gap, repeat or reversal of the numbering, ends the stream behind the last good
 /// packet. `resynchronize` gives up the rest of the current packet.
-class RDD18AncillaryDataStreamReader
+class RDD18AncillaryDataStreamReader final
     : public virtual utils::AncillaryPackagedDataStreamReader<RDD18StreamReader> {
 public:
     static constexpr std::uint8_t kDid = 0x43;
@@ -55,16 +54,9 @@ public:
     }
 
     std::int64_t readHeaderOfPacket(const utils::AncillaryPacket& packet) override {
-        const std::uint8_t sequence = packet.payload[0];
-        // Formed in 32 bits: after 255 the expected number is 256, which no packet can carry.
-        const std::uint32_t expected = std::uint32_t{lastSequenceNumber_} + 1;
-        if (std::uint32_t{sequence} != expected) {
-            if (ParseObserver* o = observer()) o->sequenceBroken(packet, expected, sequence);
-            invalidateStream();
-            return -1;
-        }
-        lastSequenceNumber_ = sequence;
-        return 1;
+        // After 255 no packet can follow: the stream holds at most 255 packets.
+        return continuesSequence(packet, lastSequenceNumber_, std::uint8_t{packet.payload[0]}) ? 1
+                                                                                               : -1;
     }
 
 private:

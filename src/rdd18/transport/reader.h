@@ -7,10 +7,7 @@
 #include <cstring>
 
 #include "rdd18/transport/ancillary_packet.h"
-
-namespace rdd18 {
-class ParseObserver;
-}
+#include "rdd18/transport/parse_observer.h"
 
 namespace rdd18::utils {
 
@@ -52,6 +49,9 @@ public:
         return n;
     }
     bool isAtEnd() override { return position_ >= size_; }
+
+protected:
+    ~BufferReader() = default;
 
 private:
     unsigned long available(unsigned long count) const noexcept {
@@ -157,6 +157,25 @@ public:
     /// Opt-in: `observer` hears of a broken packet numbering (see parse_observer.h).
     void setObserver(ParseObserver* observer) noexcept { observer_ = observer; }
     ParseObserver* observer() const noexcept { return observer_; }
+
+protected:
+    ~AncillaryPackagedDataStreamReader() = default;
+
+    /// The numbering rule of every packet stream, for `readHeaderOfPacket`: `found` must be
+    /// `last` + 1, the sum formed in 32 bits, so the numbering never wraps (after the largest
+    /// number `N` can hold, no packet can follow). True and `last` updated when it is; otherwise
+    /// the observer hears of the break and the stream ends for good, `last` unchanged.
+    template <class N>
+    bool continuesSequence(const AncillaryPacket& packet, N& last, N found) {
+        const std::uint32_t expected = std::uint32_t{last} + 1;
+        if (std::uint32_t{found} != expected) {
+            if (observer_) observer_->sequenceBroken(packet, expected, found);
+            invalidateStream();
+            return false;
+        }
+        last = found;
+        return true;
+    }
 
 private:
     unsigned long bytesLeftInPacket() const noexcept {

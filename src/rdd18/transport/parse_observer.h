@@ -1,9 +1,12 @@
-// Opt-in notifications from the parsers at every place where the wire rules drop data. The
-// facades pass no observer and stay silent; a diagnostic walk (see explain.h) passes one to the
-// same parsing code to learn why an answer came out empty or short.
+// Opt-in notifications from the parsers at every place where the wire rules drop data. It sits with
+// the transport, the lowest layer that calls it, so every layer above can call it. A plain parse
+// passes no observer and stays silent; a parse with faults (see diagnostics/fault_lines.h) passes
+// one to the same parsing code to learn why an answer came out empty or short.
 #pragma once
 
 #include <cstdint>
+#include <string_view>
+#include <utility>
 
 #include "rdd18/transport/ancillary_packet.h"
 
@@ -48,10 +51,14 @@ class ParseObserver {
     /// The stream ended inside `field`, which starts at `position`.
     virtual void truncated(TruncatedField /*field*/, unsigned long /*position*/) {}
     /// RDD 18: the payload of the known item `tag` with length field `length`, starting at
-    /// `position`, can't be decoded to its type (too short a length, a counted vector whose header
-    /// doesn't fit, or a stream that ends inside it).
+    /// `position`, can't be decoded to its type; `reason` is its decoder's rule, in words.
     virtual void payloadRejected(std::pair<unsigned char, unsigned char> /*tag*/,
-                                 unsigned long /*length*/, unsigned long /*position*/) {}
+                                 unsigned long /*length*/, unsigned long /*position*/,
+                                 std::string_view /*reason*/) {}
+    /// RDD 18: the stream ends inside the raw payload of item `tag` (length field `length`,
+    /// starting at `position`); the item is kept with zeros in place of the missing bytes.
+    virtual void payloadZeroFilled(std::pair<unsigned char, unsigned char> /*tag*/,
+                                   unsigned long /*length*/, unsigned long /*position*/) {}
 
     /// ARRI: the length field at `position` starts with `marker` instead of 0x83.
     virtual void badLengthMarker(unsigned long /*position*/, unsigned char /*marker*/) {}

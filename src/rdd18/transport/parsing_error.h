@@ -1,0 +1,10 @@
+// The one exception of the parsers' inner layers.
+#pragma once
+
+namespace rdd18 {
+
+/// A broken stream or a payload its type can't hold. Carries nothing: an observer (see
+/// parse_observer.h) hears the reason before it is thrown.
+class ParsingError {};
+
+}  // namespace rdd18

@@ -1,0 +1,119 @@
+// What a C++ host holds: parsers as values with a flavour, typed reads, the faults of a parse in the
+// same pass; and what those passes may allocate.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <new>
+
+#include "frame_builder.h"
+#include "rdd18/rdd18.h"
+
+namespace {
+thread_local bool gCounting = false;
+thread_local std::size_t gAllocations = 0;
+thread_local std::size_t gBytes = 0;
+
+struct Tally {
+    Tally() { gCounting = true, gAllocations = 0, gBytes = 0; }
+    ~Tally() { gCounting = false; }
+};
+
+// Out of line, so that the compiler doesn't pair a `new` of this file with the `free` below.
+[[gnu::noinline]] void* countedAllocation(std::size_t n) {
+    if (gCounting) ++gAllocations, gBytes += n;
+    if (void* p = std::malloc(n ? n : 1)) return p;
+    throw std::bad_alloc();
+}
+[[gnu::noinline]] void release(void* p) noexcept { std::free(p); }
+}  // namespace
+
+void* operator new(std::size_t n) { return countedAllocation(n); }
+void operator delete(void* p) noexcept { release(p); }
+void operator delete(void* p, std::size_t) noexcept { release(p); }
+
+using namespace rdd18;
+using namespace rdd18::testsupport;
+
+namespace {
+
+Bytes frameOf(const Bytes& items) { return FrameBuilder().rdd18Stream(rdd18Pack(items)).bytes(); }
+
+TEST(Api, ParsersAreValuesThatOutliveTheirSource) {
+    const Bytes frame = frameOf(rdd18Item(0xE1, 0x21, text("HDR")) + rdd18Item(0x81, 0x0B, {0, 9}));
+    std::vector<RDD18Parser> parsers;
+    {
+        VLRDD18Parser made(Flavour::Varicam);
+        RDD18Parser copy = made;
+        parsers.push_back(std::move(made));
+        parsers.push_back(copy);
+    }  // the originals are gone; the parsers must not refer to them
+    for (const RDD18Parser& p : parsers) {
+        EXPECT_EQ(p.flavour(), Flavour::Varicam);
+            EXPECT_EQ(p.parseData(frame).at("VaricamClipInfoHeaderItem"), Value("HDR"));
+    }
+}
+
+TEST(Api, TypedReadsAreExactOrRefused) {
+    const Value u7(Number::unsignedInt(7)), minus1(Number::shortNumber(-1)), f(Number::floatNumber(1.5f));
+    EXPECT_EQ(u7.get<int>() + minus1.get<std::int8_t>() + f.get<double>(), 7.5);
+    EXPECT_TRUE(Value(Number::boolean(true)).get<bool>());
+    EXPECT_FALSE(Value(Number::unsignedInt(300)).tryGet<std::uint8_t>() ||
+                 minus1.tryGet<unsigned>() || f.tryGet<long>() ||
+                 Value(Number::integer(1)).tryGet<bool>());
+    EXPECT_THROW(minus1.get<unsigned>(), BadValueAccess);
+    EXPECT_EQ(Value("text").value_or(5), 5);
+    EXPECT_EQ(u7.value_or(std::string("none")), "none");
+
+    const Dictionary d{{"b", Number::integer(2)}, {"a", "x"}};
+    EXPECT_EQ(d.get<long>("b"), 2);
+    EXPECT_FALSE(d.get<long>("a") || d.get<Number>("c"));
+    // Any order of setting gives one sorted dictionary; of repeated keys the later wins.
+    EXPECT_EQ(d, Dictionary::fromEntries({{"b", Number::integer(1)}, {"a", "x"}, {"b", Number::integer(2)}}));
+    EXPECT_EQ(d.begin()->first, "a");
+}
+
+TEST(Api, ParseWithFaultsGivesTheAnswerAndWhyInOnePass) {
+    const Bytes good = frameOf(rdd18Item(0x81, 0x0B, {0, 9}));
+    const Bytes cut = frameOf({0xF0, 0x01, 0x00, 0x0A});  // its 10 payload bytes never come
+    const Bytes broken = frameOf(rdd18Item(0x81, 0x0B, {9}));
+    const VLRDD18Parser parser(Flavour::Standard);
+    for (const Bytes* frame : {&good, &cut, &broken}) {
+        const ParseResult r = parser.parseDataWithFaults(*frame);
+        EXPECT_EQ(r.answer, parser.parseData(*frame));
+        EXPECT_EQ(r.faults, explainRDD18Frame(*frame, true, 0));
+        EXPECT_EQ(r.faults.empty(), frame == &good);
+    }
+    EXPECT_EQ(parser.parseData(cut), (Dictionary{{"Unknown_0xf0_0x01", Data(Bytes(10, 0))}}));
+    EXPECT_EQ(parser.parseDataWithFaults(cut).faults.at(0),
+              "RDD 18 stream: item 0xf0 0x01 at stream position 24: the stream ends inside its 10 "
+              "bytes; the missing bytes are given as zeros");
+}
+
+TEST(Api, FaultsCostAllocationsPerFaultNotPerByte) {
+    const Bytes noFlags(1 << 20, 0x01);
+    std::vector<std::string> lines;
+    std::size_t allocations = 0;
+    {
+        Tally tally;
+        lines = explainRDD18Frame(noFlags, true, 0);
+        allocations = gAllocations;
+    }
+    EXPECT_EQ(lines.size(), 3u);  // the bad flags, the last byte, no packet
+    EXPECT_LT(allocations, 32u);
+}
+
+TEST(Api, ArriValueMemoryFollowsTheBytesPresent) {
+    // A metadata item that promises 16 MiB - 1 but carries 100 bytes.
+    Bytes item(kArriMetadataKey.begin(), kArriMetadataKey.end());
+    item = item + Bytes{0x83, 0xFF, 0xFF, 0xFF} + Bytes(100, 7);
+    const Bytes frame = FrameBuilder().arriStream(item).bytes();
+    std::size_t bytes = 0;
+    {
+        Tally tally;
+        EXPECT_TRUE(VLArriANCParser().parseData(frame).empty());
+        bytes = gBytes;
+    }
+    EXPECT_LT(bytes, 1u << 20);
+}
+
+}  // namespace
