@@ -93,6 +93,7 @@ TEST(Api, FaultsCostAllocationsPerFaultNotPerByte) {
     const Bytes noFlags(1 << 20, 0x01);
     std::vector<std::string> lines;
     std::size_t allocations = 0;
+    explainRDD18Frame({}, true, 0);  // the flavour's shared factory is built once, on first use
     {
         Tally tally;
         lines = explainRDD18Frame(noFlags, true, 0);
