@@ -185,6 +185,30 @@ std::vector<Seed> rdd18Frames() {
     seeds.push_back(
         {"truncated-last-packet",
          FrameBuilder().rdd18Stream(all).raw({0x00, 0xFF, 0xFF, 0x43, 0x05, 0x30, 0x09}).bytes()});
+    // The largest frames: 255 packets of 254 stream bytes. One holds 16,187 items (empty and
+    // unregistered, but for a last Uint16), one a CDL vector of 32,369 half floats of every
+    // sign, exponent and mantissa; a packet numbered 0 behind the first must end the stream.
+    Bytes manyItems;
+    for (int i = 0; i <= 16186; ++i) {
+        const Bytes item = i < 16186 ? rdd18Item(0xF0, static_cast<unsigned char>(i), {})
+                                     : rdd18Item(0x81, 0x0B, {0x12, 0x34});
+        manyItems.insert(manyItems.end(), item.begin(), item.end());
+    }
+    Bytes halves;
+    for (std::uint32_t i = 0; i < 32369; ++i) {
+        const Bytes half = be16(static_cast<std::uint16_t>(i * 2029u));
+        halves.insert(halves.end(), half.begin(), half.end());
+    }
+    const Bytes largest = rdd18Pack(manyItems);
+    seeds.push_back({"largest-stream", FrameBuilder().rdd18Stream(largest).bytes()});
+    seeds.push_back({"largest-stream-then-number-0", FrameBuilder()
+                                                         .rdd18Stream(largest)
+                                                         .rdd18Packet(0, Bytes(40, 0x06))
+                                                         .bytes()});
+    seeds.push_back({"largest-cdl-vector",
+                     FrameBuilder(Flags::None)
+                         .rdd18Stream(rdd18Pack(rdd18Item(0x81, 0x17, countedVector(32369, 2, halves))))
+                         .bytes()});
     // The 33-byte frame of one unregistered item (F0 01, payload AA), and the same without flag.
     const Bytes oneItem = rdd18Pack(rdd18Item(0xF0, 0x01, {0xAA}));
     seeds.push_back({"one-item", FrameBuilder().rdd18Packet(1, oneItem).bytes()});

@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
 # Builds the "fuzz" preset (clang, libFuzzer, AddressSanitizer + UndefinedBehaviorSanitizer) and
 # runs every fuzz target, one after the other, for a number of seconds each, with the dictionary,
-# the seed corpus (sample frames included) and the committed regression inputs. Fails on any crash, sanitizer
-# report, timeout or broken invariant; the input that did it is kept under
+# the generated seed corpus (sample frames and the largest legal frames included) and the
+# committed inputs (fuzz/corpus/<target>/, fuzz/regressions/<target>/). Inputs run up to the
+# largest legal frame. Fails on any crash, sanitizer report, input slower than the time budget
+# below, or broken invariant; the input that did it is kept under
 # build/fuzz/fuzz-work/artifacts/<target>/.
 #
 #   scripts/fuzz.sh [seconds per target, default 30] [target...]
@@ -29,6 +31,16 @@ else
   mapfile -t targets < "$bin/targets.txt"
 fi
 
+# The largest legal frame: 255 RDD 18 packets of 255 payload bytes, each behind a flag
+# (3 + 3 + 255 + 1 bytes): 66,810 bytes, which carry a 64,770-byte stream.
+max_len=66810
+# The time budget of one input. The slowest legal frame (the largest stream above, or a CDL
+# vector of 32,369 half floats) takes about 0.1 s in a target under the sanitizers, both flag
+# readings and the model included; an input that takes 20 times that is a finding (a timeout),
+# and one over a tenth of it is reported as slow in the log.
+timeout=2
+slow=1
+
 export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1:allocator_may_return_null=0}
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
 
@@ -39,12 +51,15 @@ for t in "${targets[@]}"; do
   [ -x "$exe" ] || { echo "no fuzz target '$t'" >&2; exit 2; }
   mkdir -p "$work/corpus/$t" "$work/artifacts/$t" "$work/logs"
   inputs=("$work/corpus/$t" "$bin/corpus/$t")
-  [ -d "fuzz/regressions/$t" ] && inputs+=("fuzz/regressions/$t")
+  for committed in fuzz/corpus fuzz/regressions; do
+    if [ -d "$committed/$t" ]; then inputs+=("$committed/$t"); fi
+  done
   log="$work/logs/$t.log"
   echo "==== fuzz_$t: ${seconds}s"
   # shellcheck disable=SC2086 # VELMORA_FUZZ_OPTIONS is a list of options
-  if "$exe" -max_total_time="$seconds" -dict=fuzz/velmora.dict -timeout=25 -rss_limit_mb=8192 \
-      -print_final_stats=1 -artifact_prefix="$work/artifacts/$t/" ${VELMORA_FUZZ_OPTIONS:-} \
+  if "$exe" -max_total_time="$seconds" -dict=fuzz/velmora.dict -max_len="$max_len" \
+      -timeout="$timeout" -report_slow_units="$slow" -rss_limit_mb=4096 -print_final_stats=1 \
+      -artifact_prefix="$work/artifacts/$t/" ${VELMORA_FUZZ_OPTIONS:-} \
       "${inputs[@]}" >"$log" 2>&1; then
     status=ok
   else
