@@ -22,7 +22,8 @@ namespace {
 enum class Keep { All, Metadata, Nothing };
 
 bool keeps(Keep keep, const unsigned char* key) {
-    return keep == Keep::All || (keep == Keep::Metadata && std::memcmp(key, model::kMetadataKey, 16) == 0);
+    return keep == Keep::All ||
+           (keep == Keep::Metadata && std::memcmp(key, model::kMetadataKey, 16) == 0);
 }
 
 struct Outcome {
@@ -54,11 +55,11 @@ Outcome parse(std::span<const unsigned char> bytes, bool flags, Keep keep) {
 
 Outcome modelOutcome(std::span<const unsigned char> bytes, bool flags, Keep keep) {
     Outcome out;
-    const auto kept = model::blobs(model::arriStream(model::walk(bytes, flags)),
-                                   [&](const model::ByteVec& key) {
-                                       out.asked.push_back(key);
-                                       return keeps(keep, key.data());
-                                   });
+    const auto kept =
+        model::blobs(model::arriStream(model::walk(bytes, flags)), [&](const model::ByteVec& key) {
+            out.asked.push_back(key);
+            return keeps(keep, key.data());
+        });
     out.failed = !kept;
     if (kept)
         for (const model::Blob& blob : *kept) out.kept.push_back(blob.value);

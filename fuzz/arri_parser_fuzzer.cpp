@@ -1,7 +1,7 @@
 // VLArriANCParser over the input read with and without flags. Invariant: the answer is the
 // model's answer for the same bytes (fuzz/model/arri_model.h): the first metadata value of the
 // model's KLV loop, translated by the model's record table when it holds 4096 bytes or more, and
-// empty otherwise.
+// empty otherwise; and its numbers convert to integers and floats without undefined behaviour.
 #include <cstddef>
 #include <cstdint>
 
@@ -17,8 +17,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     static const VLArriANCParser parser;
     const InputCopy input(data, size);
     for (const bool flags : {false, true}) {
-        VELMORA_FUZZ_CHECK(parser.parseData(input.span(), flags) ==
-                           model::answer(input.span(), flags));
+        const Dictionary answer = parser.parseData(input.span(), flags);
+        VELMORA_FUZZ_CHECK(answer == model::answer(input.span(), flags));
+        checkConversions(answer);
     }
     return 0;
 }

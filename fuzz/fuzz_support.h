@@ -1,8 +1,9 @@
 // Shared pieces of the fuzz targets: the exact-size input copy, the invariant check that aborts,
-// and packet-buffer rewriting (flags put on and taken off).
+// packet-buffer rewriting (flags put on and taken off), and the conversions of answer numbers.
 #pragma once
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -12,6 +13,7 @@
 #include <span>
 #include <vector>
 
+#include "rdd18/platform/value.h"
 #include "rdd18/transport/ancillary_packet.h"
 
 /// Aborts with a message when an invariant is broken; libFuzzer and the replay driver both treat
@@ -97,6 +99,27 @@ inline Bytes rewritePackets(const std::vector<utils::AncillaryPacket>& packets,
         appendPacket(out, p, flag);
     }
     return out;
+}
+
+/// Every number of an answer converts to the integer and float types without undefined
+/// behaviour (UndefinedBehaviorSanitizer watches the casts), truncated toward zero and
+/// saturated, NaN as 0.
+inline void checkConversions(const Value& v) {
+    if (v.isArray()) {
+        for (const Value& e : v.array()) checkConversions(e);
+    } else if (v.isDictionary()) {
+        for (const auto& entry : v.dictionary()) checkConversions(entry.second);
+    } else if (v.isNumber() && v.number().isFloating()) {
+        const double d = v.number().doubleValue();
+        const std::int64_t i = v.number().int64Value();
+        const std::uint64_t u = v.number().uint64Value();
+        (void)v.number().floatValue();
+        if (std::isnan(d)) VELMORA_FUZZ_CHECK(i == 0 && u == 0);
+        if (std::fabs(d) < 0x1p62)
+            VELMORA_FUZZ_CHECK(i == static_cast<std::int64_t>(std::trunc(d)));
+        if (d >= 0x1p64) VELMORA_FUZZ_CHECK(u == UINT64_MAX && i == INT64_MAX);
+        if (d <= -0x1p63) VELMORA_FUZZ_CHECK(u == 0 && i == INT64_MIN);
+    }
 }
 
 }  // namespace rdd18::fuzz

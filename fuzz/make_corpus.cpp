@@ -201,14 +201,12 @@ std::vector<Seed> rdd18Frames() {
     }
     const Bytes largest = rdd18Pack(manyItems);
     seeds.push_back({"largest-stream", FrameBuilder().rdd18Stream(largest).bytes()});
-    seeds.push_back({"largest-stream-then-number-0", FrameBuilder()
-                                                         .rdd18Stream(largest)
-                                                         .rdd18Packet(0, Bytes(40, 0x06))
-                                                         .bytes()});
-    seeds.push_back({"largest-cdl-vector",
-                     FrameBuilder(Flags::None)
-                         .rdd18Stream(rdd18Pack(rdd18Item(0x81, 0x17, countedVector(32369, 2, halves))))
-                         .bytes()});
+    seeds.push_back({"largest-stream-then-number-0",
+                     FrameBuilder().rdd18Stream(largest).rdd18Packet(0, Bytes(40, 0x06)).bytes()});
+    seeds.push_back({"largest-cdl-vector", FrameBuilder(Flags::None)
+                                               .rdd18Stream(rdd18Pack(rdd18Item(
+                                                   0x81, 0x17, countedVector(32369, 2, halves))))
+                                               .bytes()});
     // The 33-byte frame of one unregistered item (F0 01, payload AA), and the same without flag.
     const Bytes oneItem = rdd18Pack(rdd18Item(0xF0, 0x01, {0xAA}));
     seeds.push_back({"one-item", FrameBuilder().rdd18Packet(1, oneItem).bytes()});

@@ -53,9 +53,10 @@ inline void repairRdd18(Bytes& s, Random& rng) {
     std::size_t packEnd = 20 + std::min<std::size_t>(model::bigEndian(&s[17], 3), s.size() - 20);
     std::vector<std::size_t> items;
     std::size_t at = 20;
-    for (; at + 4 <= packEnd; ) {
+    for (; at + 4 <= packEnd;) {
         items.push_back(at);
-        const std::size_t n = std::min<std::size_t>(model::bigEndian(&s[at + 2], 2), packEnd - at - 4);
+        const std::size_t n =
+            std::min<std::size_t>(model::bigEndian(&s[at + 2], 2), packEnd - at - 4);
         putBigEndian(&s[at + 2], static_cast<std::uint32_t>(n), 2);
         at += 4 + n;
     }
@@ -63,8 +64,8 @@ inline void repairRdd18(Bytes& s, Random& rng) {
     putBigEndian(&s[17], static_cast<std::uint32_t>(at - 20), 3);
     if (!items.empty() && rng.oneIn(4)) {
         const std::size_t item = items[rng.next() % items.size()];
-        constexpr std::size_t kRows = std::size(model::kStandardRows) + std::size(model::kSonyRows) +
-                                      std::size(model::kVaricamRows);
+        constexpr std::size_t kRows = std::size(model::kStandardRows) +
+                                      std::size(model::kSonyRows) + std::size(model::kVaricamRows);
         std::size_t pick = rng.next() % kRows;
         const model::Row* row = nullptr;
         if (pick < std::size(model::kStandardRows)) {
@@ -85,7 +86,8 @@ inline Bytes repairArri(const Bytes& s) {
     Bytes out;
     std::size_t at = 0;
     while (at + 20 <= s.size()) {
-        const std::size_t n = std::min<std::size_t>(model::bigEndian(&s[at + 17], 3), s.size() - at - 20);
+        const std::size_t n =
+            std::min<std::size_t>(model::bigEndian(&s[at + 17], 3), s.size() - at - 20);
         out.insert(out.end(), s.begin() + static_cast<std::ptrdiff_t>(at),
                    s.begin() + static_cast<std::ptrdiff_t>(at + 20 + n));
         out[out.size() - n - 4] = 0x83;
@@ -100,8 +102,8 @@ inline Bytes arriItems(const model::Stream& s) {
     Bytes out;
     std::size_t at = 0;
     while (at + 20 <= s.bytes.size()) {
-        const std::size_t n = std::min<std::size_t>(model::bigEndian(&s.bytes[at + 17], 3),
-                                                    s.bytes.size() - at - 20);
+        const std::size_t n =
+            std::min<std::size_t>(model::bigEndian(&s.bytes[at + 17], 3), s.bytes.size() - at - 20);
         out.insert(out.end(), s.bytes.begin() + static_cast<std::ptrdiff_t>(at),
                    s.bytes.begin() + static_cast<std::ptrdiff_t>(at + 20 + n));
         at = s.restOfPacket(at + 20 + n);
@@ -109,8 +111,8 @@ inline Bytes arriItems(const model::Stream& s) {
     return out;
 }
 
-inline void appendPacket(Bytes& out, bool flags, Random& rng, unsigned char did,
-                         unsigned char sdid, const Bytes& payload) {
+inline void appendPacket(Bytes& out, bool flags, Random& rng, unsigned char did, unsigned char sdid,
+                         const Bytes& payload) {
     if (flags) {
         static constexpr unsigned char kFlags[2][3] = {{0x00, 0xFF, 0xFF}, {0x04, 0xFB, 0xFB}};
         const auto& f = kFlags[rng.next() & 1];
@@ -127,7 +129,10 @@ inline void maybeForeign(Bytes& out, bool flags, Random& rng, FrameKind kind) {
     const bool rdd18 = kind == FrameKind::Rdd18;
     const unsigned choice = rng.next() % 3;
     const unsigned char did = choice == 0 ? (rdd18 ? 0x44 : 0x43) : rdd18 ? 0x43 : 0x44;
-    const unsigned char sdid = choice == 0 ? (rdd18 ? 0x04 : 0x05) : choice == 1 ? 0x07 : rdd18 ? 0x05 : 0x04;
+    const unsigned char sdid = choice == 0   ? (rdd18 ? 0x04 : 0x05)
+                               : choice == 1 ? 0x07
+                               : rdd18       ? 0x05
+                                             : 0x04;
     const std::size_t size = choice == 2 ? (rdd18 ? 0 : rng.next() % 3) : rng.next() % 32;
     Bytes payload(size);
     for (auto& b : payload) b = static_cast<unsigned char>(rng.next());
@@ -142,8 +147,9 @@ inline Bytes pack(const Bytes& stream, FrameKind kind, bool flags, std::size_t c
         unsigned number = 0;
         for (std::size_t at = 0; at < stream.size() && number < 255; at += chunk) {
             Bytes payload{static_cast<unsigned char>(++number)};
-            payload.insert(payload.end(), stream.begin() + static_cast<std::ptrdiff_t>(at),
-                           stream.begin() + static_cast<std::ptrdiff_t>(std::min(at + chunk, stream.size())));
+            payload.insert(
+                payload.end(), stream.begin() + static_cast<std::ptrdiff_t>(at),
+                stream.begin() + static_cast<std::ptrdiff_t>(std::min(at + chunk, stream.size())));
             maybeForeign(out, flags, rng, kind);
             appendPacket(out, flags, rng, 0x43, 0x05, payload);
         }
@@ -223,14 +229,14 @@ std::size_t stream(std::uint8_t* data, std::size_t size, std::size_t maxSize, un
 #ifdef VELMORA_FUZZ_WITH_LIBFUZZER
 extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t maxSize);
 #define VELMORA_FUZZ_FRAME_MUTATOR(kind)                                                          \
-    extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size,         \
+    extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size,          \
                                                    std::size_t maxSize, unsigned int seed) {      \
         return ::rdd18::fuzz::mutation::frame(kind, data, size, maxSize, seed, LLVMFuzzerMutate); \
     }
-#define VELMORA_FUZZ_STREAM_MUTATOR()                                                          \
-    extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size,      \
-                                                   std::size_t maxSize, unsigned int seed) {   \
-        return ::rdd18::fuzz::mutation::stream(data, size, maxSize, seed, LLVMFuzzerMutate);   \
+#define VELMORA_FUZZ_STREAM_MUTATOR()                                                        \
+    extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size,     \
+                                                   std::size_t maxSize, unsigned int seed) { \
+        return ::rdd18::fuzz::mutation::stream(data, size, maxSize, seed, LLVMFuzzerMutate); \
     }
 #else
 #define VELMORA_FUZZ_FRAME_MUTATOR(kind)

@@ -1,8 +1,9 @@
 // The packet walk and the two packet streams. Invariants: the walk finds the packets that the
-// model's walk finds; every packet lies inside the buffer where
-// the walk says, in order and without overlap; the walk is the same through packetsFromData and
+// model's walk finds (fuzz/model/stream_model.h); every packet lies inside the buffer where the
+// walk says, in order and without overlap; the walk is the same through packetsFromData and
 // through the reader; the same packets written again with flags put on or taken off walk to the
-// same packets; and the RDD 18 and ARRI stream readers deliver exactly the stream bytes of the model's streams (accepted kinds, headers, numbering), whatever the mix of reads and skips.
+// same packets; and the RDD 18 and ARRI stream readers deliver exactly the stream bytes of the
+// model's streams (accepted kinds, headers, numbering), whatever the mix of reads and skips.
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -42,7 +43,8 @@ void checkWalk(const InputCopy& input, bool flags) {
     const auto expected = model::walk(input.span(), flags);
     VELMORA_FUZZ_CHECK(expected.size() == packets.size());
     for (std::size_t i = 0; i < packets.size(); ++i)
-        VELMORA_FUZZ_CHECK(packets[i].did == expected[i].did && packets[i].sdid == expected[i].sdid &&
+        VELMORA_FUZZ_CHECK(packets[i].did == expected[i].did &&
+                           packets[i].sdid == expected[i].sdid &&
                            packets[i].payload == expected[i].payload.data() &&
                            packets[i].payloadSize() == expected[i].payload.size());
 

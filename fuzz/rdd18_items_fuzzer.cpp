@@ -60,14 +60,14 @@ std::vector<Seen> expected(const model::Stream& stream, int flavour, bool packet
 template <class Table>
 void check(const InputCopy& input, int flavour, const ItemFactory& factory) {
     const model::Stream block{{input.data(), input.data() + input.size()}, {}};
-    VELMORA_FUZZ_CHECK(see<Table>(parseDataForItems(input.data(), input.size(), factory), factory) ==
-                       expected(block, flavour, false));
+    VELMORA_FUZZ_CHECK(see<Table>(parseDataForItems(input.data(), input.size(), factory),
+                                  factory) == expected(block, flavour, false));
     if (input.size() > 255) return;
     Bytes frame;
     model::Stream stream{block.bytes, {}};
     for (std::size_t i = 0; i < input.size(); ++i) {
-        frame.insert(frame.end(), {0x43, 0x05, 0x02, static_cast<unsigned char>(i + 1),
-                                   input.data()[i], 0x00});
+        frame.insert(frame.end(),
+                     {0x43, 0x05, 0x02, static_cast<unsigned char>(i + 1), input.data()[i], 0x00});
         stream.packetEnds.push_back(i + 1);
     }
     AncillaryDataBufferReader packets(frame.data(), frame.size(), AncillaryDataBufferWithoutFlags);

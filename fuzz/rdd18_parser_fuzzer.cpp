@@ -1,6 +1,7 @@
 // VLRDD18Parser of one flavour (VELMORA_FUZZ_FLAVOUR: 0 standard, 1 Varicam, 2 Sony), over the
-// input read with and without flags. Invariant: the answer is the model's answer for the same
-// bytes (fuzz/model/rdd18_model.h), keys, value kinds and values, bit for bit.
+// input read with and without flags. Invariants: the answer is the model's answer for the same
+// bytes (fuzz/model/rdd18_model.h), keys, value kinds and values, bit for bit; and its numbers
+// convert to integers and floats without undefined behaviour (checkConversions).
 #include <cstddef>
 #include <cstdint>
 
@@ -30,8 +31,9 @@ const VLRDD18Parser& parser() {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const InputCopy input(data, size);
     for (const bool flags : {false, true}) {
-        VELMORA_FUZZ_CHECK(parser().parseData(input.span(), flags) ==
-                           model::answer(input.span(), flags, kFlavour));
+        const Dictionary answer = parser().parseData(input.span(), flags);
+        VELMORA_FUZZ_CHECK(answer == model::answer(input.span(), flags, kFlavour));
+        checkConversions(answer);
     }
     return 0;
 }

@@ -7,7 +7,7 @@
 # below, or broken invariant; the input that did it is kept under
 # build/fuzz/fuzz-work/artifacts/<target>/.
 #
-#   scripts/fuzz.sh [seconds per target, default 30] [target...]
+#   scripts/fuzz.sh [seconds per target, default 20] [target...]
 #   scripts/fuzz.sh 600                  # the longer run
 #   scripts/fuzz.sh 60 rdd18_sony        # one target
 #
@@ -16,12 +16,12 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-seconds=${1:-30}
+seconds=${1:-20}
 [ $# -gt 0 ] && shift
 case $seconds in '' | *[!0-9]*) echo "usage: $0 [seconds] [target...]" >&2; exit 2 ;; esac
 
 cmake --preset fuzz >/dev/null
-cmake --build --preset fuzz -j 2
+cmake --build --preset fuzz --target velmora_fuzzers -j "${VELMORA_FUZZ_JOBS:-2}"
 
 bin=build/fuzz/fuzz
 work=build/fuzz/fuzz-work

@@ -16,7 +16,21 @@
 
 namespace rdd18::fuzz::model {
 
-enum class Type { U16, Byte, I16, U32, Bool, LensFloat, Text, Label, Ratio, Ratios, Halves, Raw, Clip };
+enum class Type {
+    U16,
+    Byte,
+    I16,
+    U32,
+    Bool,
+    LensFloat,
+    Text,
+    Label,
+    Ratio,
+    Ratios,
+    Halves,
+    Raw,
+    Clip
+};
 
 struct Row {
     unsigned char first, second;
@@ -130,28 +144,45 @@ inline Value ratio(const unsigned char* p) {
 /// Bytes a fixed-size payload type takes (0 for the variable ones).
 inline std::size_t fixedSize(Type t) {
     switch (t) {
-        case Type::U16: case Type::I16: case Type::LensFloat: case Type::Label: return 2;
-        case Type::Byte: case Type::Bool: return 1;
-        case Type::U32: return 4;
-        case Type::Ratio: return 8;
-        case Type::Clip: return 7;
-        default: return 0;
+        case Type::U16:
+        case Type::I16:
+        case Type::LensFloat:
+        case Type::Label:
+            return 2;
+        case Type::Byte:
+        case Type::Bool:
+            return 1;
+        case Type::U32:
+            return 4;
+        case Type::Ratio:
+            return 8;
+        case Type::Clip:
+            return 7;
+        default:
+            return 0;
     }
 }
 
 /// The value of a fixed-size payload of `t` from its first bytes.
 inline Value fixedValue(Type t, const unsigned char* p) {
     switch (t) {
-        case Type::U16: return Number::integer(bigEndian(p, 2));
-        case Type::I16: return Number::shortNumber(static_cast<std::int16_t>(bigEndian(p, 2)));
-        case Type::Byte: return Number::integer(p[0]);
-        case Type::Bool: return Number::boolean(p[0] == 1);
-        case Type::U32: return Number::unsignedInt(bigEndian(p, 4));
-        case Type::LensFloat: return Number::doubleNumber(lensFloat(p));
+        case Type::U16:
+            return Number::integer(bigEndian(p, 2));
+        case Type::I16:
+            return Number::shortNumber(static_cast<std::int16_t>(bigEndian(p, 2)));
+        case Type::Byte:
+            return Number::integer(p[0]);
+        case Type::Bool:
+            return Number::boolean(p[0] == 1);
+        case Type::U32:
+            return Number::unsignedInt(bigEndian(p, 4));
+        case Type::LensFloat:
+            return Number::doubleNumber(lensFloat(p));
         case Type::Label:
             return Dictionary{{"value0", Number::unsignedChar(p[0])},
                               {"value1", Number::unsignedChar(p[1])}};
-        case Type::Ratio: return ratio(p);
+        case Type::Ratio:
+            return ratio(p);
         default: {  // Clip
             const char* style = p[6] == 0 ? "P2" : p[6] == 1 ? "CINE" : "UNKNOWN";
             return Dictionary{{"clipNameValid", Number::unsignedChar(p[0])},
@@ -181,8 +212,8 @@ inline std::optional<std::vector<ModelItem>> items(const Stream& s, int flavour,
     std::size_t pos = 0;
     while (pos < size) {
         if (size - pos < 16) return std::nullopt;
-        const bool isKey = b[pos] == 0x06 && b[pos + 1] == 0x0E && b[pos + 2] == 0x2B &&
-                           b[pos + 3] == 0x34;
+        const bool isKey =
+            b[pos] == 0x06 && b[pos + 1] == 0x0E && b[pos + 2] == 0x2B && b[pos + 3] == 0x34;
         pos += 16;
         if (!isKey) {
             if (packetStream) pos = s.restOfPacket(pos);
@@ -221,7 +252,8 @@ inline std::optional<std::vector<ModelItem>> items(const Stream& s, int flavour,
             }
             if (left < n) return std::nullopt;
             if (type == Type::Text) {
-                out.push_back({t1, t2, row, latin1(p, static_cast<std::size_t>(std::find(p, p + n, 0) - p))});
+                out.push_back(
+                    {t1, t2, row, latin1(p, static_cast<std::size_t>(std::find(p, p + n, 0) - p))});
             } else {  // counted vectors: count, element size, elements filling the payload
                 const std::size_t element = type == Type::Ratios ? 8 : 2;
                 if (n < 8 || bigEndian(p + 4, 4) != element ||
