@@ -137,8 +137,7 @@ std::vector<Seed> rdd18Streams() {
         {"short-uint16", rdd18Pack(rdd18Item(0x81, 0x0B, {1}))},
         {"bad-counted-vector", rdd18Pack(rdd18Item(0x81, 0x17, countedVector(3, 2, Bytes(7, 0))))},
         {"counted-vector-element-size-4",
-         rdd18Pack(rdd18Item(0x81, 0x17, countedVector(2, 4, Bytes(4, 1))) +
-                   rdd18Item(0x81, 0x18, countedVector(4, 4, Bytes(32, 1))))},
+         rdd18Pack(rdd18Item(0x81, 0x17, countedVector(2, 4, Bytes(4, 1))))},
         {"varicam-short-extended", rdd18Pack(rdd18Item(0xE1, 0x22, Bytes(6, 1)))},
         {"byte-vector-cut-short", rdd18Pack(rdd18ItemWithLength(0xE2, 0x02, 1000, Bytes(10, 3)))},
         {"padding-behind-pack", rdd18Pack(unknown) + Bytes(12, 0)},
