@@ -6,6 +6,7 @@
 // (*.anc) of the samples directory, when given, to every target that reads frames. The RDD 18 seeds
 // hold an item of every row of the three flavour tables, with payloads made from each row's payload
 // type, so a new row is seeded without a change here.
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
@@ -43,7 +44,7 @@ Bytes samplePayload<Int16>(unsigned n) {
 }
 template <>
 Bytes samplePayload<Uint32>(unsigned n) {
-    return be32(0x00010000u + n);
+    return be32(0x80010000u + n);
 }
 template <>
 Bytes samplePayload<unsigned char>(unsigned n) {
@@ -119,6 +120,8 @@ std::vector<Seed> rdd18Streams() {
                           rdd18Item(0x81, 0x19, Bytes(300, 0x5A));
     auto otherKey = rdd18PackKey();
     otherKey[3] = 0x35;
+    Bytes lengthAbove16Bits = rdd18Pack(unknown);
+    lengthAbove16Bits[17] = 0x01;  // the items end 64 KiB before the pack does
     return {
         {"standard-items", rdd18Pack(standard)},
         {"sony-items", rdd18Pack(sony)},
@@ -133,9 +136,12 @@ std::vector<Seed> rdd18Streams() {
         {"long-uint16", rdd18Pack(rdd18Item(0x81, 0x0B, {1, 2, 3, 4, 5, 6}) + unknown)},
         {"short-uint16", rdd18Pack(rdd18Item(0x81, 0x0B, {1}))},
         {"bad-counted-vector", rdd18Pack(rdd18Item(0x81, 0x17, countedVector(3, 2, Bytes(7, 0))))},
+        {"counted-vector-element-size-4",
+         rdd18Pack(rdd18Item(0x81, 0x17, countedVector(2, 4, Bytes(4, 1))))},
         {"varicam-short-extended", rdd18Pack(rdd18Item(0xE1, 0x22, Bytes(6, 1)))},
         {"byte-vector-cut-short", rdd18Pack(rdd18ItemWithLength(0xE2, 0x02, 1000, Bytes(10, 3)))},
         {"padding-behind-pack", rdd18Pack(unknown) + Bytes(12, 0)},
+        {"pack-length-above-16-bits", lengthAbove16Bits},
     };
 }
 
@@ -158,6 +164,7 @@ std::vector<Seed> rdd18Frames() {
                                          .rdd18Stream(Bytes(all.begin(), all.begin() + 100))
                                          .packet(0x44, 0x04, {1, 1, 0, 9})
                                          .packet(0x43, 0x05, {})
+                                         .packet(0x43, 0x06, {2, 9, 9})
                                          .rdd18Stream(Bytes(all.begin() + 100, all.end()))
                                          .bytes()});
     seeds.push_back(
@@ -168,6 +175,24 @@ std::vector<Seed> rdd18Frames() {
                                                 .raw({0x12, 0x34, 0x56})
                                                 .rdd18Stream(Bytes(all.begin() + 60, all.end()))
                                                 .bytes()});
+    // Four bytes of rubbish put the flag walk out of step: the rest is lost. A mixed flag
+    // (00 FB FB) is no flag; a last packet without its checksum byte is no packet.
+    seeds.push_back({"all-four-bytes-rubbish-between",
+                     FrameBuilder()
+                         .rdd18Stream(Bytes(all.begin(), all.begin() + 60))
+                         .raw({0x12, 0x34, 0x56, 0x78})
+                         .rdd18Stream(Bytes(all.begin() + 60, all.end()))
+                         .bytes()});
+    seeds.push_back({"mixed-flag-packet-first",
+                     FrameBuilder()
+                         .raw({0x00, 0xFB, 0xFB, 0x43, 0x05, 0x02, 0x01, 0x06, 0x00})
+                         .rdd18Stream(all)
+                         .bytes()});
+    seeds.push_back({"last-packet-without-checksum",
+                     FrameBuilder()
+                         .rdd18Stream(all)
+                         .raw({0x00, 0xFF, 0xFF, 0x43, 0x05, 0x02, 0x7F, 0x06})
+                         .bytes()});
     seeds.push_back(
         {"sequence-break", FrameBuilder()
                                .rdd18Packet(1, Bytes(all.begin(), all.begin() + 50))
@@ -185,6 +210,28 @@ std::vector<Seed> rdd18Frames() {
     seeds.push_back(
         {"truncated-last-packet",
          FrameBuilder().rdd18Stream(all).raw({0x00, 0xFF, 0xFF, 0x43, 0x05, 0x30, 0x09}).bytes()});
+    // The largest frames: 255 packets of 254 stream bytes. One holds 16,187 items (empty and
+    // unregistered, but for a last Uint16), one a CDL vector of 32,369 half floats of every
+    // sign, exponent and mantissa; a packet numbered 0 behind the first must end the stream.
+    Bytes manyItems;
+    for (int i = 0; i <= 16186; ++i) {
+        const Bytes item = i < 16186 ? rdd18Item(0xF0, static_cast<unsigned char>(i), {})
+                                     : rdd18Item(0x81, 0x0B, {0x12, 0x34});
+        manyItems.insert(manyItems.end(), item.begin(), item.end());
+    }
+    Bytes halves;
+    for (std::uint32_t i = 0; i < 32369; ++i) {
+        const Bytes half = be16(static_cast<std::uint16_t>(i * 2029u));
+        halves.insert(halves.end(), half.begin(), half.end());
+    }
+    const Bytes largest = rdd18Pack(manyItems);
+    seeds.push_back({"largest-stream", FrameBuilder().rdd18Stream(largest).bytes()});
+    seeds.push_back({"largest-stream-then-number-0",
+                     FrameBuilder().rdd18Stream(largest).rdd18Packet(0, Bytes(10, 0x06)).bytes()});
+    seeds.push_back({"largest-cdl-vector", FrameBuilder(Flags::None)
+                                               .rdd18Stream(rdd18Pack(rdd18Item(
+                                                   0x81, 0x17, countedVector(32369, 2, halves))))
+                                               .bytes()});
     // The 33-byte frame of one unregistered item (F0 01, payload AA), and the same without flag.
     const Bytes oneItem = rdd18Pack(rdd18Item(0xF0, 0x01, {0xAA}));
     seeds.push_back({"one-item", FrameBuilder().rdd18Packet(1, oneItem).bytes()});
@@ -238,6 +285,17 @@ std::vector<Seed> arriFrames() {
     const Bytes header = arriHeader();
     const Bytes metadata = arriItem(kArriMetadataKey, header);
     const Bytes lut = arriItem(kArriLUTKey, Bytes(600, 0x3C));
+    // A packet of the header alone (number 2) takes its place in the numbering.
+    FrameBuilder headerOnly;
+    std::uint16_t number = 0;
+    for (std::size_t at = 0; at < metadata.size(); at += 252) {
+        const auto end = std::min(at + 252, metadata.size());
+        headerOnly.arriPacket(1, ++number,
+                              Bytes(metadata.begin() + static_cast<std::ptrdiff_t>(at),
+                                    metadata.begin() + static_cast<std::ptrdiff_t>(end)));
+        if (number == 1) headerOnly.arriPacket(1, ++number, {});
+    }
+    const Bytes withHeaderOnlyPacket = headerOnly.bytes();
     return {
         {"metadata", FrameBuilder().arriStream(metadata).bytes()},
         {"metadata-no-flags", FrameBuilder(Flags::None).arriStream(metadata).bytes()},
@@ -269,6 +327,12 @@ std::vector<Seed> arriFrames() {
              .arriPacket(1, 1, Bytes(metadata.begin(), metadata.begin() + 252))
              .arriPacket(1, 1, Bytes(metadata.begin() + 252, metadata.begin() + 504))
              .bytes()},
+        {"lut-ending-one-byte-into-a-packet",
+         FrameBuilder()
+             .arriStream(arriItem(kArriLUTKey, Bytes(233, 0x3C)))
+             .arriStream(metadata)
+             .bytes()},
+        {"header-only-packet-inside-metadata", withHeaderOnlyPacket},
         {"two-items-one-packet",
          FrameBuilder()
              .arriPacket(1, 1, arriItem(kArriLUTKey, {1}) + arriItem(kArriMetadataKey, {2}))

@@ -1,13 +1,15 @@
-// The packet walk and the two packet streams. Invariants: every packet lies inside the buffer where
-// the walk says, in order and without overlap; the walk is the same through packetsFromData and
+// The packet walk and the two packet streams. Invariants: the walk finds the packets that the
+// model's walk finds (fuzz/model/stream_model.h); every packet lies inside the buffer where the
+// walk says, in order and without overlap; the walk is the same through packetsFromData and
 // through the reader; the same packets written again with flags put on or taken off walk to the
-// same packets; and the RDD 18 and ARRI stream readers deliver exactly the stream bytes that the
-// packet rules define (accepted kinds, headers, numbering), whatever the mix of reads and skips.
+// same packets; and the RDD 18 and ARRI stream readers deliver exactly the stream bytes of the
+// model's streams (accepted kinds, headers, numbering), whatever the mix of reads and skips.
 #include <cstddef>
 #include <cstdint>
 #include <vector>
 
 #include "fuzz_support.h"
+#include "model/stream_model.h"
 #include "rdd18/arri/arri_stream_reader.h"
 #include "rdd18/transport/ancillary_packet.h"
 #include "rdd18/transport/rdd18_stream_reader.h"
@@ -36,6 +38,15 @@ void checkWalk(const InputCopy& input, bool flags) {
     const unsigned char* base = input.data();
     const std::size_t size = input.size();
     const Packets packets = packetsFromData(base, size, flagsValue(flags));
+
+    // The model's walk finds the same packets at the same places.
+    const auto expected = model::walk(input.span(), flags);
+    VELMORA_FUZZ_CHECK(expected.size() == packets.size());
+    for (std::size_t i = 0; i < packets.size(); ++i)
+        VELMORA_FUZZ_CHECK(packets[i].did == expected[i].did &&
+                           packets[i].sdid == expected[i].sdid &&
+                           packets[i].payload == expected[i].payload.data() &&
+                           packets[i].payloadSize() == expected[i].payload.size());
 
     // The reader walks the same packets; each call moves the cursor, and the walk ends at the end.
     AncillaryDataBufferReader reader(base, size, flagsValue(flags));
@@ -85,33 +96,6 @@ void checkWalk(const InputCopy& input, bool flags) {
     VELMORA_FUZZ_CHECK(walkIsExact(again, rewritten.size(), !flags));
 }
 
-/// The stream bytes of the packets, by the rules of the two packet kinds: the packets of the kind,
-/// with a payload of at least the header, numbered from 1 on without a gap (an ARRI stream id
-/// change restarts the numbering), up to the first packet whose number doesn't follow.
-Bytes expectedStream(const Packets& packets, bool arri) {
-    Bytes out;
-    std::uint32_t last = 0;
-    unsigned char streamId = 0;
-    for (const auto& p : packets) {
-        const std::size_t header = arri ? 3 : 1;
-        if (p.did != (arri ? 0x44 : 0x43) || p.sdid != (arri ? 0x04 : 0x05) ||
-            p.payloadSize() < header)
-            continue;
-        std::uint32_t number = p.payload[0];
-        if (arri) {
-            if (p.payload[0] != streamId) {
-                streamId = p.payload[0];
-                last = 0;
-            }
-            number = p.payload[1] | (std::uint32_t{p.payload[2]} << 8);
-        }
-        if (number != last + 1) break;
-        last = number;
-        out.insert(out.end(), p.payload + header, p.payload + p.payloadSize());
-    }
-    return out;
-}
-
 /// Reads and skips through `stream` in steps that `ops` chooses, and compares every byte, count
 /// and position with the expected stream bytes. A read that comes up short delivers what is left
 /// and leaves the position; a skip passes what is left and moves the position by that.
@@ -144,16 +128,16 @@ void checkStream(utils::Reader& stream, const Bytes& expected, const InputCopy& 
 }
 
 void checkStreams(const InputCopy& input, bool flags) {
-    const Packets packets = packetsFromData(input.data(), input.size(), flagsValue(flags));
+    const auto packets = model::walk(input.span(), flags);
     {
         AncillaryDataBufferReader source(input.data(), input.size(), flagsValue(flags));
         RDD18AncillaryDataStreamReader stream(source);
-        checkStream(stream, expectedStream(packets, false), input);
+        checkStream(stream, model::rdd18Stream(packets).bytes, input);
     }
     {
         AncillaryDataBufferReader source(input.data(), input.size(), flagsValue(flags));
         arri::ArriAncillaryDataStreamReader stream(source);
-        checkStream(stream, expectedStream(packets, true), input);
+        checkStream(stream, model::arriStream(packets).bytes, input);
     }
 }
 

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
+#include <limits>
+#include <numeric>
 #include <stdexcept>
 
 namespace rdd18 {
@@ -58,18 +61,37 @@ bool Number::isFloating() const noexcept {
 }
 
 std::int64_t Number::int64Value() const noexcept {
-    if (isFloating()) return static_cast<std::int64_t>(doubleValue());
-    return static_cast<std::int64_t>(bits_);
+    if (!isFloating()) return static_cast<std::int64_t>(bits_);
+    // Truncated toward zero; a cast alone is undefined for NaN and for values out of range.
+    const double v = doubleValue();
+    if (std::isnan(v)) return 0;
+    if (v <= -0x1p63) return std::numeric_limits<std::int64_t>::min();
+    if (v >= 0x1p63) return std::numeric_limits<std::int64_t>::max();
+    return static_cast<std::int64_t>(v);
 }
 
 std::uint64_t Number::uint64Value() const noexcept {
-    if (isFloating()) return static_cast<std::uint64_t>(doubleValue());
-    return bits_;  // signed kinds convert modulo 2^64, like a cast
+    if (!isFloating()) return bits_;  // signed kinds convert modulo 2^64, like a cast
+    const double v = doubleValue();
+    if (std::isnan(v) || v <= 0.0) return 0;
+    if (v >= 0x1p64) return std::numeric_limits<std::uint64_t>::max();
+    return static_cast<std::uint64_t>(v);
 }
 
 float Number::floatValue() const noexcept {
     if (kind_ == NumberKind::Float) return std::bit_cast<float>(static_cast<std::uint32_t>(bits_));
-    return static_cast<float>(doubleValue());
+    const double v = doubleValue();
+    // Beyond the largest float a double rounds to infinity, as IEEE narrowing does.
+    constexpr double kFloatMax = std::numeric_limits<float>::max();
+    if (v > kFloatMax || v < -kFloatMax) {
+        // The largest float stays itself when it only rounds down to it.
+        const double halfUlp = 0x1p103;  // half the spacing of floats at the top of their range
+        if (std::fabs(v) < kFloatMax + halfUlp) return v > 0 ? std::numeric_limits<float>::max()
+                                                             : -std::numeric_limits<float>::max();
+        return v > 0 ? std::numeric_limits<float>::infinity()
+                     : -std::numeric_limits<float>::infinity();
+    }
+    return static_cast<float>(v);
 }
 
 double Number::doubleValue() const noexcept {

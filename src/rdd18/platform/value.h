@@ -67,12 +67,17 @@ class Number {
     bool isUnsigned() const noexcept;  ///< UnsignedChar .. UnsignedLong
     bool isFloating() const noexcept;  ///< Float, Double
 
-    /// Exact value of a signed kind (also of Bool: 0 or 1). Unsigned and floating kinds convert
-    /// as a C++ cast would; ask `kind()` first when exactness matters.
+    /// Exact value of a signed kind (also of Bool: 0 or 1); an unsigned kind converts modulo
+    /// 2^64. A floating kind is truncated toward zero and saturates: NaN gives 0, values beyond
+    /// the range (infinities included) give the smallest or largest int64. Defined for every
+    /// number; ask `kind()` first when exactness matters.
     std::int64_t int64Value() const noexcept;
-    /// Exact value of an unsigned kind (also of Bool).
+    /// Exact value of an unsigned kind (also of Bool); a signed kind converts modulo 2^64. A
+    /// floating kind is truncated toward zero and saturates: NaN and every negative value give 0,
+    /// values of 2^64 and above (infinity included) give the largest uint64.
     std::uint64_t uint64Value() const noexcept;
-    /// The float of a Float number, exactly; other kinds convert.
+    /// The float of a Float number, exactly; other kinds round to nearest. A double beyond the
+    /// float range gives the infinity of its sign (IEEE narrowing), NaN stays NaN.
     float floatValue() const noexcept;
     /// The double of a Double number, exactly; a Float widens exactly; integers convert.
     double doubleValue() const noexcept;
