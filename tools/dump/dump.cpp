@@ -2,10 +2,11 @@
 
 #include <CLI/CLI.hpp>
 #include <map>
+#include <unistd.h>
 
-#include "dump/input.h"
-#include "dump/report.h"
-#include "dump/writers.h"
+#include <iostream>
+
+#include "dump/batch.h"
 
 namespace rdd18::dump {
 
@@ -65,7 +66,14 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
     const std::map<std::string, Format> formats{{"json", Format::Json},
                                                 {"jsonl", Format::JsonLines},
                                                 {"plist", Format::Plist},
-                                                {"table", Format::Table}};
+                                                {"table", Format::Table},
+                                                {"csv", Format::Csv}};
+    std::string inputForm = "auto";
+    std::string frames;
+    const std::map<std::string, InputForm> inputForms{{"auto", InputForm::Auto},
+                                                      {"packets", InputForm::Packets},
+                                                      {"st436m", InputForm::St436m},
+                                                      {"clip", InputForm::Clip}};
 
     app.add_option("files", files,
                    "Frames to decode, one packet buffer per file; none or \"-\" reads standard "
@@ -92,9 +100,21 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
     app.add_flag("--explain", report.explain,
                  "Add the faults that made a parser drop data (bad flags, sequence breaks, "
                  "truncated packs, rejected payloads), one line each");
+    app.add_option("--input", inputForm,
+                   "What each input holds: packets (one frame's packet buffer), st436m (ST 436M "
+                   "ANC elements back to back, one per frame, as an MXF track's raw values), clip "
+                   "(an MXF file with an ST 436M ANC track; needs libavformat) or auto (clip for "
+                   "names ending in .mxf, else packets)")
+        ->transform(CLI::IsMember(inputForms, CLI::ignore_case))
+        ->default_str("auto");
+    app.add_option("--frames", frames,
+                   "Frames of clips and element runs to report: A:B (A to B-1), A:, :B or A; "
+                   "frames count from 0")
+        ->type_name("A:B");
     app.add_option("-f,--format", format,
                    "Output format: json (pretty), jsonl (one frame a line), plist (XML property "
-                   "list) or table (aligned, for people)")
+                   "list), table (aligned, for people) or csv (one row per frame, one column per "
+                   "key)")
         ->transform(CLI::IsMember(formats, CLI::ignore_case))
         ->default_str("json");
     app.add_flag("--types", write.types,
@@ -124,21 +144,18 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
     report.arri = parser != "rdd18";
     if (files.empty()) files.push_back("-");
 
-    // Read everything first, so that a bad input leaves no half-written output.
-    std::vector<Input> inputs;
-    try {
-        for (const auto& name : files) inputs.push_back(readInput(name, hex, in));
-    } catch (const InputError& e) {
-        err << kProgram << ": " << e.what() << '\n';
-        return kExitBadInput;
+    BatchOptions batch{inputForms.at(inputForm), hex, {}, write, nullptr};
+    if (!frames.empty()) {
+        const auto range = parseFrameRange(frames);
+        if (!range) {
+            err << kProgram << ": --frames: " << frames
+                << " is not A:B, A:, :B or A (frame numbers from 0, B not below A)\n";
+            return kExitBadArguments;
+        }
+        batch.frames = *range;
     }
-
-    const Reporter reporter(report);
-    std::vector<FrameReport> reports;
-    reports.reserve(inputs.size());
-    for (const auto& input : inputs) reports.push_back(reporter.report(input.name, input.bytes));
-    writeReports(out, reports, write);
-    return kExitOk;
+    if (&err == &std::cerr && isatty(STDERR_FILENO)) batch.progress = &err;
+    return decodeBatch(files, batch, Reporter(report), in, out, err);
 }
 
 }  // namespace rdd18::dump

@@ -25,13 +25,17 @@ std::uint8_t senderChecksum(const utils::AncillaryPacket& p) {
 
 }  // namespace
 
-Array packetWalk(std::span<const unsigned char> bytes, bool flags) {
-    const auto packets =
-        packetsFromData(bytes.data(), bytes.size(),
-                        flags ? AncillaryDataBufferWithFlags : AncillaryDataBufferWithoutFlags);
-    Array out;
-    out.reserve(packets.size());
-    for (const auto& p : packets) {
+void walkPackets(std::span<const unsigned char> bytes, bool flags,
+                 std::span<const host::St436mPacket> origins,
+                 const std::function<void(const Value&)>& visit) {
+    AncillaryDataBufferReader reader(
+        bytes.data(), bytes.size(),
+        flags ? AncillaryDataBufferWithFlags : AncillaryDataBufferWithoutFlags);
+    std::size_t index = 0;
+    while (reader.hasNextPacket()) {
+        const auto found = reader.readNextPacket();
+        if (!found) continue;
+        const auto& p = *found;
         const bool rdd18 = p.did == kRdd18Did && p.sdid == kRdd18Sdid;
         const bool arri = p.did == kArriDid && p.sdid == kArriSdid;
         Dictionary d;
@@ -48,9 +52,14 @@ Array packetWalk(std::span<const unsigned char> bytes, bool flags) {
             d.set("stream", Number::integer(p.payload[0]));
             d.set("sequence", Number::integer(p.payload[1] | p.payload[2] << 8));
         }
-        out.emplace_back(std::move(d));
+        if (index < origins.size()) {
+            d.set("line", Number::integer(origins[index].line));
+            d.set("wrapping", byteText(origins[index].wrapping));
+            d.set("coding", Number::integer(origins[index].coding));
+        }
+        ++index;
+        visit(Value(std::move(d)));
     }
-    return out;
 }
 
 }  // namespace rdd18::dump

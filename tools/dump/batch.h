@@ -1,0 +1,40 @@
+// Decoding a batch of inputs: each frame is reported and written as soon as it is decoded, and
+// an input that fails doesn't stop the others.
+#pragma once
+
+#include <istream>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "dump/clip_input.h"
+#include "dump/report.h"
+#include "dump/writers.h"
+
+namespace rdd18::dump {
+
+/// What an input holds.
+enum class InputForm {
+    Auto,     ///< a clip when the name ends in .mxf, else a packet buffer
+    Packets,  ///< one frame's packet buffer
+    St436m,   ///< ST 436M ANC elements back to back, one per frame
+    Clip,     ///< a clip (MXF) with an ST 436M ANC track
+};
+
+struct BatchOptions {
+    InputForm form = InputForm::Auto;
+    bool hex = false;     ///< packet buffers and element runs are hexadecimal text
+    FrameRange frames;    ///< the frames of clips and element runs to report
+    WriteOptions write;
+    std::ostream* progress = nullptr;  ///< where long clips keep a progress line, if anywhere
+};
+
+/// Decodes `files` in order and writes their frames to `out` as they come. An input that can't
+/// be read gets one line on `err` ("velmora-dump: <name>: <reason>"); the frames it gave before
+/// the fault stay written, and the next input is decoded. CSV needs its columns first, so it
+/// reads every input twice (standard input is held in memory for that). Returns 0 when every
+/// input was read, 1 when one or more failed. Nothing is written when every input failed.
+int decodeBatch(const std::vector<std::string>& files, const BatchOptions& options,
+                const Reporter& reporter, std::istream& in, std::ostream& out, std::ostream& err);
+
+}  // namespace rdd18::dump
