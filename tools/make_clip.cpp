@@ -78,6 +78,7 @@ void makeClip(const char* videoPath, const char* outPath, const std::vector<std:
     if (const auto* tc = av_dict_get(in->metadata, "timecode", nullptr, 0)) {
         av_dict_set(&out->metadata, "timecode", tc->value, 0);
     }
+    out->flags |= AVFMT_FLAG_BITEXACT;  // no random identifiers or dates: the same clip each time
     check(avio_open(&out->pb, outPath, AVIO_FLAG_WRITE), outPath);
     check(avformat_write_header(out.get(), nullptr), outPath);
 
