@@ -26,6 +26,8 @@ constexpr const char* kFooter = R"(Examples:
   velmora-dump --parser arri --packets -f table frame.anc
   xclip -o | velmora-dump --hex --explain      hex text copied from an analyser
   velmora-dump -f jsonl captures/*.anc | jq .rdd18.CameraISOSensitivityItem
+  velmora-dump -f jsonl clip.mxf               one line per frame of a clip's ST 436M ANC track
+  velmora-dump -f csv --frames 0:250 clip.mxf  the first 250 frames as a spreadsheet
 
 Output: one report per input, in input order, with "file" (the name as given, "-" for
 standard input) and one entry per section: "rdd18" and "arri" (each parser's answer; an
@@ -40,8 +42,9 @@ two lower-case hexadecimal digits per byte. With --types each number becomes
 {"$kind": "<kind>", "$value": <number>}. In the plist, data is base64 and the reals without
 digits are nan, +infinity and -infinity. The table shows data as <hex> and quotes strings.
 
-Exit status: 0 when every input was read (whatever the parsers found in it), 1 when an input
-can't be read or isn't hexadecimal text under --hex, 2 for a bad command line.
+Frames are written as they are decoded. Exit status: 0 when every input was read (whatever
+the parsers found in it), 1 when an input can't be read (its error line is written and the
+other inputs are still decoded), 2 for a bad command line.
 More in docs/cli.md.
 )";
 
