@@ -6,7 +6,9 @@ packages=(cmake ninja-build g++ clang libclang-rt-14-dev libgtest-dev libgmock-d
           libbenchmark-dev nlohmann-json3-dev libcli11-dev pkg-config valgrind
           pybind11-dev python3-dev python3-pytest
           libgstreamer-plugins-base1.0-dev
-          g++-aarch64-linux-gnu g++-s390x-linux-gnu qemu-user googletest)
+          g++-aarch64-linux-gnu g++-s390x-linux-gnu qemu-user googletest
+          libbenchmark-dev nlohmann-json3-dev libcli11-dev pkg-config valgrind ffmpeg
+          libavformat-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -78,7 +78,7 @@ TEST(ToolCommandLine, BadArgumentsAndUnreadableFiles) {
         int status;
         const char* errorStart;
     } cases[] = {
-        {{"--format", "xml"}, 2, "velmora-dump: --format: xml not in {json,jsonl,plist,table}"},
+        {{"--format", "xml"}, 2, "velmora-dump: --format: xml not in {csv,json,jsonl,plist,table}"},
         {{"--flavour", "nikon"}, 2, "velmora-dump: --flavour: nikon not in"},
         {{"--parser", "all"}, 2, "velmora-dump: --parser: all not in"},
         {{"--bogus"}, 2, "velmora-dump: The following argument was not expected: --bogus"},
@@ -173,20 +173,23 @@ TEST(ToolCommandLine, SeveralFilesInOrderOrNone) {
     const auto dir = std::filesystem::temp_directory_path();
     const auto a = (dir / "velmora_tool_a.anc").string();
     const auto b = (dir / "velmora_tool_b.hex").string();
-    std::ofstream(a, std::ios::binary) << asText(rdd18::dump::parseHexText(kOneItemHex, "a"));
+    std::ofstream(a) << kOneItemHex;
     std::ofstream(b) << "4x # not hex\n";
-    const Result r = runTool({"-f", "jsonl", a, a});
-    EXPECT_EQ(r.out, "{\"file\":\"" + a +
-                         "\",\"rdd18\":{\"Unknown_0xf0_0x01\":{\"$data\":\"aa\"}},"
-                         "\"arri\":{}}\n" +
-                         "{\"file\":\"" + a +
-                         "\",\"rdd18\":{\"Unknown_0xf0_0x01\":"
-                         "{\"$data\":\"aa\"}},\"arri\":{}}\n");
-    // A bad input anywhere leaves no output at all.
+    // A bad input gets its error line; the inputs around it are still decoded.
+    auto line = [](const std::string& name) {
+        return "{\"file\":\"" + name +
+               "\",\"rdd18\":{\"Unknown_0xf0_0x01\":{\"$data\":\"aa\"}},\"arri\":{}}\n";
+    };
+    const Result r = runTool({"-f", "jsonl", "--hex", b, a, b, "--input", "packets", "-"},
+                             kOneItemHex);
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.out, line(a) + line("-"));
+    const std::string badLine = "velmora-dump: " + b + ":1:2: 'x' is not a hexadecimal digit\n";
+    EXPECT_EQ(r.err, badLine + badLine);
+    // When every input fails, nothing is written.
     const Result bad = runTool({"--hex", b, b});
     EXPECT_EQ(bad.status, 1);
     EXPECT_EQ(bad.out, "");
-    EXPECT_EQ(bad.err, "velmora-dump: " + b + ":1:2: 'x' is not a hexadecimal digit\n");
     std::filesystem::remove(a);
     std::filesystem::remove(b);
 }

@@ -2,7 +2,12 @@
 
 #include <CLI/CLI.hpp>
 #include <map>
+#include <unistd.h>
 
+#include <fstream>
+#include <iostream>
+
+#include "dump/batch.h"
 #include "dump/host_input.h"
 #include "dump/input.h"
 #include "dump/plot.h"
@@ -28,6 +33,8 @@ constexpr const char* kFooter = R"(Examples:
   xclip -o | velmora-dump --hex --explain      hex text copied from an analyser
   velmora-dump -f jsonl captures/*.anc | jq .rdd18.CameraISOSensitivityItem
   velmora-dump --units=only -f table --plot lens.svg take3/*.anc   values in units
+  velmora-dump -f jsonl clip.mxf               one line per frame of a clip's ST 436M ANC track
+  velmora-dump -f csv --frames 0:250 clip.mxf  the first 250 frames as a spreadsheet
 
 Output: one report per input, in input order, with "file" (the name as given, "-" for
 standard input) and one entry per section: "rdd18" and "arri" (each parser's answer; an
@@ -42,8 +49,9 @@ two lower-case hexadecimal digits per byte. With --types each number becomes
 {"$kind": "<kind>", "$value": <number>}. In the plist, data is base64 and the reals without
 digits are nan, +infinity and -infinity. The table shows data as <hex> and quotes strings.
 
-Exit status: 0 when every input was read (whatever the parsers found in it), 1 when an input
-can't be read or isn't hexadecimal text under --hex, 2 for a bad command line.
+Frames are written as they are decoded. Exit status: 0 when every input was read (whatever
+the parsers found in it), 1 when an input can't be read (its error line is written and the
+other inputs are still decoded), 2 for a bad command line.
 More in docs/cli.md.
 )";
 
@@ -63,14 +71,16 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
     std::string format = "json";
     ReportOptions report;
     HostInputOptions host;
-    std::string form = "packets";
+    std::string form = "auto";
     WriteOptions write;
     const std::map<std::string, Flavour> flavours{
         {"standard", Flavour::Standard}, {"sony", Flavour::Sony}, {"varicam", Flavour::Varicam}};
     const std::map<std::string, Format> formats{{"json", Format::Json},
                                                 {"jsonl", Format::JsonLines},
                                                 {"plist", Format::Plist},
-                                                {"table", Format::Table}};
+                                                {"table", Format::Table},
+                                                {"csv", Format::Csv}};
+    std::string frames;
 
     app.add_option("files", files,
                    "Frames to decode, one packet buffer per file; none or \"-\" reads standard "
@@ -83,9 +93,12 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
     app.add_option("--input", form,
                    "Form of each input: packets (8-bit packet buffer), words10 (10-bit words: "
                    "hex words, or 16-bit little-endian values), v210 or uyvy (VANC lines, see "
-                   "--width), rfc8331 (an RFC 8331 / ST 2110-40 RTP payload)")
+                   "--width), rfc8331 (an RFC 8331 / ST 2110-40 RTP payload), st436m (ST 436M "
+                   "ANC elements back to back, one per frame, as an MXF track's raw values), "
+                   "clip (an MXF file with an ST 436M ANC track; needs libavformat) or auto "
+                   "(clip for names ending in .mxf, else packets)")
         ->transform(CLI::IsMember(inputForms(), CLI::ignore_case))
-        ->default_str("packets");
+        ->default_str("auto");
     app.add_option("--width", host.width, "Pixels per VANC line (v210, uyvy); HD placement "
                                           "(luma, then chroma) from 1280 up")
         ->check(CLI::Range(1u, 65535u))
@@ -114,9 +127,14 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
                  "Add the faults that made a parser drop data (bad flags, sequence breaks, "
                  "truncated packs, rejected payloads), one line each");
     framePerLine->needs(hexFlag);
+    app.add_option("--frames", frames,
+                   "Frames of clips and element runs to report: A:B (A to B-1), A:, :B or A; "
+                   "frames count from 0")
+        ->type_name("A:B");
     auto* formatOption = app.add_option("-f,--format", format,
                    "Output format: json (pretty), jsonl (one frame a line), plist (XML property "
-                   "list) or table (aligned, for people)")
+                   "list), table (aligned, for people) or csv (one row per frame, one column per "
+                   "key)")
         ->transform(CLI::IsMember(formats, CLI::ignore_case))
         ->default_str("json");
     std::string units = "off";
@@ -158,41 +176,36 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
     host.hex = hex;
     host.flags = !noFlags;
     // Every form but the packet buffer is converted to a buffer with flags.
-    report.flags = host.form == InputForm::Packets ? !noFlags : true;
+    report.flags = host.form == InputForm::Packets || host.form == InputForm::Auto ? !noFlags : true;
     report.rdd18 = parser != "arri";
     report.arri = parser != "rdd18";
     report.units = unitsViews.at(units);
     report.camera = !plotFile.empty();
     if (files.empty()) files.push_back("-");
 
-    // Read everything first, so that a bad input leaves no half-written output.
-    std::vector<Frame> inputs;
-    try {
-        for (const auto& name : files) {
-            auto frames = framesOf(readInput(name, false, in), host);
-            inputs.insert(inputs.end(), std::make_move_iterator(frames.begin()),
-                          std::make_move_iterator(frames.end()));
+    BatchOptions batch{host.form, host, {}, write, nullptr, report.explain};
+    if (!frames.empty()) {
+        const auto range = parseFrameRange(frames);
+        if (!range) {
+            err << kProgram << ": --frames: " << frames
+                << " is not A:B, A:, :B or A (frame numbers from 0, B not below A)\n";
+            return kExitBadArguments;
         }
-    } catch (const InputError& e) {
-        err << kProgram << ": " << e.what() << '\n';
-        return kExitBadInput;
+        batch.frames = *range;
     }
-
-    const Reporter reporter(report);
-    std::vector<FrameReport> reports;
-    reports.reserve(inputs.size());
-    for (const auto& input : inputs) {
-        reports.push_back(reporter.report(input.name, input.bytes));
-        if (report.explain && host.form != InputForm::Packets)
-            reports.back().sections.emplace_back("input",
-                                                 Array(input.faults.begin(), input.faults.end()));
+    if (&err == &std::cerr && isatty(STDERR_FILENO)) batch.progress = &err;
+    LensPlot plot;
+    if (!plotFile.empty()) {
+        batch.written = [&plot](const FrameReport& f) {
+            plot.add(f.camera.value_or(interpret::CameraModel{}));
+        };
     }
-    writeReports(out, reports, write);
-    if (!plotFile.empty() && !writeLensPlot(plotFile, reports)) {
+    const int status = decodeBatch(files, batch, Reporter(report), in, out, err);
+    if (!plotFile.empty() && !writeLensPlot(plotFile, plot)) {
         err << kProgram << ": can't write the plot to " << plotFile << '\n';
         return kExitBadInput;
     }
-    return kExitOk;
+    return status;
 }
 
 }  // namespace rdd18::dump

@@ -51,11 +51,14 @@ struct DropLines : ParseObserver {
     InputForm form;
     std::vector<std::string>* lines;
     void hostInputDropped(const host::Drop& d) override {
-        static constexpr const char* kUnit[] = {"byte", "word", "sample", "sample", "byte"};
+        // Where a drop is counted: 10-bit words, video samples, or bytes of the input.
+        const char* unit = form == InputForm::Words10                                ? "word"
+                           : form == InputForm::V210 || form == InputForm::Uyvy ? "sample"
+                                                                                 : "byte";
         char buf[160];
         std::snprintf(buf, sizeof buf, "input: %s at %s %zu%s%u, DID 0x%02x SDID 0x%02x%s",
                       std::string(host::describe(d.reason)).c_str(),
-                      kUnit[static_cast<int>(form)], d.offset,
+                      unit, d.offset,
                       form == InputForm::V210 || form == InputForm::Uyvy ? " of line "
                                                                           : ", line ",
                       unsigned{d.line}, d.did, d.sdid, d.kept ? ", kept" : ", dropped");
@@ -93,7 +96,10 @@ Frame convert(std::string name, std::span<const unsigned char> bytes,
         case InputForm::Rfc8331:
             packets = host::packetsFromRfc8331(bytes, convert, &drops);
             break;
+        case InputForm::Auto:
         case InputForm::Packets:
+        case InputForm::St436m:
+        case InputForm::Clip:
             break;
     }
     frame.bytes = host::ancillaryBufferFromPackets(packets, &drops);
@@ -103,7 +109,10 @@ Frame convert(std::string name, std::span<const unsigned char> bytes,
 }  // namespace
 
 const std::map<std::string, InputForm>& inputForms() {
-    static const std::map<std::string, InputForm> forms{{"packets", InputForm::Packets},
+    static const std::map<std::string, InputForm> forms{{"auto", InputForm::Auto},
+                                                        {"packets", InputForm::Packets},
+                                                        {"st436m", InputForm::St436m},
+                                                        {"clip", InputForm::Clip},
                                                         {"words10", InputForm::Words10},
                                                         {"v210", InputForm::V210},
                                                         {"uyvy", InputForm::Uyvy},

@@ -14,11 +14,14 @@
 namespace rdd18::dump {
 
 enum class InputForm {
+    Auto,     ///< a clip when the name ends in .mxf, else a packet buffer
     Packets,  ///< 8-bit packet buffer, as the parsers read it
     Words10,  ///< 10-bit words: hex text of words, or 16-bit little-endian values
     V210,     ///< VANC lines, v210
     Uyvy,     ///< VANC lines, UYVY
     Rfc8331,  ///< one RFC 8331 RTP payload
+    St436m,   ///< ST 436M ANC elements back to back, one per frame
+    Clip,     ///< a clip (MXF) with an ST 436M ANC track
 };
 
 /// The --input names and their forms.
@@ -52,7 +55,8 @@ struct HexRun {
 };
 std::vector<HexRun> analyserHexRuns(std::string_view text, std::string_view name);
 
-/// The frames of one input whose content is in `raw.bytes` (unconverted, as read). Throws
+/// The frames of one input whose content is in `raw.bytes` (unconverted, as read), for the forms
+/// of one frame per input (packets, words10, v210, uyvy, rfc8331; --frame-per-line: one per line). Throws
 /// `InputError` for malformed hex text (odd digit runs as bytes, runs of more than 4 digits as
 /// words) and for a binary 10-bit word file of odd size.
 std::vector<Frame> framesOf(const Input& raw, const HostInputOptions& options);

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <memory>
 #include <sstream>
 
 namespace rdd18::dump {
@@ -80,24 +80,48 @@ std::vector<unsigned char> parseHexText(std::string_view text, std::string_view 
     return bytes;
 }
 
-Input readInput(const std::string& name, bool hex, std::istream& standardInput) {
-    std::string content;
-    if (name == "-") {
-        content.assign(std::istreambuf_iterator<char>(standardInput), {});
-        if (standardInput.bad()) throw InputError("-: cannot read standard input");
-    } else {
-        std::error_code ec;
-        if (std::filesystem::is_directory(name, ec)) throw InputError(name + ": is a directory");
-        std::ifstream file(name, std::ios::binary);
-        if (!file) throw InputError(name + ": cannot open: " + std::strerror(errno));
-        content.assign(std::istreambuf_iterator<char>(file), {});
-        if (file.bad()) throw InputError(name + ": cannot read: " + std::strerror(errno));
+namespace {
+
+// Reads all of `in` into `into` (a byte or character container), in one copy: a file's size is
+// reserved up front, so the container doesn't grow by doubling.
+template <class Container>
+void readAll(std::istream& in, Container& into, std::uintmax_t sizeHint) {
+    into.reserve(static_cast<std::size_t>(sizeHint));
+    char block[1 << 16];
+    while (in.read(block, sizeof block) || in.gcount() > 0) {
+        into.insert(into.end(), block, block + in.gcount());
     }
+}
+
+}  // namespace
+
+std::unique_ptr<std::istream> openInput(const std::string& name, std::istream& standardInput,
+                                        std::uintmax_t* size) {
+    if (size) *size = 0;
+    if (name == "-") return std::make_unique<std::istream>(standardInput.rdbuf());
+    std::error_code ec;
+    if (std::filesystem::is_directory(name, ec)) throw InputError(name + ": is a directory");
+    auto file = std::make_unique<std::ifstream>(name, std::ios::binary);
+    if (!*file) throw InputError(name + ": cannot open: " + std::strerror(errno));
+    if (size) {
+        const auto n = std::filesystem::file_size(name, ec);
+        *size = ec ? 0 : n;
+    }
+    return file;
+}
+
+Input readInput(const std::string& name, bool hex, std::istream& standardInput) {
+    std::uintmax_t size = 0;
+    const auto in = openInput(name, standardInput, &size);
     Input input{name, {}};
     if (hex) {
-        input.bytes = parseHexText(content, name);
+        std::string text;
+        readAll(*in, text, size);
+        if (in->bad()) throw InputError(name + ": cannot read: " + std::strerror(errno));
+        input.bytes = parseHexText(text, name);
     } else {
-        input.bytes.assign(content.begin(), content.end());
+        readAll(*in, input.bytes, size);
+        if (in->bad()) throw InputError(name + ": cannot read: " + std::strerror(errno));
     }
     return input;
 }

@@ -2,7 +2,9 @@
 // from standard input.
 #pragma once
 
+#include <cstdint>
 #include <istream>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -27,6 +29,12 @@ struct Input {
 /// byte can't be split ("4 3" is an error, not 0x43). Throws `InputError` naming `name`, the line
 /// and the column of the first character that is neither a digit nor white space, or of an odd run.
 std::vector<unsigned char> parseHexText(std::string_view text, std::string_view name);
+
+/// Opens the input `name` for reading: the file of that name, or `standardInput` when `name` is
+/// "-"; `size`, when given, receives the file's size (0 when unknown). Throws `InputError` when
+/// the file can't be opened or is a directory.
+std::unique_ptr<std::istream> openInput(const std::string& name, std::istream& standardInput,
+                                        std::uintmax_t* size = nullptr);
 
 /// Reads the input `name`: the file of that name, or `standardInput` when `name` is "-". With
 /// `hex` the content is hexadecimal text (see `parseHexText`), else the raw packet buffer.

@@ -35,11 +35,37 @@ class JsonWriter {
     JsonWriter(std::ostream& out, Layout layout, bool types)
         : out_(out), layout_(layout), pretty_(layout != Layout::Compact), types_(types) {}
 
+    // A frame's object is never short enough to stand on one line: it holds dictionaries.
     void frame(const FrameReport& f, int depth) {
-        const Value source(f.source);
-        Entries e{{"file", &source}};
-        for (const auto& [name, value] : f.sections) e.emplace_back(name, &value);
-        container(e, depth);
+        out_ << '{';
+        newline(depth + 1);
+        out_ << "\"file\"" << (pretty_ ? ": " : ":") << jsonQuoted(f.source);
+        for (const auto& s : f.sections) {
+            separator(1, depth + 1);
+            out_ << jsonQuoted(s.name) << (pretty_ ? ": " : ":");
+            if (s.walk) {
+                streamedArray(s.walk, depth + 1);
+            } else {
+                value(s.value, depth + 1);
+            }
+        }
+        newline(depth);
+        out_ << '}';
+    }
+
+    void streamedArray(const ElementWalk& walk, int depth) {
+        std::size_t count = 0;
+        walk([&](const Value& element) {
+            if (count == 0) out_ << '[';
+            separator(count++, depth + 1);
+            value(element, depth + 1);
+        });
+        if (count == 0) {
+            out_ << "[]";
+            return;
+        }
+        newline(depth);
+        out_ << ']';
     }
 
     // What comes before element `index` of a container whose elements stand at `depth`.
@@ -138,24 +164,40 @@ class JsonWriter {
     bool types_;
 };
 
+class JsonReportWriter : public ReportWriter {
+  public:
+    JsonReportWriter(std::ostream& out, bool lines, bool types)
+        : out_(out), lines_(lines), writer_(out, lines ? Layout::Compact : Layout::Pretty, types) {}
+
+    void frame(const FrameReport& f) override {
+        if (lines_) {
+            writer_.frame(f, 0);
+            out_ << '\n';
+            return;
+        }
+        if (count_ == 0) out_ << '[';
+        writer_.separator(count_++, 1);
+        writer_.frame(f, 1);
+    }
+
+    void finish() override {
+        if (lines_) return;
+        if (count_ == 0) out_ << '[';
+        writer_.newline(0);
+        out_ << "]\n";
+    }
+
+  private:
+    std::ostream& out_;
+    bool lines_;
+    JsonWriter writer_;
+    std::size_t count_ = 0;
+};
+
 }  // namespace
 
-void writeJson(std::ostream& out, const std::vector<FrameReport>& frames, bool lines, bool types) {
-    JsonWriter writer(out, lines ? Layout::Compact : Layout::Pretty, types);
-    if (lines) {
-        for (const auto& f : frames) {
-            writer.frame(f, 0);
-            out << '\n';
-        }
-        return;
-    }
-    out << '[';
-    for (std::size_t i = 0; i < frames.size(); ++i) {
-        writer.separator(i, 1);
-        writer.frame(frames[i], 1);
-    }
-    writer.newline(0);
-    out << "]\n";
+std::unique_ptr<ReportWriter> jsonWriter(std::ostream& out, bool lines, bool types) {
+    return std::make_unique<JsonReportWriter>(out, lines, types);
 }
 
 }  // namespace rdd18::dump

@@ -24,13 +24,17 @@ std::uint8_t senderChecksum(const utils::AncillaryPacket& p) {
 
 }  // namespace
 
-Array packetWalk(std::span<const unsigned char> bytes, bool flags) {
-    const auto packets =
-        packetsFromData(bytes.data(), bytes.size(),
-                        flags ? AncillaryDataBufferWithFlags : AncillaryDataBufferWithoutFlags);
-    Array out;
-    out.reserve(packets.size());
-    for (const auto& p : packets) {
+void walkPackets(std::span<const unsigned char> bytes, bool flags,
+                 std::span<const host::St436mPacket> origins,
+                 const std::function<void(const Value&)>& visit) {
+    AncillaryDataBufferReader reader(
+        bytes.data(), bytes.size(),
+        flags ? AncillaryDataBufferWithFlags : AncillaryDataBufferWithoutFlags);
+    std::size_t index = 0;
+    while (reader.hasNextPacket()) {
+        const auto found = reader.readNextPacket();
+        if (!found) continue;
+        const auto& p = *found;
         const bool rdd18 = p.did == RDD18AncillaryDataStreamReader::kDid &&
                            p.sdid == RDD18AncillaryDataStreamReader::kSdid;
         const bool arri = p.did == arri::ArriAncillaryDataStreamReader::kDid &&
@@ -49,9 +53,14 @@ Array packetWalk(std::span<const unsigned char> bytes, bool flags) {
             d.set("sequence",
                   Number::integer(arri::ArriAncillaryDataStreamReader::sequenceNumber(p)));
         }
-        out.emplace_back(std::move(d));
+        if (index < origins.size()) {
+            d.set("line", Number::integer(origins[index].line));
+            d.set("wrapping", byteText(origins[index].wrapping));
+            d.set("coding", Number::integer(origins[index].coding));
+        }
+        ++index;
+        visit(Value(std::move(d)));
     }
-    return out;
 }
 
 }  // namespace rdd18::dump

@@ -1,14 +1,17 @@
 // The packet walk of a frame, as a value tree that every output format can show.
 #pragma once
 
+#include <functional>
 #include <span>
 
+#include "rdd18/host/st436m.h"
 #include "rdd18/platform/value.h"
 
 namespace rdd18::dump {
 
-/// One dictionary per packet that the library's packet walk finds in `bytes` (`flags`: whether
-/// packets carry the 3-byte flag), in buffer order:
+/// Calls `visit` with one dictionary per packet that the library's packet walk finds in `bytes`
+/// (`flags`: whether packets carry the 3-byte flag), in buffer order, as it finds them (nothing
+/// is kept, so a walk of any length takes the same memory):
 /// - "offset": buffer offset of the packet's DID byte (integer);
 /// - "did", "sdid", "checksum": the bytes as text "0x43";
 /// - "dc": the data count (integer);
@@ -17,8 +20,12 @@ namespace rdd18::dump {
 /// - "kind": "rdd18" (DID 0x43, SDID 0x05), "arri" (DID 0x44, SDID 0x04) or "other";
 /// - "sequence": the packet's sequence number, for an RDD 18 packet with a payload and an ARRI
 ///   packet with at least 3 payload bytes; "stream": the stream id of such an ARRI packet.
+/// - "line", "wrapping", "coding": where the packet was stored in an ST 436M element, when
+///   `origins` (the element's packets the buffer was made from, in the same order) is given.
 /// Bytes the walk passes over (bad flags, a short tail, a packet cut off by the end) are not
 /// listed: they are what the explanation of a frame reports.
-Array packetWalk(std::span<const unsigned char> bytes, bool flags);
+void walkPackets(std::span<const unsigned char> bytes, bool flags,
+                 std::span<const host::St436mPacket> origins,
+                 const std::function<void(const Value&)>& visit);
 
 }  // namespace rdd18::dump

@@ -36,9 +36,13 @@ class PlistWriter {
         line(depth, "<dict>");
         key(depth + 1, "file");
         line(depth + 1, "<string>" + xmlText(f.source) + "</string>");
-        for (const auto& [name, value] : f.sections) {
-            key(depth + 1, name);
-            this->value(value, depth + 1);
+        for (const auto& s : f.sections) {
+            key(depth + 1, s.name);
+            if (s.walk) {
+                streamedArray(s.walk, depth + 1);
+            } else {
+                value(s.value, depth + 1);
+            }
         }
         line(depth, "</dict>");
     }
@@ -49,6 +53,16 @@ class PlistWriter {
     }
 
   private:
+    void streamedArray(const ElementWalk& walk, int depth) {
+        bool empty = true;
+        walk([&](const Value& element) {
+            if (empty) line(depth, "<array>");
+            empty = false;
+            value(element, depth + 1);
+        });
+        line(depth, empty ? "<array/>" : "</array>");
+    }
+
     void key(int depth, std::string_view k) { line(depth, "<key>" + xmlText(k) + "</key>"); }
 
     void number(const Number& n, int depth) {
@@ -96,18 +110,31 @@ class PlistWriter {
     bool types_;
 };
 
+class PlistReportWriter : public ReportWriter {
+  public:
+    PlistReportWriter(std::ostream& out, bool types) : writer_(out, types) {
+        writer_.line(0, R"(<?xml version="1.0" encoding="UTF-8"?>)");
+        writer_.line(0, R"(<!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" )"
+                        R"("http://www.apple.com/DTDs/PropertyList-1.0.dtd">)");
+        writer_.line(0, R"(<plist version="1.0">)");
+        writer_.line(0, "<array>");
+    }
+
+    void frame(const FrameReport& f) override { writer_.frame(f, 1); }
+
+    void finish() override {
+        writer_.line(0, "</array>");
+        writer_.line(0, "</plist>");
+    }
+
+  private:
+    PlistWriter writer_;
+};
+
 }  // namespace
 
-void writePlist(std::ostream& out, const std::vector<FrameReport>& frames, bool types) {
-    PlistWriter writer(out, types);
-    writer.line(0, R"(<?xml version="1.0" encoding="UTF-8"?>)");
-    writer.line(0, R"(<!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" )"
-                   R"("http://www.apple.com/DTDs/PropertyList-1.0.dtd">)");
-    writer.line(0, R"(<plist version="1.0">)");
-    writer.line(0, "<array>");
-    for (const auto& f : frames) writer.frame(f, 1);
-    writer.line(0, "</array>");
-    writer.line(0, "</plist>");
+std::unique_ptr<ReportWriter> plistWriter(std::ostream& out, bool types) {
+    return std::make_unique<PlistReportWriter>(out, types);
 }
 
 }  // namespace rdd18::dump

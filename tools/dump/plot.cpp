@@ -250,9 +250,7 @@ void LensPlot::writeSvg(std::ostream& out) const {
     out << "</svg>\n";
 }
 
-bool writeLensPlot(const std::string& path, const std::vector<FrameReport>& reports) {
-    LensPlot plot;
-    for (const auto& r : reports) plot.add(r.camera.value_or(interpret::CameraModel{}));
+bool writeLensPlot(const std::string& path, const LensPlot& plot) {
     std::ofstream file(path, std::ios::binary);
     plot.writeSvg(file);
     file.close();

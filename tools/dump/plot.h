@@ -32,8 +32,7 @@ class LensPlot {
     Series focus_, focalLength_, tNumber_, fNumber_;
 };
 
-/// Draws the interpreted models of `reports`, in order, to the SVG file `path` (a report without
-/// a model is a frame without values). False when the file can't be written.
-bool writeLensPlot(const std::string& path, const std::vector<FrameReport>& reports);
+/// Writes `plot` to the SVG file `path`. False when the file can't be written.
+bool writeLensPlot(const std::string& path, const LensPlot& plot);
 
 }  // namespace rdd18::dump

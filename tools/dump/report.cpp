@@ -17,7 +17,30 @@ Reporter::Reporter(const ReportOptions& options)
 
 FrameReport Reporter::report(std::string source, std::span<const unsigned char> bytes) const {
     FrameReport r{std::move(source), {}};
-    const bool flags = options_.flags;
+    addSections(r, bytes, options_.flags, nullptr);
+    return r;
+}
+
+FrameReport Reporter::report(std::string source, const ClipFrame& frame) const {
+    FrameReport r{std::move(source), {}};
+    r.sections.push_back({"frame", Number::integer(frame.number)});
+    if (frame.time) r.sections.push_back({"time", Number::doubleNumber(*frame.time)});
+    if (!frame.timecode.empty()) r.sections.push_back({"timecode", Value(frame.timecode)});
+    // The buffer lives in the same block as the packets, for the streamed walk to read later.
+    struct Held {
+        host::St436mElement element;
+        std::vector<unsigned char> buffer;
+    };
+    auto held = std::make_shared<Held>();
+    held->element = host::readSt436mElement(frame.element);
+    held->buffer = host::flaggedBuffer(held->element.packets);
+    addSections(r, held->buffer, true,
+                std::shared_ptr<const host::St436mElement>(held, &held->element));
+    return r;
+}
+
+void Reporter::addSections(FrameReport& r, std::span<const unsigned char> bytes, bool flags,
+                           std::shared_ptr<const host::St436mElement> element) const {
     // With the faults asked for, each parser's one pass gives both its answer and its faults.
     Dictionary faults;
     std::optional<Dictionary> rdd18, arri;
@@ -37,12 +60,25 @@ FrameReport Reporter::report(std::string source, std::span<const unsigned char> 
     std::optional<Dictionary> units;
     if (options_.units != UnitsView::Off) units = unitsSection(rdd18, arri);
     const bool raw = options_.units != UnitsView::Only;
-    if (rdd18 && raw) r.sections.emplace_back("rdd18", std::move(*rdd18));
-    if (arri && raw) r.sections.emplace_back("arri", std::move(*arri));
-    if (units) r.sections.emplace_back(kUnitsSection, std::move(*units));
-    if (options_.packets) r.sections.emplace_back("packets", packetWalk(bytes, flags));
-    if (options_.explain) r.sections.emplace_back("faults", std::move(faults));
-    return r;
+    if (rdd18 && raw) r.sections.push_back({"rdd18", std::move(*rdd18)});
+    if (arri && raw) r.sections.push_back({"arri", std::move(*arri)});
+    if (units) r.sections.push_back({std::string(kUnitsSection), std::move(*units)});
+    if (options_.packets) {
+        r.sections.push_back({"packets", Array{}, [bytes, flags, element](const auto& visit) {
+                                  walkPackets(bytes, flags,
+                                              element ? std::span(element->packets)
+                                                      : std::span<const host::St436mPacket>(),
+                                              visit);
+                              }});
+    }
+    if (options_.explain) {
+        if (element) {
+            Array drops;
+            for (const auto& d : element->drops) drops.emplace_back(host::describe(d));
+            faults.set("st436m", std::move(drops));
+        }
+        r.sections.push_back({"faults", std::move(faults)});
+    }
 }
 
 }  // namespace rdd18::dump

@@ -2,6 +2,7 @@
 // packet walk and the explanation of dropped data.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -9,8 +10,10 @@
 #include <utility>
 #include <vector>
 
+#include "dump/clip_input.h"
 #include "dump/units_view.h"
 #include "rdd18/arri/VLArriANCParser.h"
+#include "rdd18/host/st436m.h"
 #include "rdd18/interpret/camera_model.h"
 #include "rdd18/output/VLRDD18Parser.h"
 #include "rdd18/platform/value.h"
@@ -28,11 +31,25 @@ struct ReportOptions {
     bool camera = false;               ///< keep each frame's interpreted model (for the plot)
 };
 
-/// One frame's report: its name, then its sections in output order ("rdd18", "arri", "units",
-/// "packets", "faults"; only those asked for), and the frame's interpreted model when asked for.
+/// Walks the elements of a section that is too long to hold: calls `visit` once per element, in
+/// order, and may be called more than once (a writer that aligns columns walks twice).
+using ElementWalk = std::function<void(const std::function<void(const Value&)>& visit)>;
+
+/// A section of a report: a value, or (when `walk` is set) an array whose elements are made on
+/// demand, while the section is written; `value` is then unused.
+struct Section {
+    std::string name;
+    Value value;
+    ElementWalk walk = {};
+};
+
+/// One frame's report: its name, then its sections in output order ("frame", "time", "timecode"
+/// for a frame of a clip, "rdd18", "arri", "units", "packets", "faults", "input"; only those that
+/// apply), and the frame's interpreted model when asked for. A streamed section borrows the
+/// frame's bytes: write the report before they go.
 struct FrameReport {
     std::string source;
-    std::vector<std::pair<std::string, Value>> sections;
+    std::vector<Section> sections;
     std::optional<interpret::CameraModel> camera = std::nullopt;
 };
 
@@ -41,9 +58,20 @@ class Reporter {
   public:
     explicit Reporter(const ReportOptions& options);
 
+    /// The report of a packet buffer. The packet walk is streamed: it reads `bytes` while the
+    /// report is written.
     FrameReport report(std::string source, std::span<const unsigned char> bytes) const;
 
+    /// The report of a frame given as an ST 436M element: "frame", then "time" and "timecode"
+    /// where known, then the answers for the element's packets as a flagged buffer (so the flags
+    /// option doesn't apply). The packet walk adds where each packet was stored; the explanation
+    /// adds "st436m", the packets the element dropped. The report owns what it streams.
+    FrameReport report(std::string source, const ClipFrame& frame) const;
+
   private:
+    void addSections(FrameReport& r, std::span<const unsigned char> bytes, bool flags,
+                     std::shared_ptr<const host::St436mElement> element) const;
+
     ReportOptions options_;
     VLRDD18Parser rdd18_;
     VLArriANCParser arri_;

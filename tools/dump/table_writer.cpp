@@ -1,5 +1,5 @@
 #include <algorithm>
-#include <set>
+#include <map>
 #include <string_view>
 
 #include "dump/value_text.h"
@@ -60,50 +60,62 @@ std::string cellText(const Value& v) {
     return v.string();
 }
 
-void writeRecordList(std::ostream& out, const Array& records) {
-    std::set<std::string> columnSet;
-    for (const auto& r : records) {
-        for (const auto& entry : r.dictionary()) columnSet.insert(entry.first);
-    }
-    const std::vector<std::string> columns(columnSet.begin(), columnSet.end());
-    std::vector<std::vector<std::string>> cells;
-    for (const auto& r : records) {
-        std::vector<std::string> line;
-        for (const auto& c : columns) {
-            const Value* v = r.dictionary().find(c);
-            line.push_back(v ? cellText(*v) : "");
+// Two walks over the records: the first finds the columns and their widths, the second writes.
+void writeRecordList(std::ostream& out, const ElementWalk& walk) {
+    std::map<std::string, std::size_t> widths;
+    walk([&](const Value& r) {
+        for (const auto& [key, v] : r.dictionary()) {
+            auto& w = widths.try_emplace(key, displayWidth(key)).first->second;
+            w = std::max(w, displayWidth(cellText(v)));
         }
-        cells.push_back(std::move(line));
-    }
-    std::vector<std::size_t> widths;
-    for (std::size_t c = 0; c < columns.size(); ++c) {
-        std::size_t w = displayWidth(columns[c]);
-        for (const auto& line : cells) w = std::max(w, displayWidth(line[c]));
-        widths.push_back(w);
-    }
-    auto writeLine = [&](const std::vector<std::string>& line) {
+    });
+    auto writeLine = [&](auto&& cell) {
         std::string text = "    ";
-        for (std::size_t c = 0; c < line.size(); ++c) {
-            text += line[c];
-            if (c + 1 < line.size()) text.append(widths[c] - displayWidth(line[c]) + 2, ' ');
+        std::size_t c = 0;
+        for (const auto& [key, width] : widths) {
+            const std::string t = cell(key);
+            text += t;
+            if (++c < widths.size()) text.append(width - displayWidth(t) + 2, ' ');
         }
         text.erase(text.find_last_not_of(' ') + 1);
         out << text << '\n';
     };
-    writeLine(columns);
-    for (const auto& line : cells) writeLine(line);
+    writeLine([](const std::string& key) { return key; });
+    walk([&](const Value& r) {
+        writeLine([&](const std::string& key) {
+            const Value* v = r.dictionary().find(key);
+            return v ? cellText(*v) : std::string();
+        });
+    });
+}
+
+ElementWalk walkOf(const Array& a) {
+    return [&a](const std::function<void(const Value&)>& visit) {
+        for (const auto& e : a) visit(e);
+    };
 }
 
 void writeFrame(std::ostream& out, const FrameReport& f, bool types) {
     out << f.source << '\n';
+    // A streamed section without elements shows as an empty array, like any other.
+    const Value emptyArray{Array{}};
+    std::vector<const Value*> values;
+    std::vector<bool> recordLists;
+    for (const auto& s : f.sections) {
+        bool any = false;
+        if (s.walk) s.walk([&](const Value&) { any = true; });
+        values.push_back(s.walk ? &emptyArray : &s.value);
+        recordLists.push_back(s.walk ? any : isRecordList(s.value));
+    }
     std::vector<std::vector<Row>> blocks;
     std::size_t keyWidth = 0, valueWidth = 0;
-    for (const auto& [name, value] : f.sections) {
+    for (std::size_t i = 0; i < f.sections.size(); ++i) {
         std::vector<Row> rows;
+        const std::string& name = f.sections[i].name;
         if (name == kUnitsSection) {
-            for (auto& t : unitsTextRows(name, value)) rows.push_back({t.key, t.value, t.kind});
-        } else if (!isRecordList(value)) {
-            flatten(name, value, rows);
+            for (auto& t : unitsTextRows(name, *values[i])) rows.push_back({t.key, t.value, t.kind});
+        } else if (!recordLists[i]) {
+            flatten(name, *values[i], rows);
         }
         for (const auto& r : rows) {
             keyWidth = std::max(keyWidth, displayWidth(r.key));
@@ -112,9 +124,10 @@ void writeFrame(std::ostream& out, const FrameReport& f, bool types) {
         blocks.push_back(std::move(rows));
     }
     for (std::size_t s = 0; s < f.sections.size(); ++s) {
-        if (isRecordList(f.sections[s].second)) {
-            out << "  " << f.sections[s].first << '\n';
-            writeRecordList(out, f.sections[s].second.array());
+        if (recordLists[s]) {
+            out << "  " << f.sections[s].name << '\n';
+            const auto& section = f.sections[s];
+            writeRecordList(out, section.walk ? section.walk : walkOf(section.value.array()));
             continue;
         }
         for (const auto& r : blocks[s]) {
@@ -131,13 +144,27 @@ void writeFrame(std::ostream& out, const FrameReport& f, bool types) {
     }
 }
 
+class TableReportWriter : public ReportWriter {
+  public:
+    TableReportWriter(std::ostream& out, bool types) : out_(out), types_(types) {}
+
+    void frame(const FrameReport& f) override {
+        if (count_++ > 0) out_ << '\n';
+        writeFrame(out_, f, types_);
+    }
+
+    void finish() override {}
+
+  private:
+    std::ostream& out_;
+    bool types_;
+    std::size_t count_ = 0;
+};
+
 }  // namespace
 
-void writeTable(std::ostream& out, const std::vector<FrameReport>& frames, bool types) {
-    for (std::size_t i = 0; i < frames.size(); ++i) {
-        if (i > 0) out << '\n';
-        writeFrame(out, frames[i], types);
-    }
+std::unique_ptr<ReportWriter> tableWriter(std::ostream& out, bool types) {
+    return std::make_unique<TableReportWriter>(out, types);
 }
 
 }  // namespace rdd18::dump

@@ -1,0 +1,127 @@
+// Clips and runs of ST 436M elements through velmora-dump: one answer per frame, equal to the
+// answer of the same packets as a flagged 8-bit buffer.
+#ifdef VELMORA_HAVE_DUMP_TOOL
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "dump/dump.h"
+#include "dump/st436m_writer.h"
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+using rdd18::dump::ElementCoding;
+
+namespace {
+
+const fs::path kSamples = VELMORA_SAMPLES_DIR;
+
+std::string fileText(const fs::path& p) {
+    std::ifstream in(p, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+std::vector<unsigned char> fileBytes(const fs::path& p) {
+    const std::string t = fileText(p);
+    return {t.begin(), t.end()};
+}
+
+struct ToolRun {
+    int status;
+    std::string out, err;
+};
+
+ToolRun tool(std::vector<std::string> args) {
+    std::istringstream in;
+    std::ostringstream out, err;
+    const int status = rdd18::dump::run(args, in, out, err);
+    return {status, out.str(), err.str()};
+}
+
+std::vector<json> lines(const std::string& text) {
+    std::vector<json> v;
+    std::istringstream in(text);
+    for (std::string l; std::getline(in, l);) v.push_back(json::parse(l));
+    return v;
+}
+
+json answerOf(const std::string& sample) {
+    const auto r = lines(tool({"--flavour", "sony", "-f", "jsonl", (kSamples / sample).string()}).out);
+    return {{"rdd18", r.at(0).at("rdd18")}, {"arri", r.at(0).at("arri")}};
+}
+
+// A run of elements as an MXF track's raw values: the bundled frames in each coding, then an
+// element cut off by the end of the file.
+TEST(Clips, ElementRunGivesTheFramesAnswersInOrder) {
+    const char* const frames[] = {"standard.anc", "sony.anc", "mixed.anc"};
+    const fs::path run = fs::temp_directory_path() / "velmora_elements.bin";
+    std::vector<json> expected;
+    {
+        std::ofstream out(run, std::ios::binary);
+        for (auto coding : {ElementCoding::EightBit, ElementCoding::EightBitWithChecksum,
+                            ElementCoding::TenBit}) {
+            for (const char* f : frames) {
+                const auto e = rdd18::dump::st436mElement(fileBytes(kSamples / f), coding);
+                out.write(reinterpret_cast<const char*>(e.data()), static_cast<std::streamsize>(e.size()));
+                expected.push_back(answerOf(f));
+            }
+        }
+        out << std::string("\x00\x01\x00\x09", 4);
+    }
+    const ToolRun r = tool({"--input", "st436m", "--flavour", "sony", "-f", "jsonl", run.string()});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.err, "velmora-dump: " + run.string() + ": element 9 is cut off by the end of the input\n");
+    const auto got = lines(r.out);
+    ASSERT_EQ(got.size(), expected.size());
+    for (std::size_t i = 0; i < got.size(); ++i) {
+        EXPECT_EQ(got[i].at("frame"), i);
+        EXPECT_EQ(json({{"rdd18", got[i].at("rdd18")}, {"arri", got[i].at("arri")}}), expected[i]) << i;
+    }
+    const ToolRun some = tool({"--input", "st436m", "--frames", "4:6", "-f", "jsonl", run.string()});
+    EXPECT_EQ(lines(some.out).size(), 2u);
+    EXPECT_EQ(lines(some.out).at(0).at("frame"), 4);
+    fs::remove(run);
+}
+
+#ifdef VELMORA_HAVE_CLIPS
+// The sample clip, read through libavformat: 5 frames carrying standard.anc (8-bit), sony.anc
+// (8-bit with checksum bytes), standard.anc (10-bit), an element without packets and an element
+// of no bytes.
+TEST(Clips, SampleClipMatchesGoldenFilesAndItsSources) {
+    const fs::path previous = fs::current_path();
+    fs::current_path(kSamples / "clips");
+    const ToolRun jsonl = tool({"--flavour", "sony", "-f", "jsonl", "camera.mxf"});
+    const ToolRun csv = tool({"--flavour", "sony", "-f", "csv", "camera.mxf"});
+    const ToolRun part = tool({"--frames", "1:3", "-f", "jsonl", "camera.mxf"});
+    const ToolRun bad = tool({"-f", "jsonl", "camera.csv", "camera.mxf", "--input", "clip"});
+    fs::current_path(previous);
+    ASSERT_EQ(jsonl.status, 0) << jsonl.err;
+    EXPECT_EQ(jsonl.out, fileText(kSamples / "clips" / "camera.jsonl"));
+    EXPECT_EQ(csv.out, fileText(kSamples / "clips" / "camera.csv"));
+    const auto frames = lines(jsonl.out);
+    ASSERT_EQ(frames.size(), 5u);
+    const json empty = {{"rdd18", json::object()}, {"arri", json::object()}};
+    const json sources[] = {answerOf("standard.anc"), answerOf("sony.anc"), answerOf("standard.anc"),
+                            empty, empty};
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        EXPECT_EQ(frames[i].at("frame"), i);
+        EXPECT_EQ(frames[i].at("timecode"), "10:00:00:0" + std::to_string(i));
+        EXPECT_EQ(json({{"rdd18", frames[i].at("rdd18")}, {"arri", frames[i].at("arri")}}), sources[i]) << i;
+    }
+    const auto some = lines(part.out);
+    ASSERT_EQ(some.size(), 2u);
+    EXPECT_EQ(some[0].at("frame"), 1);
+    EXPECT_EQ(some[1].at("frame"), 2);
+    // A file that isn't a clip gets its line; the clip behind it is still decoded.
+    EXPECT_EQ(bad.status, 1);
+    EXPECT_EQ(bad.err.rfind("velmora-dump: camera.csv: ", 0), 0u) << bad.err;
+    EXPECT_EQ(lines(bad.out).size(), 5u);
+}
+#endif
+
+}  // namespace
+
+#endif  // VELMORA_HAVE_DUMP_TOOL

@@ -1,0 +1,37 @@
+// Decoding a batch of inputs: each frame is reported and written as soon as it is decoded, and
+// an input that fails doesn't stop the others.
+#pragma once
+
+#include <functional>
+#include <istream>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "dump/clip_input.h"
+#include "dump/host_input.h"
+#include "dump/report.h"
+#include "dump/writers.h"
+
+namespace rdd18::dump {
+
+struct BatchOptions {
+    InputForm form = InputForm::Auto;
+    HostInputOptions host;  ///< how one-frame inputs are read (hex text, width, flags, ...)
+    FrameRange frames;      ///< the frames of clips and element runs to report
+    WriteOptions write;
+    std::ostream* progress = nullptr;  ///< where long clips keep a progress line, if anywhere
+    bool explainInput = false;  ///< add "input": what converting a host form dropped
+    /// Sees each frame's report as it is written (for example to draw the frames afterwards).
+    std::function<void(const FrameReport&)> written = {};
+};
+
+/// Decodes `files` in order and writes their frames to `out` as they come. An input that can't
+/// be read gets one line on `err` ("velmora-dump: <name>: <reason>"); the frames it gave before
+/// the fault stay written, and the next input is decoded. CSV needs its columns first, so it
+/// reads every input twice (standard input is held in memory for that). Returns 0 when every
+/// input was read, 1 when one or more failed. Nothing is written when every input failed.
+int decodeBatch(const std::vector<std::string>& files, const BatchOptions& options,
+                const Reporter& reporter, std::istream& in, std::ostream& out, std::ostream& err);
+
+}  // namespace rdd18::dump
