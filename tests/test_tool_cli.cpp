@@ -1,7 +1,5 @@
 // velmora-dump's command line, run in-process: inputs, hexadecimal text, parser choice, the
 // packet walk, exit status and error lines.
-#ifdef VELMORA_HAVE_DUMP_TOOL
-
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -192,5 +190,3 @@ TEST(ToolCommandLine, SeveralFilesInOrderOrNone) {
 }
 
 }  // namespace
-
-#endif  // VELMORA_HAVE_DUMP_TOOL

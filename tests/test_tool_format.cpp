@@ -1,7 +1,5 @@
 // velmora-dump's output layer: exact number text, and the JSON, plist and table forms of values
 // that plain JSON can't hold.
-#ifdef VELMORA_HAVE_DUMP_TOOL
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -183,5 +181,3 @@ TEST(ToolWriters, TableFlattensKeysAndAligns) {
 }
 
 }  // namespace
-
-#endif  // VELMORA_HAVE_DUMP_TOOL

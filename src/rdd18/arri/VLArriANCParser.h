@@ -1,6 +1,7 @@
 // The ARRI facade: one dictionary of file header metadata per frame.
 #pragma once
 
+#include "rdd18/export.h"
 #include <span>
 
 #include "rdd18/arri/arri_file_header.h"
@@ -21,7 +22,7 @@
 /// breaks before that value is complete, or with a bad key or length field anywhere in the
 /// stream (also behind a complete record) gives an empty dictionary. Only allocation failure
 /// leaves a parse as an exception.
-class VLArriANCParser {
+class VELMORA_RDD18_EXPORT VLArriANCParser {
   public:
     /// Parses a buffer whose packets each carry the 3-byte ancillary data flag.
     rdd18::Dictionary parseData(std::span<const unsigned char> bytes) const;

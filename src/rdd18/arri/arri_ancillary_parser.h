@@ -5,6 +5,7 @@
 // Whatever follows a value in the packet that holds its last byte is padding.
 #pragma once
 
+#include "rdd18/export.h"
 #include <functional>
 #include <vector>
 
@@ -38,8 +39,8 @@ using ArriAncKeyFilter = std::function<bool(const ArriAncKey&)>;
 ///
 /// `observer`, when given, hears of a broken numbering, a bad length marker, a cut-off field and
 /// a dropped value (see parse_observer.h); it changes nothing of the result.
-std::vector<ArriAncBlob> parseAncillaryData(AncillaryDataReader& reader,
-                                            const ArriAncKeyFilter& filter,
-                                            ParseObserver* observer = nullptr);
+VELMORA_RDD18_EXPORT std::vector<ArriAncBlob> parseAncillaryData(AncillaryDataReader& reader,
+                                                         const ArriAncKeyFilter& filter,
+                                                         ParseObserver* observer = nullptr);
 
 }  // namespace rdd18::arri

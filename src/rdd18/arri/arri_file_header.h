@@ -6,6 +6,7 @@
 // between them is part of the format but never looked at.
 #pragma once
 
+#include "rdd18/export.h"
 #include <cstddef>
 #include <cstdint>
 
@@ -44,7 +45,7 @@ struct Section {
 
 /// The 4096-byte record. It is a plain byte image: a record may start at any address, and the
 /// typed loads read it byte by byte, whatever the host's byte order and alignment rules.
-struct ArriFileHeader {
+struct VELMORA_RDD18_EXPORT ArriFileHeader {
     static constexpr std::size_t kSize = 4096;
 
     unsigned char bytes[kSize];

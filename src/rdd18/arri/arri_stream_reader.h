@@ -7,6 +7,7 @@
 // stream ends.
 #pragma once
 
+#include "rdd18/export.h"
 #include <cstdint>
 
 #include "rdd18/transport/ancillary_packet.h"
@@ -15,9 +16,9 @@
 namespace rdd18::arri {
 
 /// An ARRI byte stream: the four stream operations under a type of its own.
-class ArriReader : public virtual utils::Reader {
+class VELMORA_RDD18_EXPORT ArriReader : public virtual utils::Reader {
   protected:
-    ~ArriReader() = default;
+    virtual ~ArriReader() = default;
 };
 
 /// The ARRI stream joined from the packets of a packet source, which it borrows.
@@ -26,7 +27,7 @@ class ArriReader : public virtual utils::Reader {
 /// touch neither the stream id nor the sequence. A packet with a new stream id restarts the
 /// numbering, so it must carry 1. A first packet not numbered 1, or a gap, repeat or reversal of
 /// the numbering, ends the stream for good behind the last good packet; nothing is thrown.
-class ArriAncillaryDataStreamReader
+class VELMORA_RDD18_EXPORT ArriAncillaryDataStreamReader
     : public virtual utils::AncillaryPackagedDataStreamReader<ArriReader> {
   public:
     static constexpr std::uint8_t kDid = 0x44;

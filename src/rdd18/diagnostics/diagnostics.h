@@ -1,6 +1,7 @@
 // A byte dump to a file and the version symbols. Nothing in the library uses them.
 #pragma once
 
+#include "rdd18/export.h"
 #include <string>
 #include <vector>
 
@@ -10,12 +11,12 @@ namespace rdd18 {
 /// (plain write mode, no binary or append flag). Reports nothing: if the file can't be opened the
 /// call does nothing and returns normally; a failed write goes unnoticed. Throws only on
 /// allocation failure.
-void saveBinaryDataToDisk(const std::vector<unsigned char>& data, const std::string& path);
+VELMORA_RDD18_EXPORT void saveBinaryDataToDisk(const std::vector<unsigned char>& data, const std::string& path);
 
 }  // namespace rdd18
 
 /// The library version as a number: 1.0.
-extern "C" const double VelmoraRDD18VersionNumber;
+extern "C" VELMORA_RDD18_EXPORT const double VelmoraRDD18VersionNumber;
 /// The version text "@(#)PROGRAM:VelmoraRDD18  PROJECT:VelmoraRDD18-1" and a line feed,
 /// zero-terminated.
-extern "C" const unsigned char VelmoraRDD18VersionString[];
+extern "C" VELMORA_RDD18_EXPORT const unsigned char VelmoraRDD18VersionString[];

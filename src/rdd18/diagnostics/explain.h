@@ -2,6 +2,7 @@
 // They run the parsers' own code with a `ParseObserver`; the facades themselves stay silent.
 #pragma once
 
+#include "rdd18/export.h"
 #include <cstdint>
 #include <span>
 #include <string>
@@ -14,10 +15,11 @@ namespace rdd18 {
 /// numbers: buffer offsets, stream positions, tags, lengths, expected and found sequence numbers.
 /// Ends with a line that says what the answer lost, when it lost anything. Empty when nothing was
 /// dropped. Never throws but for allocation failure.
-std::vector<std::string> explainRDD18Frame(std::span<const unsigned char> bytes, bool flags,
-                                           std::int32_t type);
+VELMORA_RDD18_EXPORT std::vector<std::string> explainRDD18Frame(std::span<const unsigned char> bytes,
+                                                                bool flags, std::int32_t type);
 
 /// The same for the ARRI metadata of `bytes`, as `VLArriANCParser` would parse it.
-std::vector<std::string> explainArriFrame(std::span<const unsigned char> bytes, bool flags);
+VELMORA_RDD18_EXPORT std::vector<std::string> explainArriFrame(std::span<const unsigned char> bytes,
+                                                               bool flags);
 
 }  // namespace rdd18

@@ -3,6 +3,7 @@
 // same parsing code to learn why an answer came out empty or short.
 #pragma once
 
+#include "rdd18/export.h"
 #include <cstdint>
 
 #include "rdd18/transport/ancillary_packet.h"
@@ -21,7 +22,7 @@ enum class TruncatedField : std::uint8_t {
 /// Receives the events; every operation does nothing unless overridden. Buffer offsets count from
 /// the first byte of the caller's buffer; stream positions are those of `utils::Reader::position`.
 /// An observer must not throw.
-class ParseObserver {
+class VELMORA_RDD18_EXPORT ParseObserver {
   public:
     virtual ~ParseObserver() = default;
 

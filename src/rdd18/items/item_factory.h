@@ -5,6 +5,7 @@
 //    then L as 24-bit big-endian][value, L bytes: items back to back]
 #pragma once
 
+#include "rdd18/export.h"
 #include <functional>
 #include <map>
 #include <memory>
@@ -18,7 +19,7 @@ class ParseObserver;
 
 /// Which tags a flavour builds as typed items, and under which names. Filled once, then only
 /// read: one factory can serve parses on several threads at once.
-class ItemFactory {
+class VELMORA_RDD18_EXPORT ItemFactory {
 public:
     std::map<std::string, rdd18::tag, std::less<>> namesToTags;
     std::map<rdd18::tag, std::string> tagsToNames;
@@ -46,26 +47,26 @@ public:
     std::unique_ptr<Item> build(RDD18StreamReader& reader, ParseObserver* observer = nullptr) const;
 
     /// The registered name of `tag`, or the empty string.
-    std::string itemName(const rdd18::tag& tag) const;
+    std::string itemName(const rdd18::tag& itemTag) const;
 };
 
 /// The items of all packs of the stream, in stream order. All or nothing: a broken stream or a
 /// payload its type can't hold gives the empty list, also losing the items that were good. A
 /// stream that simply ends behind a complete pack is no failure. Never throws ParsingError.
 /// `observer`, when given, hears of every key passed over and of the fault that ended a parse.
-ItemList parseDataForItems(RDD18StreamReader& reader, const ItemFactory& factory,
-                           ParseObserver* observer = nullptr);
+VELMORA_RDD18_EXPORT ItemList parseDataForItems(RDD18StreamReader& reader, const ItemFactory& factory,
+                                                ParseObserver* observer = nullptr);
 
 /// The same over a memory block that holds the stream itself, without packets. Bytes that don't
 /// start a pack key are passed over 16 at a time.
-ItemList parseDataForItems(const unsigned char* data, unsigned long size,
-                           const ItemFactory& factory);
+VELMORA_RDD18_EXPORT ItemList parseDataForItems(const unsigned char* data, unsigned long size,
+                                                const ItemFactory& factory);
 
 /// The standard table: the 37 lens and camera items.
-ItemFactory standardItemFactory();
+VELMORA_RDD18_EXPORT ItemFactory standardItemFactory();
 /// The standard table and the 16 items of the Sony flavour (53).
-ItemFactory sonyItemFactory();
+VELMORA_RDD18_EXPORT ItemFactory sonyItemFactory();
 /// The standard table and the 4 items of the Varicam flavour (41).
-ItemFactory varicamItemFactory();
+VELMORA_RDD18_EXPORT ItemFactory varicamItemFactory();
 
 }  // namespace rdd18

@@ -6,6 +6,7 @@
 // order, and convert in `value()`.
 #pragma once
 
+#include "rdd18/export.h"
 #include <algorithm>
 #include <cassert>
 #include <cstdint>
@@ -26,11 +27,11 @@ using tag = std::pair<unsigned char, unsigned char>;
 constexpr tag make_tag(unsigned char first, unsigned char second) noexcept { return {first, second}; }
 
 /// A broken stream or a payload its type can't hold. Carries nothing.
-class ParsingError {};
+class VELMORA_RDD18_EXPORT ParsingError {};
 
 /// A fault while building an answer. No operation of the library raises it; the RDD 18 facade
 /// answers an empty dictionary when it arrives.
-class AncillaryDataBuildingError {};
+class VELMORA_RDD18_EXPORT AncillaryDataBuildingError {};
 
 // ---------------------------------------------------------------------------------------------
 // Payload value types
@@ -42,19 +43,19 @@ struct ConvertibleTo {
 };
 
 /// Unsigned 16-bit number, 2 wire bytes, big-endian.
-struct Uint16 {
+struct VELMORA_RDD18_EXPORT Uint16 {
     unsigned char bytes[2];
     std::uint16_t value() const noexcept;
 };
 
 /// Signed 16-bit number, 2 wire bytes, big-endian two's complement.
-struct Int16 {
+struct VELMORA_RDD18_EXPORT Int16 {
     unsigned char bytes[2];
     std::int16_t value() const noexcept;
 };
 
 /// Unsigned 32-bit number, 4 wire bytes, big-endian.
-struct Uint32 : ConvertibleTo<Uint32, unsigned int> {
+struct VELMORA_RDD18_EXPORT Uint32 : ConvertibleTo<Uint32, unsigned int> {
     unsigned char bytes[4];
     std::uint32_t value() const noexcept;
 };
@@ -118,7 +119,7 @@ short computeExponent(Bits bits) noexcept {
 /// mantissa x 10^exponent, computed in x87 extended precision with `powl` and rounded once to
 /// double. Exact for every value that is exact in 64 significand bits (3e-1 gives 0.3, 1e23
 /// gives 1e23).
-double decimalToDouble(unsigned short mantissa, short exponent) noexcept;
+VELMORA_RDD18_EXPORT double decimalToDouble(unsigned short mantissa, short exponent) noexcept;
 
 template <class Bits>
 double convertToDouble(Bits bits) noexcept {
@@ -201,13 +202,13 @@ struct make_type_from_reader<Uint32> : detail::FixedSizeDecoder<Uint32> {
 /// byte or at the end. No character conversion happens here.
 template <>
 struct make_type_from_reader<std::string> {
-    static std::string make(RDD18StreamReader& reader, unsigned long length);
+    VELMORA_RDD18_EXPORT static std::string make(RDD18StreamReader& reader, unsigned long length);
 };
 
 /// Byte vector: exactly `length` bytes. Never fails: bytes the stream doesn't have stay zero.
 template <>
 struct make_type_from_reader<ByteVector> {
-    static ByteVector make(RDD18StreamReader& reader, unsigned long length);
+    VELMORA_RDD18_EXPORT static ByteVector make(RDD18StreamReader& reader, unsigned long length);
 };
 
 template <>
@@ -236,7 +237,7 @@ std::vector<E> detail::CountedVectorDecoder<E>::make(RDD18StreamReader& reader,
 // Items
 
 /// One metadata item of a parse. Items own their payloads; nothing points into the stream.
-class Item {
+class VELMORA_RDD18_EXPORT Item {
 public:
     virtual rdd18::tag tag() const = 0;
     virtual ~Item() = default;
@@ -256,12 +257,12 @@ public:
 using ItemList = std::vector<std::unique_ptr<Item>>;
 
 /// Creates one kind of item from the stream.
-class ItemBuilder {
+class VELMORA_RDD18_EXPORT ItemBuilder {
 public:
     virtual ~ItemBuilder() = default;
     /// Decodes the payload of `length` bytes at the stream's position. Throws ParsingError when the
     /// payload can't be decoded.
-    virtual std::unique_ptr<Item> build(rdd18::tag tag, RDD18StreamReader& reader,
+    virtual std::unique_ptr<Item> build(rdd18::tag itemTag, RDD18StreamReader& reader,
                                         unsigned long length) const = 0;
 };
 
@@ -282,10 +283,10 @@ public:
 
     class Builder : public ItemBuilder {
     public:
-        std::unique_ptr<Item> build(rdd18::tag tag, RDD18StreamReader& reader,
+        std::unique_ptr<Item> build(rdd18::tag itemTag, RDD18StreamReader& reader,
                                     unsigned long length) const override {
-            assert(tag == make_tag(Tag1, Tag2) && "tag == make_tag(Tag1, Tag2)");
-            (void)tag;
+            assert(itemTag == Tag() && "itemTag == Tag()");
+            (void)itemTag;
             return std::make_unique<TaggedItem>(make_type_from_reader<T>::make(reader, length));
         }
     };
@@ -296,10 +297,10 @@ private:
 
 /// An item of a tag that the flavour doesn't know: its raw payload bytes and its tag. Bytes that
 /// the stream doesn't have are zero.
-class UnsupportedItem : public Item {
+class VELMORA_RDD18_EXPORT UnsupportedItem : public Item {
 public:
-    UnsupportedItem(rdd18::tag tag, RDD18StreamReader& reader, unsigned long length)
-        : bytes_(make_type_from_reader<ByteVector>::make(reader, length)), tag_(tag) {}
+    UnsupportedItem(rdd18::tag itemTag, RDD18StreamReader& reader, unsigned long length)
+        : bytes_(make_type_from_reader<ByteVector>::make(reader, length)), tag_(itemTag) {}
 
     rdd18::tag tag() const override { return tag_; }
     bool isSupported() const override { return false; }

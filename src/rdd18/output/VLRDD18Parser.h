@@ -1,6 +1,7 @@
 // The RDD 18 facade: one parser per camera flavour, one dictionary per frame.
 #pragma once
 
+#include "rdd18/export.h"
 #include <cstdint>
 #include <functional>
 #include <span>
@@ -23,7 +24,7 @@
 ///
 /// A parser keeps nothing of a parse, so one parser can serve several threads at once. It can't
 /// be copied or moved (its parse closure refers to its own factory); hold it by pointer to move it.
-class VLRDD18Parser {
+class VELMORA_RDD18_EXPORT VLRDD18Parser {
 public:
     /// 1: Varicam, 2: Sony, any other value: standard.
     explicit VLRDD18Parser(std::int32_t type);

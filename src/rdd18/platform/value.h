@@ -3,6 +3,7 @@
 // frame buffer.
 #pragma once
 
+#include "rdd18/export.h"
 #include <compare>
 #include <cstddef>
 #include <cstdint>
@@ -33,10 +34,10 @@ enum class NumberKind : std::uint8_t {
 };
 
 /// Name of a kind as used in diagnostics and tool output ("integer", "unsigned int", ...).
-std::string_view numberKindName(NumberKind kind) noexcept;
+VELMORA_RDD18_EXPORT std::string_view numberKindName(NumberKind kind) noexcept;
 
 /// A number with its kind. Construct it with the named factory of its kind.
-class Number {
+class VELMORA_RDD18_EXPORT Number {
   public:
     static Number integer(std::int64_t v) noexcept { return Number(NumberKind::Integer, v); }
     static Number shortNumber(std::int16_t v) noexcept {
@@ -79,7 +80,7 @@ class Number {
 
     /// Equal when kind and stored bits are equal: NaN equals a NaN of the same bits, and -0.0
     /// differs from +0.0. This is the equality of "exact to the last bit".
-    friend bool operator==(const Number& a, const Number& b) noexcept;
+    VELMORA_RDD18_EXPORT friend bool operator==(const Number& a, const Number& b) noexcept;
 
   private:
     Number(NumberKind k, std::int64_t v) noexcept
@@ -112,7 +113,7 @@ using Array = std::vector<Value>;
 /// ascending byte order of the keys, so output built from a dictionary is stable; the order has
 /// no other meaning. Keys may be set in any order: a key that doesn't sort behind the others
 /// moves no entry, only a small index.
-class Dictionary {
+class VELMORA_RDD18_EXPORT Dictionary {
   public:
     using Entry = std::pair<std::string, Value>;
 
@@ -209,7 +210,7 @@ class Dictionary {
     const_iterator begin() const noexcept;
     const_iterator end() const noexcept;
 
-    friend bool operator==(const Dictionary& a, const Dictionary& b);
+    VELMORA_RDD18_EXPORT friend bool operator==(const Dictionary& a, const Dictionary& b);
 
   private:
     const Entry& entryAt(std::size_t rank) const noexcept;
@@ -225,13 +226,13 @@ class Dictionary {
 };
 
 /// Thrown by the typed accessors of `Value` when the value is of another kind.
-class BadValueAccess : public std::exception {
+class VELMORA_RDD18_EXPORT BadValueAccess : public std::exception {
   public:
     const char* what() const noexcept override { return "rdd18::Value: wrong kind of value"; }
 };
 
 /// One value of an answer: a number, a string (UTF-8), data, an array or a dictionary.
-class Value {
+class VELMORA_RDD18_EXPORT Value {
   public:
     Value(Number n) : v_(n) {}
     Value(std::string s) : v_(std::move(s)) {}
@@ -343,7 +344,7 @@ inline Dictionary::const_iterator::reference Dictionary::const_iterator::operato
 /// Text from 8-bit characters: bytes 0x00-0x7F are themselves, bytes 0x80-0xFF are taken as
 /// ISO 8859-1 (Latin-1) and stored as their UTF-8 form. Nothing is dropped; the conversion stops
 /// at `size` and not at a NUL.
-std::string stringFromLatin1(const char* bytes, std::size_t size);
+VELMORA_RDD18_EXPORT std::string stringFromLatin1(const char* bytes, std::size_t size);
 inline std::string stringFromLatin1(std::string_view s) {
     return stringFromLatin1(s.data(), s.size());
 }

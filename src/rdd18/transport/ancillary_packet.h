@@ -4,6 +4,7 @@
 //   [flag: 00 FF FF or 04 FB FB, only when the buffer carries flags] DID SDID DC payload[DC] checksum
 #pragma once
 
+#include "rdd18/export.h"
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -36,7 +37,7 @@ struct AncillaryPacket {
 }  // namespace utils
 
 /// An abstract source of packets.
-class AncillaryDataReader {
+class VELMORA_RDD18_EXPORT AncillaryDataReader {
 public:
     /// The next packet, or nothing when this call found none (the walk may still go on while
     /// `hasNextPacket()` is true).
@@ -45,7 +46,7 @@ public:
     virtual bool hasNextPacket() = 0;
 
 protected:
-    ~AncillaryDataReader() = default;
+    virtual ~AncillaryDataReader() = default;
 };
 
 /// Walks a memory buffer of packets. It borrows the buffer, which must outlive the reader and every
@@ -54,7 +55,7 @@ protected:
 /// Bad input: bytes that don't fit a packet are skipped as the wire rules say. A flag that matches
 /// neither pattern costs 3 bytes and the walk goes on 3 bytes further; fewer bytes left than a
 /// minimal packet, or a DC that runs past the end, end the walk.
-class AncillaryDataBufferReader : public virtual AncillaryDataReader {
+class VELMORA_RDD18_EXPORT AncillaryDataBufferReader : public virtual AncillaryDataReader {
 public:
     /// `observer`, when given, hears of every byte range the walk drops (see parse_observer.h).
     AncillaryDataBufferReader(const unsigned char* data, unsigned long size,
@@ -79,7 +80,7 @@ private:
 
 /// All packets of a buffer, in buffer order, walked as `AncillaryDataBufferReader` walks them.
 /// The packets point into `data`. Never throws but for allocation failure.
-std::vector<utils::AncillaryPacket> packetsFromData(const unsigned char* data, unsigned long size,
-                                                    AncillaryDataBufferContainsFlags flags);
+VELMORA_RDD18_EXPORT std::vector<utils::AncillaryPacket> packetsFromData(
+    const unsigned char* data, unsigned long size, AncillaryDataBufferContainsFlags flags);
 
 }  // namespace rdd18

@@ -5,6 +5,7 @@
 // most 255 packets of 254 stream bytes (64,770 bytes).
 #pragma once
 
+#include "rdd18/export.h"
 #include <cstdint>
 
 #include "rdd18/diagnostics/parse_observer.h"
@@ -15,17 +16,17 @@ namespace rdd18 {
 
 /// An RDD 18 byte stream. `resynchronize` brings it to a place where a pack key may stand; it is
 /// called when 16 bytes read as a key did not start with the universal label header.
-class RDD18StreamReader : public virtual utils::Reader {
+class VELMORA_RDD18_EXPORT RDD18StreamReader : public virtual utils::Reader {
 public:
     virtual void resynchronize() = 0;
 
 protected:
-    ~RDD18StreamReader() = default;
+    virtual ~RDD18StreamReader() = default;
 };
 
 /// An RDD 18 stream held in memory without packets. `resynchronize` does nothing: the next key is
 /// looked for directly behind the bytes that failed.
-class RDD18BufferReader : public virtual utils::BufferReader<RDD18StreamReader> {
+class VELMORA_RDD18_EXPORT RDD18BufferReader : public virtual utils::BufferReader<RDD18StreamReader> {
 public:
     RDD18BufferReader(const unsigned char* data, unsigned long size) noexcept
         : utils::BufferReader<RDD18StreamReader>(data, size) {}
@@ -37,7 +38,7 @@ public:
 /// Packets of other kinds and RDD 18 packets with DC 0 are passed over. A first packet not
 /// numbered 1, or a gap, repeat or reversal of the numbering, ends the stream behind the last good
 /// packet. `resynchronize` gives up the rest of the current packet.
-class RDD18AncillaryDataStreamReader
+class VELMORA_RDD18_EXPORT RDD18AncillaryDataStreamReader
     : public virtual utils::AncillaryPackagedDataStreamReader<RDD18StreamReader> {
 public:
     static constexpr std::uint8_t kDid = 0x43;

@@ -2,6 +2,7 @@
 // payloads of packets of one kind into a stream.
 #pragma once
 
+#include "rdd18/export.h"
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
@@ -15,7 +16,7 @@ class ParseObserver;
 namespace rdd18::utils {
 
 /// An abstract byte stream.
-class Reader {
+class VELMORA_RDD18_EXPORT Reader {
 public:
     /// Copies up to `count` bytes to `buffer`; returns how many it delivered. Fewer than `count`
     /// means the stream has run out.
@@ -28,7 +29,7 @@ public:
     virtual bool isAtEnd() = 0;
 
 protected:
-    ~Reader() = default;
+    virtual ~Reader() = default;
 };
 
 /// The four stream operations over a memory block that the reader borrows. Reads never go past
