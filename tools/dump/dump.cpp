@@ -1,8 +1,11 @@
 #include "dump/dump.h"
 
 #include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstring>
 #include <map>
 
+#include "dump/hints.h"
 #include "dump/input.h"
 #include "dump/report.h"
 #include "dump/writers.h"
@@ -40,14 +43,15 @@ two lower-case hexadecimal digits per byte. With --types each number becomes
 digits are nan, +infinity and -infinity. The table shows data as <hex> and quotes strings.
 
 Exit status: 0 when every input was read (whatever the parsers found in it), 1 when an input
-can't be read or isn't hexadecimal text under --hex, 2 for a bad command line.
+can't be read or isn't hexadecimal text under --hex, 2 for a bad command line (or none, with
+standard input a terminal), 3 when the output can't be written. A reader that stops reading
+early (as head does) ends the run quietly.
 More in docs/cli.md.
 )";
 
-}  // namespace
-
-int run(const std::vector<std::string>& args, std::istream& in, std::ostream& out,
-        std::ostream& err) {
+// Everything but the check of the output stream: see `run`.
+int runCommand(const std::vector<std::string>& args, std::istream& in, std::ostream& out,
+               std::ostream& err, bool inputIsTerminal) {
     CLI::App app(kDescription, kProgram);
     app.footer(kFooter);
     app.set_version_flag("--version", std::string(kProgram) + " " VELMORA_VERSION);
@@ -122,7 +126,14 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
     report.flags = !noFlags;
     report.rdd18 = parser != "arri";
     report.arri = parser != "rdd18";
-    if (files.empty()) files.push_back("-");
+    if (files.empty()) {
+        if (inputIsTerminal) {
+            err << kProgram << ": no input: name frame files, or pipe a frame in (see " << kProgram
+                << " --help)\n";
+            return kExitBadArguments;
+        }
+        files.push_back("-");
+    }
 
     // Read everything first, so that a bad input leaves no half-written output.
     std::vector<Input> inputs;
@@ -136,9 +147,37 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
     const Reporter reporter(report);
     std::vector<FrameReport> reports;
     reports.reserve(inputs.size());
-    for (const auto& input : inputs) reports.push_back(reporter.report(input.name, input.bytes));
+    for (const auto& input : inputs) {
+        reports.push_back(reporter.report(input.name, input.bytes));
+        const std::string hint = readingHint(input.bytes, hex, report.flags);
+        if (!hint.empty()) {
+            err << kProgram << ": " << input.name << ": no RDD 18 or ARRI packet found; " << hint
+                << '\n';
+        }
+    }
     writeReports(out, reports, write);
     return kExitOk;
+}
+
+}  // namespace
+
+int run(const std::vector<std::string>& args, std::istream& in, std::ostream& out,
+        std::ostream& err, bool inputIsTerminal) {
+    errno = 0;
+    int status = runCommand(args, in, out, err, inputIsTerminal);
+    // Every write goes through `out`, whose stream state keeps the first failure; the errno of
+    // the failed write is still the last one set.
+    out.flush();
+    if (!out) {
+        const int error = errno;
+        // A reader that closed the pipe wants no more output, and no message either.
+        if (error == EPIPE) return status;
+        err << kProgram << ": can't write the output";
+        if (error != 0) err << ": " << std::strerror(error);
+        err << '\n';
+        status = kExitWriteFailed;
+    }
+    return status;
 }
 
 }  // namespace rdd18::dump
