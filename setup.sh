@@ -3,7 +3,8 @@
 # Installs only what is missing; needs root (or sudo) only when something is missing.
 set -euo pipefail
 packages=(cmake ninja-build g++ clang libclang-rt-14-dev libgtest-dev libgmock-dev
-          libbenchmark-dev nlohmann-json3-dev libcli11-dev pkg-config valgrind)
+          libbenchmark-dev nlohmann-json3-dev libcli11-dev pkg-config valgrind
+          clang-format-14)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -5,7 +5,8 @@
 #include <vector>
 
 int main() {
-    // One packet (flag, DID 0x43, SDID 0x05, DC 26, sequence 1) carrying one pack with one item:
+    // One packet (flag, DID 0x43, SDID 0x05, DC 0x1B: 27 payload bytes, the sequence number 1 and
+    // 26 stream bytes; then the checksum) carrying one pack with one item:
     // CameraISOSensitivityItem (tag 0x81 0x0B), a 16-bit value of 800.
     const std::vector<unsigned char> frame = {
         0x00, 0xFF, 0xFF, 0x43, 0x05, 0x1B, 0x01, 0x06, 0x0E, 0x2B, 0x34, 0x02, 0x53, 0x01, 0x01,
