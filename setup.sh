@@ -2,13 +2,11 @@
 # Installs what building, testing, benchmarking and fuzzing need, from Debian's packages.
 # Installs only what is missing; needs root (or sudo) only when something is missing.
 set -euo pipefail
-packages=(cmake ninja-build g++ clang libclang-rt-14-dev libgtest-dev libgmock-dev
+packages=(cmake ninja-build g++ clang libclang-rt-14-dev clang-format-14 libgtest-dev libgmock-dev
           libbenchmark-dev nlohmann-json3-dev libcli11-dev pkg-config valgrind
           pybind11-dev python3-dev python3-pytest
-          libgstreamer-plugins-base1.0-dev
-          g++-aarch64-linux-gnu g++-s390x-linux-gnu qemu-user googletest
-          libbenchmark-dev nlohmann-json3-dev libcli11-dev pkg-config valgrind ffmpeg
-          libavformat-dev)
+          libgstreamer-plugins-base1.0-dev ffmpeg libavformat-dev
+          g++-aarch64-linux-gnu g++-s390x-linux-gnu qemu-user googletest)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

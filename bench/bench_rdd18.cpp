@@ -109,7 +109,8 @@ enum class TagOrder { Ascending, Descending, Random };
 void BM_RDD18DistinctKeys(benchmark::State& state, TagOrder tagOrder) {
     constexpr std::size_t kItems = 16187;
     std::vector<unsigned> tags(kItems);
-    for (std::size_t i = 0; i < kItems; ++i) tags[i] = 0x4000u + static_cast<unsigned>(i);  // below every registered tag
+    for (std::size_t i = 0; i < kItems; ++i)
+        tags[i] = 0x4000u + static_cast<unsigned>(i);  // below every registered tag
     if (tagOrder == TagOrder::Descending) std::reverse(tags.begin(), tags.end());
     if (tagOrder == TagOrder::Random) std::shuffle(tags.begin(), tags.end(), std::mt19937(18));
     Bytes items;
@@ -118,8 +119,9 @@ void BM_RDD18DistinctKeys(benchmark::State& state, TagOrder tagOrder) {
                                                          static_cast<unsigned char>(t), {});
         items.insert(items.end(), item.begin(), item.end());
     }
-    const Bytes frame =
-        rdd18::testsupport::FrameBuilder().rdd18Stream(rdd18::testsupport::rdd18Pack(items)).bytes();
+    const Bytes frame = rdd18::testsupport::FrameBuilder()
+                            .rdd18Stream(rdd18::testsupport::rdd18Pack(items))
+                            .bytes();
     const VLRDD18Parser parser(kStandard);
     if (parser.parseData(frame).size() != kItems) {
         state.SkipWithError("the frame must give one entry per item");

@@ -2,7 +2,8 @@
 // model's answer for the same bytes (fuzz/model/arri_model.h): the first metadata value of the
 // model's KLV loop, translated by the model's record table when it holds 4096 bytes or more, and
 // empty otherwise; its interpreted view holds no NaN or infinity and reads back from its
-// dictionary form; its interpreted view holds no NaN or infinity; its numbers convert without undefined behaviour.
+// dictionary form; its interpreted view holds no NaN or infinity; its numbers convert without
+// undefined behaviour.
 #include <cstddef>
 #include <cstdint>
 

@@ -10,11 +10,11 @@
 #include <vector>
 
 #include "fuzz_support.h"
-#include "rdd18/transport/parse_observer.h"
 #include "rdd18/host/parse.h"
 #include "rdd18/host/rfc8331.h"
 #include "rdd18/host/vanc.h"
 #include "rdd18/host/words10.h"
+#include "rdd18/transport/parse_observer.h"
 
 using namespace rdd18;
 using namespace rdd18::host;

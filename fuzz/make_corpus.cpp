@@ -177,22 +177,22 @@ std::vector<Seed> rdd18Frames() {
                                                 .bytes()});
     // Four bytes of rubbish put the flag walk out of step: the rest is lost. A mixed flag
     // (00 FB FB) is no flag; a last packet without its checksum byte is no packet.
-    seeds.push_back({"all-four-bytes-rubbish-between",
-                     FrameBuilder()
-                         .rdd18Stream(Bytes(all.begin(), all.begin() + 60))
-                         .raw({0x12, 0x34, 0x56, 0x78})
-                         .rdd18Stream(Bytes(all.begin() + 60, all.end()))
-                         .bytes()});
-    seeds.push_back({"mixed-flag-packet-first",
-                     FrameBuilder()
-                         .raw({0x00, 0xFB, 0xFB, 0x43, 0x05, 0x02, 0x01, 0x06, 0x00})
-                         .rdd18Stream(all)
-                         .bytes()});
-    seeds.push_back({"last-packet-without-checksum",
-                     FrameBuilder()
-                         .rdd18Stream(all)
-                         .raw({0x00, 0xFF, 0xFF, 0x43, 0x05, 0x02, 0x7F, 0x06})
-                         .bytes()});
+    seeds.push_back(
+        {"all-four-bytes-rubbish-between", FrameBuilder()
+                                               .rdd18Stream(Bytes(all.begin(), all.begin() + 60))
+                                               .raw({0x12, 0x34, 0x56, 0x78})
+                                               .rdd18Stream(Bytes(all.begin() + 60, all.end()))
+                                               .bytes()});
+    seeds.push_back(
+        {"mixed-flag-packet-first", FrameBuilder()
+                                        .raw({0x00, 0xFB, 0xFB, 0x43, 0x05, 0x02, 0x01, 0x06, 0x00})
+                                        .rdd18Stream(all)
+                                        .bytes()});
+    seeds.push_back(
+        {"last-packet-without-checksum", FrameBuilder()
+                                             .rdd18Stream(all)
+                                             .raw({0x00, 0xFF, 0xFF, 0x43, 0x05, 0x02, 0x7F, 0x06})
+                                             .bytes()});
     seeds.push_back(
         {"sequence-break", FrameBuilder()
                                .rdd18Packet(1, Bytes(all.begin(), all.begin() + 50))

@@ -8,7 +8,8 @@ ByteInput::ByteInput(const py::buffer& source) {
     // A contiguous buffer comes as it is; PyBUF_SIMPLE asks for nothing else.
     if (PyObject_GetBuffer(source.ptr(), &view_, PyBUF_SIMPLE) == 0) {
         exported_ = true;
-        bytes_ = {static_cast<const unsigned char*>(view_.buf), static_cast<std::size_t>(view_.len)};
+        bytes_ = {static_cast<const unsigned char*>(view_.buf),
+                  static_cast<std::size_t>(view_.len)};
         return;
     }
     PyErr_Clear();

@@ -15,8 +15,8 @@ py::object owned(PyObject* object) {
 }
 
 py::str text(std::string_view s) {
-    return owned(PyUnicode_DecodeUTF8(s.data(), static_cast<Py_ssize_t>(s.size()),
-                                      "surrogateescape"));
+    return owned(
+        PyUnicode_DecodeUTF8(s.data(), static_cast<Py_ssize_t>(s.size()), "surrogateescape"));
 }
 
 py::object number(const rdd18::Number& n) {

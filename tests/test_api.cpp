@@ -1,5 +1,5 @@
-// What a C++ host holds: parsers as values with a flavour, typed reads, the faults of a parse in the
-// same pass; and what those passes may allocate.
+// What a C++ host holds: parsers as values with a flavour, typed reads, the faults of a parse in
+// the same pass; and what those passes may allocate.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -24,19 +24,29 @@ struct Tally {
     if (void* p = std::malloc(n ? n : 1)) return p;
     throw std::bad_alloc();
 }
-[[gnu::noinline]] void release(void* p) noexcept { std::free(p); }
+[[gnu::noinline]] void release(void* p) noexcept {
+    std::free(p);
+}
 }  // namespace
 
-void* operator new(std::size_t n) { return countedAllocation(n); }
-void operator delete(void* p) noexcept { release(p); }
-void operator delete(void* p, std::size_t) noexcept { release(p); }
+void* operator new(std::size_t n) {
+    return countedAllocation(n);
+}
+void operator delete(void* p) noexcept {
+    release(p);
+}
+void operator delete(void* p, std::size_t) noexcept {
+    release(p);
+}
 
 using namespace rdd18;
 using namespace rdd18::testsupport;
 
 namespace {
 
-Bytes frameOf(const Bytes& items) { return FrameBuilder().rdd18Stream(rdd18Pack(items)).bytes(); }
+Bytes frameOf(const Bytes& items) {
+    return FrameBuilder().rdd18Stream(rdd18Pack(items)).bytes();
+}
 
 TEST(Api, ParsersAreValuesThatOutliveTheirSource) {
     const Bytes frame = frameOf(rdd18Item(0xE1, 0x21, text("HDR")) + rdd18Item(0x81, 0x0B, {0, 9}));
@@ -49,12 +59,13 @@ TEST(Api, ParsersAreValuesThatOutliveTheirSource) {
     }  // the originals are gone; the parsers must not refer to them
     for (const RDD18Parser& p : parsers) {
         EXPECT_EQ(p.flavour(), Flavour::Varicam);
-            EXPECT_EQ(p.parseData(frame).at("VaricamClipInfoHeaderItem"), Value("HDR"));
+        EXPECT_EQ(p.parseData(frame).at("VaricamClipInfoHeaderItem"), Value("HDR"));
     }
 }
 
 TEST(Api, TypedReadsAreExactOrRefused) {
-    const Value u7(Number::unsignedInt(7)), minus1(Number::shortNumber(-1)), f(Number::floatNumber(1.5f));
+    const Value u7(Number::unsignedInt(7)), minus1(Number::shortNumber(-1)),
+        f(Number::floatNumber(1.5f));
     EXPECT_EQ(u7.get<int>() + minus1.get<std::int8_t>() + f.get<double>(), 7.5);
     EXPECT_TRUE(Value(Number::boolean(true)).get<bool>());
     EXPECT_FALSE(Value(Number::unsignedInt(300)).tryGet<std::uint8_t>() ||
@@ -68,7 +79,8 @@ TEST(Api, TypedReadsAreExactOrRefused) {
     EXPECT_EQ(d.get<long>("b"), 2);
     EXPECT_FALSE(d.get<long>("a") || d.get<Number>("c"));
     // Any order of setting gives one sorted dictionary; of repeated keys the later wins.
-    EXPECT_EQ(d, Dictionary::fromEntries({{"b", Number::integer(1)}, {"a", "x"}, {"b", Number::integer(2)}}));
+    EXPECT_EQ(d, Dictionary::fromEntries(
+                     {{"b", Number::integer(1)}, {"a", "x"}, {"b", Number::integer(2)}}));
     EXPECT_EQ(d.begin()->first, "a");
 }
 

@@ -77,10 +77,14 @@ TEST(ArriParser, TranslatesTheFirstMetadataBlockOfAtLeast4096Bytes) {
 // Hostile records put NaN T-stops, negative tenths and huge floats into answers; reading them back
 // is defined: truncated, saturated, NaN as 0, beyond float's range infinite.
 TEST(ArriParser, NumberConversionsOfHostileValuesAreDefined) {
-    const struct { Number n; std::int64_t i; std::uint64_t u; } cases[] = {
-        {Number::doubleNumber(std::numeric_limits<double>::quiet_NaN()), 0, 0},
-        {Number::doubleNumber(-3276.8), -3276, 0}, {Number::doubleNumber(-1.023e26), INT64_MIN, 0},
-        {Number::floatNumber(1e30f), INT64_MAX, UINT64_MAX}};
+    const struct {
+        Number n;
+        std::int64_t i;
+        std::uint64_t u;
+    } cases[] = {{Number::doubleNumber(std::numeric_limits<double>::quiet_NaN()), 0, 0},
+                 {Number::doubleNumber(-3276.8), -3276, 0},
+                 {Number::doubleNumber(-1.023e26), INT64_MIN, 0},
+                 {Number::floatNumber(1e30f), INT64_MAX, UINT64_MAX}};
     for (const auto& c : cases)
         EXPECT_TRUE(c.n.int64Value() == c.i && c.n.uint64Value() == c.u) << c.n.doubleValue();
     EXPECT_EQ(Number::doubleNumber(1e300).floatValue(), std::numeric_limits<float>::infinity());

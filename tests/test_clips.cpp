@@ -49,7 +49,8 @@ std::vector<json> lines(const std::string& text) {
 }
 
 json answerOf(const std::string& sample) {
-    const auto r = lines(tool({"--flavour", "sony", "-f", "jsonl", (kSamples / sample).string()}).out);
+    const auto r =
+        lines(tool({"--flavour", "sony", "-f", "jsonl", (kSamples / sample).string()}).out);
     return {{"rdd18", r.at(0).at("rdd18")}, {"arri", r.at(0).at("arri")}};
 }
 
@@ -65,7 +66,8 @@ TEST(Clips, ElementRunGivesTheFramesAnswersInOrder) {
                             ElementCoding::TenBit}) {
             for (const char* f : frames) {
                 const auto e = rdd18::dump::st436mElement(fileBytes(kSamples / f), coding);
-                out.write(reinterpret_cast<const char*>(e.data()), static_cast<std::streamsize>(e.size()));
+                out.write(reinterpret_cast<const char*>(e.data()),
+                          static_cast<std::streamsize>(e.size()));
                 expected.push_back(answerOf(f));
             }
         }
@@ -73,14 +75,17 @@ TEST(Clips, ElementRunGivesTheFramesAnswersInOrder) {
     }
     const ToolRun r = tool({"--input", "st436m", "--flavour", "sony", "-f", "jsonl", run.string()});
     EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(r.err, "velmora-dump: " + run.string() + ": element 9 is cut off by the end of the input\n");
+    EXPECT_EQ(r.err,
+              "velmora-dump: " + run.string() + ": element 9 is cut off by the end of the input\n");
     const auto got = lines(r.out);
     ASSERT_EQ(got.size(), expected.size());
     for (std::size_t i = 0; i < got.size(); ++i) {
         EXPECT_EQ(got[i].at("frame"), i);
-        EXPECT_EQ(json({{"rdd18", got[i].at("rdd18")}, {"arri", got[i].at("arri")}}), expected[i]) << i;
+        EXPECT_EQ(json({{"rdd18", got[i].at("rdd18")}, {"arri", got[i].at("arri")}}), expected[i])
+            << i;
     }
-    const ToolRun some = tool({"--input", "st436m", "--frames", "4:6", "-f", "jsonl", run.string()});
+    const ToolRun some =
+        tool({"--input", "st436m", "--frames", "4:6", "-f", "jsonl", run.string()});
     EXPECT_EQ(lines(some.out).size(), 2u);
     EXPECT_EQ(lines(some.out).at(0).at("frame"), 4);
     fs::remove(run);
@@ -104,12 +109,14 @@ TEST(Clips, SampleClipMatchesGoldenFilesAndItsSources) {
     const auto frames = lines(jsonl.out);
     ASSERT_EQ(frames.size(), 5u);
     const json empty = {{"rdd18", json::object()}, {"arri", json::object()}};
-    const json sources[] = {answerOf("standard.anc"), answerOf("sony.anc"), answerOf("standard.anc"),
-                            empty, empty};
+    const json sources[] = {answerOf("standard.anc"), answerOf("sony.anc"),
+                            answerOf("standard.anc"), empty, empty};
     for (std::size_t i = 0; i < frames.size(); ++i) {
         EXPECT_EQ(frames[i].at("frame"), i);
         EXPECT_EQ(frames[i].at("timecode"), "10:00:00:0" + std::to_string(i));
-        EXPECT_EQ(json({{"rdd18", frames[i].at("rdd18")}, {"arri", frames[i].at("arri")}}), sources[i]) << i;
+        EXPECT_EQ(json({{"rdd18", frames[i].at("rdd18")}, {"arri", frames[i].at("arri")}}),
+                  sources[i])
+            << i;
     }
     const auto some = lines(part.out);
     ASSERT_EQ(some.size(), 2u);

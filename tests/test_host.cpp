@@ -7,11 +7,11 @@
 #include <functional>
 #include <iterator>
 
-#include "rdd18/transport/parse_observer.h"
 #include "rdd18/host/parse.h"
 #include "rdd18/host/rfc8331.h"
 #include "rdd18/host/vanc.h"
 #include "rdd18/host/words10.h"
+#include "rdd18/transport/parse_observer.h"
 
 using namespace rdd18;
 using namespace rdd18::host;
@@ -37,8 +37,10 @@ TEST(HostForms, EveryFormOfTheSamplesParsesToTheSamplesAnswers) {
     const std::vector<Form> forms = {
         [](auto p) { return packetsFromWords10(words10FromPackets(p)); },
         [](auto p) { return packetsFromRfc8331(rfc8331FromPackets(p)); },
-        viaLines(VancFormat::V210, 1920), viaLines(VancFormat::V210, 720),
-        viaLines(VancFormat::Uyvy, 1920), viaLines(VancFormat::Uyvy, 720),
+        viaLines(VancFormat::V210, 1920),
+        viaLines(VancFormat::V210, 720),
+        viaLines(VancFormat::Uyvy, 1920),
+        viaLines(VancFormat::Uyvy, 720),
         viaLines(VancFormat::V210, 133)};  // a width that ends inside a v210 group
     for (const auto& e : std::filesystem::directory_iterator(VELMORA_SAMPLES_DIR)) {
         if (e.path().extension() != ".anc") continue;

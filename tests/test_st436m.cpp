@@ -5,9 +5,9 @@
 #include "rdd18/host/st436m.h"
 
 using namespace rdd18::host;
-using rdd18::testsupport::Bytes;
 using rdd18::testsupport::be16;
 using rdd18::testsupport::be32;
+using rdd18::testsupport::Bytes;
 using rdd18::testsupport::operator+;
 
 namespace {
@@ -16,7 +16,8 @@ namespace {
 Bytes packet(std::uint8_t coding, std::uint16_t samples, const Bytes& payload,
              std::uint32_t elementSize = 1) {
     return be16(9) + Bytes{0x01, coding} + be16(samples) +
-           be32(static_cast<std::uint32_t>(payload.size() / elementSize)) + be32(elementSize) + payload;
+           be32(static_cast<std::uint32_t>(payload.size() / elementSize)) + be32(elementSize) +
+           payload;
 }
 
 Bytes withoutLastByte(Bytes b) {
@@ -49,19 +50,31 @@ TEST(St436m, CodingsAndFaults) {
         {"10-bit with checksum", be16(1) + packet(7, 5, tenBit(0x143, 0x14A)), 1, {}},
         {"10-bit without checksum", be16(1) + packet(9, 4, tenBit(0x143, 0x3FF)), 1, {}},
         {"10-bit bad parity", be16(1) + packet(7, 5, tenBit(0x043, 0x14A)), 0, {{0, F::BadParity}}},
-        {"10-bit bad checksum", be16(1) + packet(8, 5, tenBit(0x143, 0x14B)), 0,
+        {"10-bit bad checksum",
+         be16(1) + packet(8, 5, tenBit(0x143, 0x14B)),
+         0,
          {{0, F::BadChecksum}}},
         {"count cut off", Bytes{0x00}, 0, {{0, F::CountBeyondData}}},
         {"count beyond the data", be16(2) + good, 1, {{1, F::CountBeyondData}}},
-        {"array count beyond the data", be16(1) + withoutLastByte(good), 0,
+        {"array count beyond the data",
+         be16(1) + withoutLastByte(good),
+         0,
          {{0, F::PayloadBeyondData}}},
-        {"element size 2, walk goes on", be16(2) + packet(4, 4, {1, 2}, 2) + good, 1,
+        {"element size 2, walk goes on",
+         be16(2) + packet(4, 4, {1, 2}, 2) + good,
+         1,
          {{0, F::ElementSizeNotOne}}},
-        {"VBI and unknown codings", be16(3) + packet(1, 4, k8Bit) + packet(13, 4, k8Bit) + good, 1,
+        {"VBI and unknown codings",
+         be16(3) + packet(1, 4, k8Bit) + packet(13, 4, k8Bit) + good,
+         1,
          {{0, F::VbiCoding}, {1, F::UnknownCoding}}},
-        {"samples beyond the array", be16(2) + packet(4, 5, k8Bit) + packet(7, 4, k8Bit), 0,
+        {"samples beyond the array",
+         be16(2) + packet(4, 5, k8Bit) + packet(7, 4, k8Bit),
+         0,
          {{0, F::SamplesBeyondArray}, {1, F::SamplesBeyondArray}}},
-        {"DC beyond the samples", be16(2) + packet(4, 3, k8Bit) + packet(4, 2, k8Bit), 0,
+        {"DC beyond the samples",
+         be16(2) + packet(4, 3, k8Bit) + packet(4, 2, k8Bit),
+         0,
          {{0, F::PacketTooShort}, {1, F::PacketTooShort}}},
     };
     for (const auto& c : cases) {
@@ -73,7 +86,8 @@ TEST(St436m, CodingsAndFaults) {
         // Every packet that survives is the same packet, whatever its coding, and the element's
         // size is found from its headers alone when nothing runs past the end.
         for (const auto& p : e.packets) {
-            EXPECT_EQ(flaggedBuffer({&p, 1}), (Bytes{0x00, 0xFF, 0xFF, 0x43, 0x05, 0x01, 0x01, 0x4A}))
+            EXPECT_EQ(flaggedBuffer({&p, 1}),
+                      (Bytes{0x00, 0xFF, 0xFF, 0x43, 0x05, 0x01, 0x01, 0x4A}))
                 << c.name;
             EXPECT_EQ(p.line, 9u) << c.name;
         }

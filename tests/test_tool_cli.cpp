@@ -1,14 +1,15 @@
 // velmora-dump's command line, run in-process: inputs, hexadecimal text, parser choice, the
 // packet walk, exit status and error lines.
-#ifdef VELMORA_HAVE_DUMP_TOOL
-
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <sstream>
+#include <tuple>
 
 #include "dump/dump.h"
 #include "dump/input.h"
@@ -25,10 +26,11 @@ struct Result {
     std::string err;
 };
 
-Result runTool(const std::vector<std::string>& args, const std::string& standardInput = "") {
+Result runTool(const std::vector<std::string>& args, const std::string& standardInput = "",
+               bool terminal = false) {
     std::istringstream in(standardInput);
     std::ostringstream out, err;
-    const int status = rdd18::dump::run(args, in, out, err);
+    const int status = rdd18::dump::run(args, in, out, err, terminal);
     return {status, out.str(), err.str()};
 }
 
@@ -180,8 +182,8 @@ TEST(ToolCommandLine, SeveralFilesInOrderOrNone) {
         return "{\"file\":\"" + name +
                "\",\"rdd18\":{\"Unknown_0xf0_0x01\":{\"$data\":\"aa\"}},\"arri\":{}}\n";
     };
-    const Result r = runTool({"-f", "jsonl", "--hex", b, a, b, "--input", "packets", "-"},
-                             kOneItemHex);
+    const Result r =
+        runTool({"-f", "jsonl", "--hex", b, a, b, "--input", "packets", "-"}, kOneItemHex);
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.out, line(a) + line("-"));
     const std::string badLine = "velmora-dump: " + b + ":1:2: 'x' is not a hexadecimal digit\n";
@@ -194,6 +196,48 @@ TEST(ToolCommandLine, SeveralFilesInOrderOrNone) {
     std::filesystem::remove(b);
 }
 
-}  // namespace
+TEST(ToolCommandLine, HintsTerminalWriteFailuresAndClosedPipe) {
+    const std::string flagged = asText(rdd18::dump::parseHexText(kOneItemHex, "frame"));
+    const std::string none = "velmora-dump: -: no RDD 18 or ARRI packet found; ";
+    const struct {
+        std::vector<std::string> args;
+        std::string input, err;
+    } cases[] = {
+        {{}, kOneItemHex, none + "it looks like hexadecimal text: try --hex\n"},
+        {{},
+         flagged.substr(3),
+         none + "its packets look like they carry no flag: try --no-flags\n"},
+        {{"--no-flags"},
+         flagged,
+         none + "its packets look like they carry the 3-byte flag: leave out --no-flags\n"},
+        {{}, flagged, ""},
+        {{"--hex"}, kOneItemHex, ""},
+        {{}, "no frame", ""}};
+    for (const auto& c : cases) EXPECT_EQ(runTool(c.args, c.input).err, c.err) << c.input;
+    const Result terminal = runTool({}, flagged, true);  // nothing named: a usage line, no wait
+    EXPECT_EQ(terminal.status, rdd18::dump::kExitBadArguments);
+    EXPECT_EQ(terminal.err.rfind("velmora-dump: no input: ", 0), 0u) << terminal.err;
+    EXPECT_EQ(runTool({"-"}, flagged, true).err, "");
+    std::signal(SIGPIPE, SIG_IGN);  // as the tool's main does
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    close(ends[0]);
+    const std::string full = "velmora-dump: can't write the output: No space left on device\n";
+    for (const char* format : {"json", "jsonl", "plist", "table"}) {
+        for (const auto& [path, status, message] :
+             {std::tuple{std::string("/dev/full"), 3, full},
+              std::tuple{"/dev/fd/" + std::to_string(ends[1]), 0, std::string()}}) {
+            std::istringstream in;
+            std::ostringstream err;
+            std::ofstream out(path);
+            EXPECT_EQ(
+                rdd18::dump::run({"-f", format, VELMORA_SAMPLES_DIR "/standard.anc"}, in, out, err),
+                status)
+                << path << format;
+            EXPECT_EQ(err.str(), message);
+        }
+    }
+    close(ends[1]);
+}
 
-#endif  // VELMORA_HAVE_DUMP_TOOL
+}  // namespace

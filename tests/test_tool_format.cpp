@@ -1,6 +1,5 @@
 // velmora-dump's output layer: exact number text, base64, hex and UTF-8 repair. How the formats
 // write values plain JSON can't hold is checked by the golden files of extreme-values.
-#ifdef VELMORA_HAVE_DUMP_TOOL
 
 #include <gtest/gtest.h>
 
@@ -94,5 +93,3 @@ TEST(ToolValueText, Base64AndUtf8) {
 }
 
 }  // namespace
-
-#endif  // VELMORA_HAVE_DUMP_TOOL

@@ -11,21 +11,27 @@ Bytes operator+(Bytes a, const Bytes& b) {
     return a;
 }
 
-Bytes be16(std::uint16_t v) { return {static_cast<unsigned char>(v >> 8), static_cast<unsigned char>(v)}; }
+Bytes be16(std::uint16_t v) {
+    return {static_cast<unsigned char>(v >> 8), static_cast<unsigned char>(v)};
+}
 
 Bytes be32(std::uint32_t v) {
     return {static_cast<unsigned char>(v >> 24), static_cast<unsigned char>(v >> 16),
             static_cast<unsigned char>(v >> 8), static_cast<unsigned char>(v)};
 }
 
-Bytes le16(std::uint16_t v) { return {static_cast<unsigned char>(v), static_cast<unsigned char>(v >> 8)}; }
+Bytes le16(std::uint16_t v) {
+    return {static_cast<unsigned char>(v), static_cast<unsigned char>(v >> 8)};
+}
 
 Bytes le32(std::uint32_t v) {
     return {static_cast<unsigned char>(v), static_cast<unsigned char>(v >> 8),
             static_cast<unsigned char>(v >> 16), static_cast<unsigned char>(v >> 24)};
 }
 
-Bytes text(std::string_view s) { return Bytes(s.begin(), s.end()); }
+Bytes text(std::string_view s) {
+    return Bytes(s.begin(), s.end());
+}
 
 Bytes rdd18Item(unsigned char tag1, unsigned char tag2, const Bytes& payload) {
     if (payload.size() > 0xFFFF) throw std::invalid_argument("RDD 18 payload over 65535 bytes");
@@ -42,7 +48,9 @@ std::array<unsigned char, 16> rdd18PackKey() {
             0x0C, 0x02, 0x01, 0x01, 0x01, 0x01, 0x00, 0x00};
 }
 
-Bytes rdd18Pack(const Bytes& items) { return rdd18Pack(items, rdd18PackKey()); }
+Bytes rdd18Pack(const Bytes& items) {
+    return rdd18Pack(items, rdd18PackKey());
+}
 
 Bytes rdd18Pack(const Bytes& items, const std::array<unsigned char, 16>& key,
                 unsigned char lengthMarker) {

@@ -58,7 +58,7 @@ Bytes arriItem(const std::array<unsigned char, 16>& key, const Bytes& value,
 
 /// A 4096-byte ARRI file header record, little-endian, written field by field.
 class ArriHeaderBuilder {
-public:
+  public:
     explicit ArriHeaderBuilder(unsigned char fill = 0x00);
     ArriHeaderBuilder& u8(std::size_t offset, std::uint8_t v);
     ArriHeaderBuilder& u16(std::size_t offset, std::uint16_t v);
@@ -68,7 +68,7 @@ public:
     ArriHeaderBuilder& textField(std::size_t offset, std::size_t width, std::string_view s);
     const Bytes& bytes() const { return bytes_; }
 
-private:
+  private:
     Bytes bytes_;
 };
 
@@ -82,7 +82,7 @@ enum class Flags { None, Standard /* 00 FF FF */, Alternate /* 04 FB FB */ };
 
 /// Builds one frame's packet buffer, packet by packet, in buffer order.
 class FrameBuilder {
-public:
+  public:
     explicit FrameBuilder(Flags flags = Flags::Standard) : flags_(flags) {}
 
     /// Any packet; payload up to 255 bytes, the checksum a sender would compute.
@@ -102,7 +102,8 @@ public:
 
     /// One ARRI packet (DID 0x44, SDID 0x04): stream id, 16-bit little-endian sequence number,
     /// up to 252 stream bytes.
-    FrameBuilder& arriPacket(std::uint8_t streamId, std::uint16_t sequence, const Bytes& streamBytes);
+    FrameBuilder& arriPacket(std::uint8_t streamId, std::uint16_t sequence,
+                             const Bytes& streamBytes);
     /// One ARRI KLV item split into packets of `perPacket` stream bytes (1..252), the last packet
     /// padded with zeros to full size when `pad` is true. Numbered on from the last ARRI packet
     /// of this builder under stream id `streamId`.
@@ -111,7 +112,7 @@ public:
 
     const Bytes& bytes() const { return bytes_; }
 
-private:
+  private:
     Flags flags_;
     Bytes bytes_;
     std::uint8_t rdd18Sequence_ = 0;

@@ -21,7 +21,8 @@ struct SampleEntry {
     /// JSON for every sample; every format for the two samples whose answers hold what each
     /// writer must take care of (numbers of every kind, NaN, -0, data, text, packet lists).
     std::vector<std::string> goldenFormats() const {
-        if (stem() == "extreme-values" || stem() == "mixed") return {"json", "jsonl", "plist", "table"};
+        if (stem() == "extreme-values" || stem() == "mixed")
+            return {"json", "jsonl", "plist", "table"};
         return {"json"};
     }
 };

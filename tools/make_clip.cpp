@@ -7,11 +7,11 @@
 // samples without checksum byte), FILE:8cs (with it), FILE:10 (10-bit samples), "zero" (an element
 // with packet count 0) or "empty" (an element of no bytes). The muxer pairs each picture with an
 // element, so every picture gets one.
+#include <algorithm>
 #include <fstream>
 #include <iostream>
 #include <iterator>
 #include <memory>
-#include <algorithm>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -41,8 +41,9 @@ std::vector<unsigned char> element(const std::string& spec) {
     const std::string form = colon == std::string::npos ? "" : spec.substr(colon + 1);
     const ElementCoding coding = form == "8"     ? ElementCoding::EightBit
                                  : form == "8cs" ? ElementCoding::EightBitWithChecksum
-                                 : form == "10"  ? ElementCoding::TenBit
-                                                 : throw std::runtime_error(spec + ": not FILE:8|8cs|10");
+                                 : form == "10"
+                                     ? ElementCoding::TenBit
+                                     : throw std::runtime_error(spec + ": not FILE:8|8cs|10");
     std::ifstream file(spec.substr(0, colon), std::ios::binary);
     if (!file) throw std::runtime_error(spec + ": cannot open");
     const std::vector<unsigned char> frame(std::istreambuf_iterator<char>(file), {});

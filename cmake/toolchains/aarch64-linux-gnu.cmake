@@ -14,3 +14,8 @@ set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 # tool uses (CLI11, nlohmann-json) are installed once for every architecture. GoogleTest is built
 # from source for the target (VELMORA_GTEST_SOURCE_DIR), never taken from the host.
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE BOTH)
+# pkg-config looks at the target's libraries only: the host's .pc files (GStreamer, libavformat)
+# describe x86-64 libraries, which a cross build can't link. The optional parts they enable
+# (GStreamer interop tests, clips) are left out of a cross build.
+set(ENV{PKG_CONFIG_LIBDIR} "/usr/lib/aarch64-linux-gnu/pkgconfig:/usr/aarch64-linux-gnu/lib/pkgconfig")
+set(ENV{PKG_CONFIG_PATH} "")

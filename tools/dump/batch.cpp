@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "dump/dump.h"
+#include "dump/hints.h"
 #include "dump/input.h"
 
 namespace rdd18::dump {
@@ -12,8 +13,9 @@ namespace {
 
 using FrameSink = std::function<void(const FrameReport&)>;
 
+// `hints`: where a frame that looks read the wrong way gets its hint line, if anywhere.
 void decodeInput(const std::string& name, const BatchOptions& options, const Reporter& reporter,
-                 std::istream& in, const FrameSink& sink) {
+                 std::istream& in, std::ostream* hints, const FrameSink& sink) {
     InputForm form = options.form;
     if (form == InputForm::Auto) form = looksLikeClip(name) ? InputForm::Clip : InputForm::Packets;
     const ClipFrameVisitor visit = [&](const ClipFrame& f) { sink(reporter.report(name, f)); };
@@ -28,8 +30,15 @@ void decodeInput(const std::string& name, const BatchOptions& options, const Rep
             host.form = form == InputForm::Auto ? InputForm::Packets : form;
             for (const Frame& frame : framesOf(readInput(name, false, in), host)) {
                 FrameReport r = reporter.report(frame.name, frame.bytes);
+                if (hints && host.form == InputForm::Packets) {
+                    const std::string hint = readingHint(frame.bytes, host.hex, frame.flags);
+                    if (!hint.empty())
+                        *hints << "velmora-dump: " << frame.name
+                               << ": no RDD 18 or ARRI packet found; " << hint << '\n';
+                }
                 if (options.explainInput && host.form != InputForm::Packets)
-                    r.sections.push_back({"input", Array(frame.faults.begin(), frame.faults.end())});
+                    r.sections.push_back(
+                        {"input", Array(frame.faults.begin(), frame.faults.end())});
                 sink(r);
             }
             return;
@@ -47,15 +56,15 @@ void decodeInput(const std::string& name, const BatchOptions& options, const Rep
 }
 
 // One pass over every input; returns the names of those that failed, after their error lines.
-std::set<std::string> decodeAll(const std::vector<std::string>& files,
-                                const BatchOptions& options, const Reporter& reporter,
-                                std::istream& in, std::ostream& err, const FrameSink& sink,
+std::set<std::string> decodeAll(const std::vector<std::string>& files, const BatchOptions& options,
+                                const Reporter& reporter, std::istream& in, std::ostream& err,
+                                bool hints, const FrameSink& sink,
                                 const std::set<std::string>& skip = {}) {
     std::set<std::string> failed;
     for (const auto& name : files) {
         if (skip.count(name)) continue;
         try {
-            decodeInput(name, options, reporter, in, sink);
+            decodeInput(name, options, reporter, in, hints ? &err : nullptr, sink);
         } catch (const InputError& e) {
             err << "velmora-dump: " << e.what() << '\n';
             failed.insert(name);
@@ -80,20 +89,20 @@ int decodeBatch(const std::vector<std::string>& files, const BatchOptions& optio
             source = &heldInput;
         }
         CsvColumns collect;
-        failed = decodeAll(files, options, reporter, *source, err,
+        failed = decodeAll(files, options, reporter, *source, err, false,
                            [&](const FrameReport& f) { collect.add(f); });
         columns = collect.columns();
         heldInput.clear();
         heldInput.seekg(0);
     }
-    const auto failedNow =
-        decodeAll(files, options, reporter, *source, err,
-                  [&](const FrameReport& f) {
-                      if (!writer) writer = makeReportWriter(out, options.write, columns);
-                      writer->frame(f);
-                      if (options.written) options.written(f);
-                  },
-                  failed);
+    const auto failedNow = decodeAll(
+        files, options, reporter, *source, err, true,
+        [&](const FrameReport& f) {
+            if (!writer) writer = makeReportWriter(out, options.write, columns);
+            writer->frame(f);
+            if (options.written) options.written(f);
+        },
+        failed);
     failed.insert(failedNow.begin(), failedNow.end());
     if (!writer && failed.empty()) writer = makeReportWriter(out, options.write, columns);
     if (writer) writer->finish();

@@ -21,7 +21,7 @@ struct BatchOptions {
     FrameRange frames;      ///< the frames of clips and element runs to report
     WriteOptions write;
     std::ostream* progress = nullptr;  ///< where long clips keep a progress line, if anywhere
-    bool explainInput = false;  ///< add "input": what converting a host form dropped
+    bool explainInput = false;         ///< add "input": what converting a host form dropped
     /// Sees each frame's report as it is written (for example to draw the frames afterwards).
     std::function<void(const FrameReport&)> written = {};
 };

@@ -76,8 +76,8 @@ void readElementRun(std::istream& in, const std::string& name, const FrameRange&
         const std::size_t count = std::size_t{element[0]} << 8 | element[1];
         for (std::size_t i = 0; i < count; ++i) {
             if (!readMore(in, element, host::kSt436mPacketHeaderSize)) cutOff(name, frame);
-            const auto payload =
-                host::st436mPayloadSize(element.data() + element.size() - host::kSt436mPacketHeaderSize);
+            const auto payload = host::st436mPayloadSize(element.data() + element.size() -
+                                                         host::kSt436mPacketHeaderSize);
             if (!readMore(in, element, payload)) cutOff(name, frame);
         }
         if (range.contains(frame)) visit(ClipFrame{frame, std::nullopt, {}, element});

@@ -28,9 +28,9 @@ std::optional<FrameRange> parseFrameRange(std::string_view text);
 
 /// One frame of a clip or of a run of elements.
 struct ClipFrame {
-    std::int64_t number = 0;             ///< from 0, in presentation order
-    std::optional<double> time;          ///< presentation time in seconds, where the file has one
-    std::string timecode;                ///< source timecode, empty where the file has none
+    std::int64_t number = 0;     ///< from 0, in presentation order
+    std::optional<double> time;  ///< presentation time in seconds, where the file has one
+    std::string timecode;        ///< source timecode, empty where the file has none
     std::span<const unsigned char> element;  ///< the frame's element; empty when it has none
 };
 

@@ -1,11 +1,13 @@
 #include "dump/dump.h"
 
-#include <CLI/CLI.hpp>
-#include <map>
 #include <unistd.h>
 
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <iostream>
+#include <map>
 
 #include "dump/batch.h"
 #include "dump/host_input.h"
@@ -50,15 +52,16 @@ two lower-case hexadecimal digits per byte. With --types each number becomes
 digits are nan, +infinity and -infinity. The table shows data as <hex> and quotes strings.
 
 Frames are written as they are decoded. Exit status: 0 when every input was read (whatever
-the parsers found in it), 1 when an input can't be read (its error line is written and the
-other inputs are still decoded), 2 for a bad command line.
+the parsers found in it), 1 when an input can't be read or isn't hexadecimal text under --hex
+(its error line is written and the other inputs are still decoded), 2 for a bad command line
+(or none, with standard input a terminal), 3 when the output can't be written. A reader that
+stops reading early (as head does) ends the run quietly.
 More in docs/cli.md.
 )";
 
-}  // namespace
-
-int run(const std::vector<std::string>& args, std::istream& in, std::ostream& out,
-        std::ostream& err) {
+// Everything but the check of the output stream: see `run`.
+int runCommand(const std::vector<std::string>& args, std::istream& in, std::ostream& out,
+               std::ostream& err, bool inputIsTerminal) {
     CLI::App app(kDescription, kProgram);
     app.footer(kFooter);
     app.set_version_flag("--version", std::string(kProgram) + " " VELMORA_VERSION);
@@ -99,8 +102,9 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
                    "(clip for names ending in .mxf, else packets)")
         ->transform(CLI::IsMember(inputForms(), CLI::ignore_case))
         ->default_str("auto");
-    app.add_option("--width", host.width, "Pixels per VANC line (v210, uyvy); HD placement "
-                                          "(luma, then chroma) from 1280 up")
+    app.add_option("--width", host.width,
+                   "Pixels per VANC line (v210, uyvy); HD placement "
+                   "(luma, then chroma) from 1280 up")
         ->check(CLI::Range(1u, 65535u))
         ->default_str("1920");
     auto* framePerLine = app.add_flag(
@@ -131,12 +135,14 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
                    "Frames of clips and element runs to report: A:B (A to B-1), A:, :B or A; "
                    "frames count from 0")
         ->type_name("A:B");
-    auto* formatOption = app.add_option("-f,--format", format,
-                   "Output format: json (pretty), jsonl (one frame a line), plist (XML property "
-                   "list), table (aligned, for people) or csv (one row per frame, one column per "
-                   "key)")
-        ->transform(CLI::IsMember(formats, CLI::ignore_case))
-        ->default_str("json");
+    auto* formatOption =
+        app.add_option(
+               "-f,--format", format,
+               "Output format: json (pretty), jsonl (one frame a line), plist (XML property "
+               "list), table (aligned, for people) or csv (one row per frame, one column per "
+               "key)")
+            ->transform(CLI::IsMember(formats, CLI::ignore_case))
+            ->default_str("json");
     std::string units = "off";
     std::string plotFile;
     const std::map<std::string, UnitsView> unitsViews{
@@ -176,12 +182,20 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
     host.hex = hex;
     host.flags = !noFlags;
     // Every form but the packet buffer is converted to a buffer with flags.
-    report.flags = host.form == InputForm::Packets || host.form == InputForm::Auto ? !noFlags : true;
+    report.flags =
+        host.form == InputForm::Packets || host.form == InputForm::Auto ? !noFlags : true;
     report.rdd18 = parser != "arri";
     report.arri = parser != "rdd18";
     report.units = unitsViews.at(units);
     report.camera = !plotFile.empty();
-    if (files.empty()) files.push_back("-");
+    if (files.empty()) {
+        if (inputIsTerminal) {
+            err << kProgram << ": no input: name frame files, or pipe a frame in (see " << kProgram
+                << " --help)\n";
+            return kExitBadArguments;
+        }
+        files.push_back("-");
+    }
 
     BatchOptions batch{host.form, host, {}, write, nullptr, report.explain};
     if (!frames.empty()) {
@@ -204,6 +218,27 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
     if (!plotFile.empty() && !writeLensPlot(plotFile, plot)) {
         err << kProgram << ": can't write the plot to " << plotFile << '\n';
         return kExitBadInput;
+    }
+    return status;
+}
+
+}  // namespace
+
+int run(const std::vector<std::string>& args, std::istream& in, std::ostream& out,
+        std::ostream& err, bool inputIsTerminal) {
+    errno = 0;
+    int status = runCommand(args, in, out, err, inputIsTerminal);
+    // Every write goes through `out`, whose stream state keeps the first failure; the errno of
+    // the failed write is still the last one set.
+    out.flush();
+    if (!out) {
+        const int error = errno;
+        // A reader that closed the pipe wants no more output, and no message either.
+        if (error == EPIPE) return status;
+        err << kProgram << ": can't write the output";
+        if (error != 0) err << ": " << std::strerror(error);
+        err << '\n';
+        status = kExitWriteFailed;
     }
     return status;
 }

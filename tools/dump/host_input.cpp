@@ -3,11 +3,11 @@
 #include <cstdio>
 #include <sstream>
 
-#include "rdd18/transport/parse_observer.h"
 #include "rdd18/host/packet.h"
 #include "rdd18/host/rfc8331.h"
 #include "rdd18/host/vanc.h"
 #include "rdd18/host/words10.h"
+#include "rdd18/transport/parse_observer.h"
 
 namespace rdd18::dump {
 
@@ -16,7 +16,9 @@ namespace {
 bool isHex(char c) noexcept {
     return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
 }
-bool isBlank(char c) noexcept { return c == ' ' || c == '\t' || c == '\r' || c == ','; }
+bool isBlank(char c) noexcept {
+    return c == ' ' || c == '\t' || c == '\r' || c == ',';
+}
 
 [[noreturn]] void fail(std::string_view name, std::size_t line, std::size_t column,
                        const std::string& what) {
@@ -42,7 +44,8 @@ std::size_t xxdOffset(std::string_view line) {
 
 unsigned hexValue(std::string_view digits) {
     unsigned v = 0;
-    for (char c : digits) v = v * 16 + static_cast<unsigned>(c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10);
+    for (char c : digits)
+        v = v * 16 + static_cast<unsigned>(c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10);
     return v;
 }
 
@@ -52,15 +55,13 @@ struct DropLines : ParseObserver {
     std::vector<std::string>* lines;
     void hostInputDropped(const host::Drop& d) override {
         // Where a drop is counted: 10-bit words, video samples, or bytes of the input.
-        const char* unit = form == InputForm::Words10                                ? "word"
+        const char* unit = form == InputForm::Words10                           ? "word"
                            : form == InputForm::V210 || form == InputForm::Uyvy ? "sample"
-                                                                                 : "byte";
+                                                                                : "byte";
         char buf[160];
         std::snprintf(buf, sizeof buf, "input: %s at %s %zu%s%u, DID 0x%02x SDID 0x%02x%s",
-                      std::string(host::describe(d.reason)).c_str(),
-                      unit, d.offset,
-                      form == InputForm::V210 || form == InputForm::Uyvy ? " of line "
-                                                                          : ", line ",
+                      std::string(host::describe(d.reason)).c_str(), unit, d.offset,
+                      form == InputForm::V210 || form == InputForm::Uyvy ? " of line " : ", line ",
                       unsigned{d.line}, d.did, d.sdid, d.kept ? ", kept" : ", dropped");
         lines->push_back(buf);
     }
@@ -109,14 +110,10 @@ Frame convert(std::string name, std::span<const unsigned char> bytes,
 }  // namespace
 
 const std::map<std::string, InputForm>& inputForms() {
-    static const std::map<std::string, InputForm> forms{{"auto", InputForm::Auto},
-                                                        {"packets", InputForm::Packets},
-                                                        {"st436m", InputForm::St436m},
-                                                        {"clip", InputForm::Clip},
-                                                        {"words10", InputForm::Words10},
-                                                        {"v210", InputForm::V210},
-                                                        {"uyvy", InputForm::Uyvy},
-                                                        {"rfc8331", InputForm::Rfc8331}};
+    static const std::map<std::string, InputForm> forms{
+        {"auto", InputForm::Auto}, {"packets", InputForm::Packets}, {"st436m", InputForm::St436m},
+        {"clip", InputForm::Clip}, {"words10", InputForm::Words10}, {"v210", InputForm::V210},
+        {"uyvy", InputForm::Uyvy}, {"rfc8331", InputForm::Rfc8331}};
     return forms;
 }
 
@@ -150,7 +147,8 @@ std::vector<HexRun> analyserHexRuns(std::string_view text, std::string_view name
                          describeCharacter(line[i]) + " is not a hexadecimal digit");
                 ++i;
             }
-            if (i > first) runs.push_back({lineNumber + 1, first + 1, text.substr(base + first, i - first)});
+            if (i > first)
+                runs.push_back({lineNumber + 1, first + 1, text.substr(base + first, i - first)});
         }
     }
     return runs;

@@ -56,9 +56,9 @@ struct HexRun {
 std::vector<HexRun> analyserHexRuns(std::string_view text, std::string_view name);
 
 /// The frames of one input whose content is in `raw.bytes` (unconverted, as read), for the forms
-/// of one frame per input (packets, words10, v210, uyvy, rfc8331; --frame-per-line: one per line). Throws
-/// `InputError` for malformed hex text (odd digit runs as bytes, runs of more than 4 digits as
-/// words) and for a binary 10-bit word file of odd size.
+/// of one frame per input (packets, words10, v210, uyvy, rfc8331; --frame-per-line: one per line).
+/// Throws `InputError` for malformed hex text (odd digit runs as bytes, runs of more than 4 digits
+/// as words) and for a binary 10-bit word file of odd size.
 std::vector<Frame> framesOf(const Input& raw, const HostInputOptions& options);
 
 }  // namespace rdd18::dump

@@ -12,8 +12,7 @@ Array textArray(const std::vector<std::string>& lines) {
 
 }  // namespace
 
-Reporter::Reporter(const ReportOptions& options)
-    : options_(options), rdd18_(options.flavour) {}
+Reporter::Reporter(const ReportOptions& options) : options_(options), rdd18_(options.flavour) {}
 
 FrameReport Reporter::report(std::string source, std::span<const unsigned char> bytes) const {
     FrameReport r{std::move(source), {}};

@@ -22,11 +22,11 @@ namespace rdd18::dump {
 
 struct ReportOptions {
     Flavour flavour = Flavour::Standard;
-    bool flags = true;     ///< packets carry the 3-byte ancillary data flag
-    bool rdd18 = true;     ///< run the RDD 18 parser
-    bool arri = true;      ///< run the ARRI parser
-    bool packets = false;  ///< list the packet walk
-    bool explain = false;  ///< list the faults that made the parsers drop data
+    bool flags = true;                 ///< packets carry the 3-byte ancillary data flag
+    bool rdd18 = true;                 ///< run the RDD 18 parser
+    bool arri = true;                  ///< run the ARRI parser
+    bool packets = false;              ///< list the packet walk
+    bool explain = false;              ///< list the faults that made the parsers drop data
     UnitsView units = UnitsView::Off;  ///< add the "units" section; Only drops the raw answers
     bool camera = false;               ///< keep each frame's interpreted model (for the plot)
 };

@@ -7,7 +7,8 @@ namespace rdd18::dump {
 namespace {
 
 void putBigEndian(std::vector<unsigned char>& out, std::uint32_t value, int bytes) {
-    for (int i = bytes - 1; i >= 0; --i) out.push_back(static_cast<unsigned char>(value >> (8 * i)));
+    for (int i = bytes - 1; i >= 0; --i)
+        out.push_back(static_cast<unsigned char>(value >> (8 * i)));
 }
 
 // An 8-bit value as a 10-bit word: bit 8 the even parity of bits 7..0, bit 9 its inverse.

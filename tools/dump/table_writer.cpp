@@ -113,7 +113,8 @@ void writeFrame(std::ostream& out, const FrameReport& f, bool types) {
         std::vector<Row> rows;
         const std::string& name = f.sections[i].name;
         if (name == kUnitsSection) {
-            for (auto& t : unitsTextRows(name, *values[i])) rows.push_back({t.key, t.value, t.kind});
+            for (auto& t : unitsTextRows(name, *values[i]))
+                rows.push_back({t.key, t.value, t.kind});
         } else if (!recordLists[i]) {
             flatten(name, *values[i], rows);
         }

@@ -4,7 +4,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
-#include <nlohmann/json.hpp>
+#include <cstdio>
 #include <system_error>
 
 namespace rdd18::dump {
@@ -75,8 +75,41 @@ std::string base64Text(const Data& data) {
 }
 
 std::string jsonQuoted(std::string_view s) {
-    return nlohmann::json(std::string(s))
-        .dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    std::string out = "\"";
+    for (const char c : validUtf8(s)) {
+        switch (c) {
+            case '"':
+                out += "\\\"";
+                break;
+            case '\\':
+                out += "\\\\";
+                break;
+            case '\b':
+                out += "\\b";
+                break;
+            case '\f':
+                out += "\\f";
+                break;
+            case '\n':
+                out += "\\n";
+                break;
+            case '\r':
+                out += "\\r";
+                break;
+            case '\t':
+                out += "\\t";
+                break;
+            default:
+                if (static_cast<unsigned char>(c) < 0x20) {
+                    char escape[8];
+                    std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(c));
+                    out += escape;
+                } else {
+                    out += c;
+                }
+        }
+    }
+    return out += '"';
 }
 
 std::string validUtf8(std::string_view s) {

@@ -292,8 +292,8 @@ rdd18::Dictionary VLArriANCParser::parse(rdd18::AncillaryDataReader& packets,
     if (blobs.front().size() < ArriFileHeader::kSize) {
         if (faults) {
             faults->addIfStreamFound("ARRI: the first metadata item has " +
-                             std::to_string(blobs.front().size()) + " bytes, needs " +
-                             std::to_string(ArriFileHeader::kSize));
+                                     std::to_string(blobs.front().size()) + " bytes, needs " +
+                                     std::to_string(ArriFileHeader::kSize));
         }
         return {};
     }

@@ -5,8 +5,9 @@
 
 #include "rdd18/arri/arri_file_header.h"
 #include "rdd18/diagnostics/fault_lines.h"
-#include "rdd18/transport/ancillary_packet.h"
+#include "rdd18/export.h"
 #include "rdd18/platform/value.h"
+#include "rdd18/transport/ancillary_packet.h"
 
 /// Parses the ARRI ancillary metadata of one frame into a dictionary.
 ///
@@ -23,7 +24,7 @@
 /// breaks before that value is complete, or with a bad key or length field anywhere in the
 /// stream (also behind a complete record) gives an empty dictionary. Only allocation failure
 /// leaves a parse as an exception.
-class VLArriANCParser {
+class VELMORA_RDD18_EXPORT VLArriANCParser {
   public:
     /// Parses a buffer whose packets each carry the 3-byte ancillary data flag.
     rdd18::Dictionary parseData(std::span<const unsigned char> bytes) const;

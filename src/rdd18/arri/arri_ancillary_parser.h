@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "rdd18/arri/arri_blob.h"
+#include "rdd18/export.h"
 #include "rdd18/transport/ancillary_packet.h"
 #include "rdd18/transport/parsing_error.h"
 
@@ -38,8 +39,8 @@ using ArriAncKeyFilter = std::function<bool(const ArriAncKey&)>;
 ///
 /// `observer`, when given, hears of a broken numbering, a bad length marker, a cut-off field and
 /// a dropped value (see parse_observer.h); it changes nothing of the result.
-std::vector<ArriAncBlob> parseAncillaryData(AncillaryDataReader& reader,
-                                            const ArriAncKeyFilter& filter,
-                                            ParseObserver* observer = nullptr);
+VELMORA_RDD18_EXPORT std::vector<ArriAncBlob> parseAncillaryData(AncillaryDataReader& reader,
+                                                                 const ArriAncKeyFilter& filter,
+                                                                 ParseObserver* observer = nullptr);
 
 }  // namespace rdd18::arri

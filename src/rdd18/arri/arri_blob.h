@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <memory>
 
+#include "rdd18/export.h"
+
 namespace rdd18::arri {
 
 /// The key of an ARRI KLV item: 16 bytes in wire order, shaped like a SMPTE universal label
@@ -15,14 +17,14 @@ struct ArriAncKey {
 };
 
 /// True when all 16 bytes are equal.
-bool operator==(const ArriAncKey& a, const ArriAncKey& b) noexcept;
+VELMORA_RDD18_EXPORT bool operator==(const ArriAncKey& a, const ArriAncKey& b) noexcept;
 
 /// The item whose value is the 4096-byte file header record of a frame:
 /// 06 0E 2B 34 02 05 01 0D 0E 17 00 00 00 11 01 01.
-extern const ArriAncKey ArriAncMetadataKey;
+extern VELMORA_RDD18_EXPORT const ArriAncKey ArriAncMetadataKey;
 /// The item that carries a look-up table: 06 0E 2B 34 02 05 01 0D 0E 17 00 00 00 A1 01 01.
 /// The library never selects it by itself; name it in a filter of `parseAncillaryData`.
-extern const ArriAncKey ArriAncLUTKey;
+extern VELMORA_RDD18_EXPORT const ArriAncKey ArriAncLUTKey;
 
 /// What the raw-pointer constructor of `ArriAncBlob` does with the bytes it is given. Only the
 /// value 1 adopts the pointer; every other value copies.
@@ -34,7 +36,7 @@ enum ArriAncBlobMemoryManagement : int {
 /// One item's value, owned, under its key. Move-only: moving hands over the buffer without
 /// moving it, so `data()` of the moved-to blob is the address the moved-from blob had; the
 /// moved-from blob is left empty (null data, size 0).
-class ArriAncBlob {
+class VELMORA_RDD18_EXPORT ArriAncBlob {
   public:
     /// Copies `size` bytes from `data` into a buffer of its own, or, when `mode` is
     /// `ArriAncBlobMemoryTakeOwnership`, adopts `data`, which must then come from

@@ -9,6 +9,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "rdd18/export.h"
+
 namespace rdd18::arri {
 
 namespace file_header {
@@ -44,7 +46,7 @@ struct Section {
 
 /// The 4096-byte record. It is a plain byte image: a record may start at any address, and the
 /// typed loads read it byte by byte, whatever the host's byte order and alignment rules.
-struct ArriFileHeader {
+struct VELMORA_RDD18_EXPORT ArriFileHeader {
     static constexpr std::size_t kSize = 4096;
 
     unsigned char bytes[kSize];

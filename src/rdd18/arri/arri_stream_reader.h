@@ -9,15 +9,16 @@
 
 #include <cstdint>
 
+#include "rdd18/export.h"
 #include "rdd18/transport/ancillary_packet.h"
 #include "rdd18/transport/reader.h"
 
 namespace rdd18::arri {
 
 /// An ARRI byte stream: the four stream operations under a type of its own.
-class ArriReader : public virtual utils::Reader {
+class VELMORA_RDD18_EXPORT ArriReader : public virtual utils::Reader {
   protected:
-    ~ArriReader() = default;
+    virtual ~ArriReader() = default;
 };
 
 /// The ARRI stream joined from the packets of a packet source, which it borrows.
@@ -26,7 +27,7 @@ class ArriReader : public virtual utils::Reader {
 /// touch neither the stream id nor the sequence. A packet with a new stream id restarts the
 /// numbering, so it must carry 1. A first packet not numbered 1, or a gap, repeat or reversal of
 /// the numbering, ends the stream for good behind the last good packet; nothing is thrown.
-class ArriAncillaryDataStreamReader final
+class VELMORA_RDD18_EXPORT ArriAncillaryDataStreamReader final
     : public virtual utils::AncillaryPackagedDataStreamReader<ArriReader> {
   public:
     static constexpr std::uint8_t kDid = 0x44;

@@ -6,7 +6,8 @@ namespace rdd18 {
 
 void saveBinaryDataToDisk(const std::vector<unsigned char>& data, const std::string& path) {
     std::ofstream file(path, std::ios::out);
-    file.write(reinterpret_cast<const char*>(data.data()), static_cast<std::streamsize>(data.size()));
+    file.write(reinterpret_cast<const char*>(data.data()),
+               static_cast<std::streamsize>(data.size()));
 }
 
 }  // namespace rdd18

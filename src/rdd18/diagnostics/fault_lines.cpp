@@ -45,7 +45,8 @@ void FaultLines::add(std::string line) {
 void FaultLines::close(bool flags, const char* lostAll) {
     if (streamPackets_ == 0) {
         add(format("%s: none of the %lu packets has DID 0x%02x and SDID 0x%02x%s", stream_,
-                   packets_, unsigned{did_}, unsigned{sdid_}, flags ? "" : " (read without flags)"));
+                   packets_, unsigned{did_}, unsigned{sdid_},
+                   flags ? "" : " (read without flags)"));
     } else if (failed_ && lostAll) {
         add(lostAll);
     }
@@ -53,11 +54,10 @@ void FaultLines::close(bool flags, const char* lostAll) {
 
 void FaultLines::flushFlagRun() {
     if (flagRunEnd_ == flagRunStart_) return;
-    lines_.push_back(
-        format("packet walk: bytes %lu-%lu are no ancillary data flag%s; the walk goes on at byte "
-               "%lu",
-               flagRunStart_, flagRunEnd_ - 1, flagRunEnd_ - flagRunStart_ > 3 ? "s" : "",
-               flagRunEnd_));
+    lines_.push_back(format(
+        "packet walk: bytes %lu-%lu are no ancillary data flag%s; the walk goes on at byte "
+        "%lu",
+        flagRunStart_, flagRunEnd_ - 1, flagRunEnd_ - flagRunStart_ > 3 ? "s" : "", flagRunEnd_));
     flagRunStart_ = flagRunEnd_;
 }
 
@@ -76,20 +76,23 @@ void FaultLines::shortTail(unsigned long offset, unsigned long remaining) {
 }
 
 void FaultLines::packetOverrun(unsigned long offset, unsigned dataCount, unsigned long remaining) {
-    add(format("packet walk: the packet at byte %lu needs %u payload bytes and a checksum, but "
+    add(
+        format("packet walk: the packet at byte %lu needs %u payload bytes and a checksum, but "
                "only %lu bytes follow its header; the rest of the buffer is ignored",
                offset, dataCount, remaining));
 }
 
 void FaultLines::sequenceBroken(const utils::AncillaryPacket& packet, std::uint32_t expected,
                                 std::uint32_t found) {
-    add(format("%s stream: the packet at byte %lu breaks the sequence (expected %u, found %u); "
+    add(
+        format("%s stream: the packet at byte %lu breaks the sequence (expected %u, found %u); "
                "the stream ends behind the packet before it",
                stream_, packetOffset(packet, buffer_), unsigned{expected}, unsigned{found}));
 }
 
 void FaultLines::keyRejected(unsigned long position, const unsigned char* key) {
-    add(format("%s stream: the 16 bytes at stream position %lu (%02x %02x %02x %02x ...) are no "
+    add(
+        format("%s stream: the 16 bytes at stream position %lu (%02x %02x %02x %02x ...) are no "
                "pack key; passed over",
                stream_, position, key[0], key[1], key[2], key[3]));
 }
@@ -111,7 +114,8 @@ void FaultLines::payloadRejected(std::pair<unsigned char, unsigned char> itemTag
 
 void FaultLines::payloadZeroFilled(std::pair<unsigned char, unsigned char> itemTag,
                                    unsigned long length, unsigned long position) {
-    add(format("%s stream: item 0x%02x 0x%02x at stream position %lu: the stream ends inside its "
+    add(
+        format("%s stream: item 0x%02x 0x%02x at stream position %lu: the stream ends inside its "
                "%lu bytes; the missing bytes are given as zeros",
                stream_, itemTag.first, itemTag.second, position, length));
 }
@@ -124,7 +128,8 @@ void FaultLines::badLengthMarker(unsigned long position, unsigned char marker) {
 
 void FaultLines::valueIncomplete(unsigned long position, unsigned long length,
                                  unsigned long delivered) {
-    add(format("%s stream: the value of %lu bytes at stream position %lu ends after %lu bytes; "
+    add(
+        format("%s stream: the value of %lu bytes at stream position %lu ends after %lu bytes; "
                "the item is dropped",
                stream_, length, position, delivered));
 }

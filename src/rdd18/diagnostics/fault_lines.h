@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "rdd18/export.h"
 #include "rdd18/platform/value.h"
 #include "rdd18/transport/parse_observer.h"
 
@@ -16,7 +17,7 @@ namespace rdd18 {
 /// Collects one line per fault, in the order met, with numbers: buffer offsets, stream positions,
 /// tags, lengths, expected and found sequence numbers. A run of bad flags is one line, and
 /// allocations grow with the lines, not with the bytes. `stream` names the stream in the lines.
-class FaultLines final : public ParseObserver {
+class VELMORA_RDD18_EXPORT FaultLines final : public ParseObserver {
   public:
     /// `buffer`: the first byte of the caller's buffer; `did`, `sdid`: the stream's packets.
     FaultLines(const unsigned char* buffer, const char* stream, std::uint8_t did,
@@ -64,7 +65,8 @@ class FaultLines final : public ParseObserver {
             std::optional<utils::AncillaryPacket> packet = source_.readNextPacket();
             if (packet) {
                 ++faults_.packets_;
-                faults_.streamPackets_ += packet->did == faults_.did_ && packet->sdid == faults_.sdid_;
+                faults_.streamPackets_ +=
+                    packet->did == faults_.did_ && packet->sdid == faults_.sdid_;
             }
             return packet;
         }

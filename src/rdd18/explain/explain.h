@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "rdd18/export.h"
 #include "rdd18/items/flavour.h"
 
 namespace rdd18 {
@@ -16,13 +17,14 @@ namespace rdd18 {
 /// numbers: buffer offsets, stream positions, tags, lengths, expected and found sequence numbers.
 /// Ends with a line that says what the answer lost, when it lost anything. Empty when nothing was
 /// dropped. Never throws but for allocation failure.
-std::vector<std::string> explainRDD18Frame(std::span<const unsigned char> bytes, bool flags,
-                                           Flavour flavour);
+VELMORA_RDD18_EXPORT std::vector<std::string> explainRDD18Frame(
+    std::span<const unsigned char> bytes, bool flags, Flavour flavour);
 /// The same with the flavour as the facade's integer (1 Varicam, 2 Sony, else standard).
-std::vector<std::string> explainRDD18Frame(std::span<const unsigned char> bytes, bool flags,
-                                           std::int32_t type);
+VELMORA_RDD18_EXPORT std::vector<std::string> explainRDD18Frame(
+    std::span<const unsigned char> bytes, bool flags, std::int32_t type);
 
 /// The same for the ARRI metadata of `bytes`, as `VLArriANCParser` would parse it.
-std::vector<std::string> explainArriFrame(std::span<const unsigned char> bytes, bool flags);
+VELMORA_RDD18_EXPORT std::vector<std::string> explainArriFrame(std::span<const unsigned char> bytes,
+                                                               bool flags);
 
 }  // namespace rdd18

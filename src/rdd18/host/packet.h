@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "rdd18/export.h"
 #include "rdd18/transport/ancillary_packet.h"
 
 namespace rdd18 {
@@ -44,7 +45,7 @@ enum class DropReason : std::uint8_t {
 };
 
 /// A short text for `reason`, e.g. "bad parity".
-std::string_view describe(DropReason reason) noexcept;
+VELMORA_RDD18_EXPORT std::string_view describe(DropReason reason) noexcept;
 
 /// One drop, as the observer hears of it.
 struct Drop {
@@ -64,27 +65,29 @@ struct ConvertOptions {
 };
 
 /// The 8-bit checksum the packet buffer carries: (DID + SDID + DC + every UDW) mod 256.
-std::uint8_t checksum8(const Packet& packet) noexcept;
+VELMORA_RDD18_EXPORT std::uint8_t checksum8(const Packet& packet) noexcept;
 
 /// Appends `packets` to `out` as the parsers' buffer with flags: 00 FF FF, DID, SDID, DC, the
 /// user data words and the 8-bit checksum, packet after packet. A packet of more than 255 words
 /// is left out and reported (`TooManyWords`, offset = its index). Never throws but for
 /// allocation failure.
-void appendAncillaryBuffer(std::span<const Packet> packets, std::vector<unsigned char>& out,
-                           ParseObserver* observer = nullptr);
+VELMORA_RDD18_EXPORT void appendAncillaryBuffer(std::span<const Packet> packets,
+                                                std::vector<unsigned char>& out,
+                                                ParseObserver* observer = nullptr);
 
 /// `appendAncillaryBuffer` into a new buffer.
-std::vector<unsigned char> ancillaryBufferFromPackets(std::span<const Packet> packets,
-                                                      ParseObserver* observer = nullptr);
+VELMORA_RDD18_EXPORT std::vector<unsigned char> ancillaryBufferFromPackets(
+    std::span<const Packet> packets, ParseObserver* observer = nullptr);
 
 /// The packets of an 8-bit buffer, walked as the parsers walk it (`flags`: packets carry the
 /// 3-byte flag); line and stream are 0. The checksum bytes are not kept.
-std::vector<Packet> packetsFromAncillaryBuffer(std::span<const unsigned char> bytes, bool flags);
+VELMORA_RDD18_EXPORT std::vector<Packet> packetsFromAncillaryBuffer(
+    std::span<const unsigned char> bytes, bool flags);
 
 /// A packet source over a packet list, for the parsers: each packet is handed out as a view of
 /// its own words, without a copy. Borrows the list, which must outlive the reader. A packet of
 /// more than 255 words is passed over and reported (`TooManyWords`).
-class PacketListReader : public virtual AncillaryDataReader {
+class VELMORA_RDD18_EXPORT PacketListReader : public virtual AncillaryDataReader {
   public:
     explicit PacketListReader(std::span<const Packet> packets,
                               ParseObserver* observer = nullptr) noexcept;

@@ -9,6 +9,7 @@
 #include <span>
 #include <vector>
 
+#include "rdd18/export.h"
 #include "rdd18/host/packet.h"
 
 namespace rdd18::host {
@@ -19,19 +20,19 @@ namespace rdd18::host {
 /// payload shorter than its header is `Truncated`; an ANC_Count or a Data_Count beyond the bytes
 /// ends the walk (`CountBeyondData`, or `Truncated` inside a packet header); a bad parity or
 /// checksum drops the packet unless `options.keepDamaged`. Drop offsets are byte offsets in
-/// `payload` of the packet, or of the header field at fault (Length: 2, ANC_Count: 4). Never reads outside `payload`; never
-/// throws but for allocation failure.
-std::vector<Packet> packetsFromRfc8331(std::span<const unsigned char> payload,
-                                       const ConvertOptions& options = {},
-                                       ParseObserver* observer = nullptr);
+/// `payload` of the packet, or of the header field at fault (Length: 2, ANC_Count: 4). Never reads
+/// outside `payload`; never throws but for allocation failure.
+VELMORA_RDD18_EXPORT std::vector<Packet> packetsFromRfc8331(std::span<const unsigned char> payload,
+                                                            const ConvertOptions& options = {},
+                                                            ParseObserver* observer = nullptr);
 
 /// One RTP payload carrying `packets` (at most 255 of them in at most 65,535 bytes behind the
 /// header, as ANC_Count and Length allow; packets beyond that, and packets of more than 255
 /// words, are left out and reported). Each packet goes out with C = 0,
 /// its line (0x7FF when 0: no particular line), Horizontal_Offset 0xFFF (no particular place),
 /// S set and StreamNum given when its stream isn't 0; F is 0.
-std::vector<unsigned char> rfc8331FromPackets(std::span<const Packet> packets,
-                                              std::uint16_t extendedSequenceNumber = 0,
-                                              ParseObserver* observer = nullptr);
+VELMORA_RDD18_EXPORT std::vector<unsigned char> rfc8331FromPackets(
+    std::span<const Packet> packets, std::uint16_t extendedSequenceNumber = 0,
+    ParseObserver* observer = nullptr);
 
 }  // namespace rdd18::host

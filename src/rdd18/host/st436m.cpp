@@ -125,7 +125,9 @@ St436mElement readSt436mElement(std::span<const unsigned char> element) {
         const std::uint8_t coding = header[kCodingAt];
         const std::uint64_t payloadSize = st436mPayloadSize(header);
         at += kSt436mPacketHeaderSize;
-        auto drop = [&](St436mFault fault) { result.drops.push_back({index, line, coding, fault}); };
+        auto drop = [&](St436mFault fault) {
+            result.drops.push_back({index, line, coding, fault});
+        };
         if (payloadSize > element.size() - at) {
             drop(St436mFault::PayloadBeyondData);
             break;

@@ -28,6 +28,8 @@
 #include <string>
 #include <vector>
 
+#include "rdd18/export.h"
+
 namespace rdd18::host {
 
 // --- The packet of an element ---------------------------------------------------------------
@@ -45,7 +47,8 @@ struct St436mPacket {
 
 /// The packets as the parsers read them with flags: per packet 00 FF FF, DID, SDID, DC, the user
 /// data words and the 8-bit checksum (DID + SDID + DC + UDW) mod 256, in the given order.
-std::vector<unsigned char> flaggedBuffer(std::span<const St436mPacket> packets);
+VELMORA_RDD18_EXPORT std::vector<unsigned char> flaggedBuffer(
+    std::span<const St436mPacket> packets);
 
 // --- Reading an element ---------------------------------------------------------------------
 
@@ -81,12 +84,13 @@ struct St436mElement {
 /// walk goes on behind it, since the array count says where the next one starts; when a header or
 /// payload would run past the end the walk stops there (CountBeyondData, PayloadBeyondData).
 /// Samples behind the checksum are ignored; 8-bit packets keep their low 8 bits unchanged.
-St436mElement readSt436mElement(std::span<const unsigned char> element);
+VELMORA_RDD18_EXPORT St436mElement readSt436mElement(std::span<const unsigned char> element);
 
 /// The size in bytes of the element at the start of `bytes`, found from its headers and array
 /// counts alone, or nothing when the element runs past the end of `bytes`. For splitting a run of
 /// elements written back to back.
-std::optional<std::size_t> st436mElementSize(std::span<const unsigned char> bytes);
+VELMORA_RDD18_EXPORT std::optional<std::size_t> st436mElementSize(
+    std::span<const unsigned char> bytes);
 
 /// Bytes of the element header, and of each packet header, ahead of the payload.
 inline constexpr std::size_t kSt436mCountSize = 2;
@@ -94,9 +98,9 @@ inline constexpr std::size_t kSt436mPacketHeaderSize = 14;
 
 /// The array count (payload size) in a packet header of `kSt436mPacketHeaderSize` bytes, times
 /// its element size, in 64 bits so that it can't overflow.
-std::uint64_t st436mPayloadSize(const unsigned char* packetHeader) noexcept;
+VELMORA_RDD18_EXPORT std::uint64_t st436mPayloadSize(const unsigned char* packetHeader) noexcept;
 
 /// One line of text for a drop, e.g. "packet 2 (line 9): coding 1 is a VBI line, not ANC".
-std::string describe(const St436mDrop& drop);
+VELMORA_RDD18_EXPORT std::string describe(const St436mDrop& drop);
 
 }  // namespace rdd18::host

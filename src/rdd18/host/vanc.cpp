@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "rdd18/transport/parse_observer.h"
 #include "rdd18/internal/anc_words.h"
+#include "rdd18/transport/parse_observer.h"
 
 namespace rdd18::host {
 

@@ -10,6 +10,7 @@
 #include <span>
 #include <vector>
 
+#include "rdd18/export.h"
 #include "rdd18/host/packet.h"
 
 namespace rdd18::host {
@@ -34,11 +35,11 @@ struct VancLayout {
 };
 
 /// Bytes that hold `width` pixels: v210 16 bytes per started group of 6, UYVY 2 per pixel.
-std::size_t vancLineBytes(VancFormat format, std::uint32_t width) noexcept;
+VELMORA_RDD18_EXPORT std::size_t vancLineBytes(VancFormat format, std::uint32_t width) noexcept;
 
 /// The usual distance between lines: v210 rows padded to 128 bytes per 48 pixels, UYVY 2 bytes a
 /// pixel.
-std::size_t vancStride(VancFormat format, std::uint32_t width) noexcept;
+VELMORA_RDD18_EXPORT std::size_t vancStride(VancFormat format, std::uint32_t width) noexcept;
 
 /// The packets of every line of `lines`, line after line. Packets behind a component flag
 /// (000 3FF 3FF, in 8 bits 00 FF FF) or a composite flag (3FC, in 8 bits FC) are found anywhere
@@ -47,16 +48,15 @@ std::size_t vancStride(VancFormat format, std::uint32_t width) noexcept;
 /// `options.keepDamaged`; a packet that runs past the end of its line is dropped. Offsets in
 /// drop reports count samples in the line's run (HD: luma first); `Drop::line` is the line's
 /// index in `lines`. Never reads outside `lines`; never throws but for allocation failure.
-std::vector<Packet> packetsFromVancLines(std::span<const unsigned char> lines,
-                                         const VancLayout& layout,
-                                         const ConvertOptions& options = {},
-                                         ParseObserver* observer = nullptr);
+VELMORA_RDD18_EXPORT std::vector<Packet> packetsFromVancLines(std::span<const unsigned char> lines,
+                                                              const VancLayout& layout,
+                                                              const ConvertOptions& options = {},
+                                                              ParseObserver* observer = nullptr);
 
 /// Lines (each `stride` bytes, blank video levels around the packets) that carry `packets`
 /// behind component flags, as many lines as they need, a packet never split across lines.
 /// A packet longer than a line, or of more than 255 words, is left out and reported.
-std::vector<unsigned char> vancLinesFromPackets(std::span<const Packet> packets,
-                                                const VancLayout& layout,
-                                                ParseObserver* observer = nullptr);
+VELMORA_RDD18_EXPORT std::vector<unsigned char> vancLinesFromPackets(
+    std::span<const Packet> packets, const VancLayout& layout, ParseObserver* observer = nullptr);
 
 }  // namespace rdd18::host

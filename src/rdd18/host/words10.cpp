@@ -1,7 +1,7 @@
 #include "rdd18/host/words10.h"
 
-#include "rdd18/transport/parse_observer.h"
 #include "rdd18/internal/anc_words.h"
+#include "rdd18/transport/parse_observer.h"
 
 namespace rdd18::host {
 

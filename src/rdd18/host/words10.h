@@ -7,6 +7,7 @@
 #include <span>
 #include <vector>
 
+#include "rdd18/export.h"
 #include "rdd18/host/packet.h"
 
 namespace rdd18::host {
@@ -18,7 +19,8 @@ constexpr std::uint16_t withParity(std::uint8_t value) noexcept {
 }
 
 /// The checksum word of DID..last UDW: the 9-bit sum of their b0-b8, b9 = not b8.
-std::uint16_t checksumWord(std::span<const std::uint16_t> didToLastUdw) noexcept;
+VELMORA_RDD18_EXPORT std::uint16_t checksumWord(
+    std::span<const std::uint16_t> didToLastUdw) noexcept;
 
 /// How the words stand.
 enum class WordLayout : std::uint8_t {
@@ -31,14 +33,14 @@ enum class WordLayout : std::uint8_t {
 /// dropped (kept under `options.keepDamaged`); words that end inside a packet are dropped. Every
 /// drop is reported with the word index of the packet's first word. Never reads outside `words`;
 /// never throws but for allocation failure.
-std::vector<Packet> packetsFromWords10(std::span<const std::uint16_t> words,
-                                       WordLayout layout = WordLayout::Flagged,
-                                       const ConvertOptions& options = {},
-                                       ParseObserver* observer = nullptr);
+VELMORA_RDD18_EXPORT std::vector<Packet> packetsFromWords10(std::span<const std::uint16_t> words,
+                                                            WordLayout layout = WordLayout::Flagged,
+                                                            const ConvertOptions& options = {},
+                                                            ParseObserver* observer = nullptr);
 
 /// The words of `packets`, each behind 000 3FF 3FF, parity and checksum set. Packets of more
 /// than 255 words are left out and reported (`TooManyWords`).
-std::vector<std::uint16_t> words10FromPackets(std::span<const Packet> packets,
-                                              ParseObserver* observer = nullptr);
+VELMORA_RDD18_EXPORT std::vector<std::uint16_t> words10FromPackets(
+    std::span<const Packet> packets, ParseObserver* observer = nullptr);
 
 }  // namespace rdd18::host

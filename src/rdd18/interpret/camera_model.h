@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "rdd18/export.h"
 #include "rdd18/platform/value.h"
 
 namespace rdd18::interpret {
@@ -82,20 +83,20 @@ struct TextField {
 };
 
 /// Every number field, in the order of the struct.
-std::span<const NumberField> numberFields() noexcept;
+VELMORA_RDD18_EXPORT std::span<const NumberField> numberFields() noexcept;
 /// Every text field, in the order of the struct.
-std::span<const TextField> textFields() noexcept;
+VELMORA_RDD18_EXPORT std::span<const TextField> textFields() noexcept;
 
 /// The dictionary form: one entry per field that holds a value, under the field's name; numbers
 /// are doubles, texts strings. An empty model gives an empty dictionary.
-Dictionary toDictionary(const CameraModel& model);
+VELMORA_RDD18_EXPORT Dictionary toDictionary(const CameraModel& model);
 
 /// The model back from its dictionary form. Entries of another name or kind, and numbers that
 /// are NaN or infinite, are left out; nothing throws.
-CameraModel fromDictionary(const Dictionary& dictionary);
+VELMORA_RDD18_EXPORT CameraModel fromDictionary(const Dictionary& dictionary);
 
 /// Each field of `first` that holds a value, and the fields of `second` where `first` has none:
 /// one view of a frame that carries both kinds of metadata.
-CameraModel merged(const CameraModel& first, const CameraModel& second);
+VELMORA_RDD18_EXPORT CameraModel merged(const CameraModel& first, const CameraModel& second);
 
 }  // namespace rdd18::interpret

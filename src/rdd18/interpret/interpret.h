@@ -4,6 +4,7 @@
 // nothing in it.
 #pragma once
 
+#include "rdd18/export.h"
 #include "rdd18/interpret/camera_model.h"
 #include "rdd18/platform/value.h"
 
@@ -26,7 +27,7 @@ namespace rdd18::interpret {
 /// - Varicam's clip name value, unless its clip info says the name isn't valid.
 /// A missing item, an entry of an unexpected kind, and a NaN or infinite number leave the field
 /// empty. Sony's own items carry no published layout and are not read. Never throws.
-CameraModel fromRDD18(const Dictionary& answer);
+VELMORA_RDD18_EXPORT CameraModel fromRDD18(const Dictionary& answer);
 
 /// The model of an ARRI answer: focal length in mm from the record's metres, focus distance in
 /// metres (an infinite distance leaves the field empty), T-stop, sensor and project frame rates,
@@ -37,6 +38,6 @@ CameraModel fromRDD18(const Dictionary& answer);
 /// RDD 18 fields. Single-precision values of the record widen to the double of their shortest
 /// decimal text (23.976, not 23.9759998...). A missing key or an entry of an unexpected kind leaves
 /// its field empty; NaN and infinity never reach a field. Never throws.
-CameraModel fromArri(const Dictionary& answer);
+VELMORA_RDD18_EXPORT CameraModel fromArri(const Dictionary& answer);
 
 }  // namespace rdd18::interpret

@@ -2,9 +2,9 @@
 
 #include <cstring>
 
-#include "rdd18/transport/parse_observer.h"
 #include "rdd18/internal/byte_order.h"
 #include "rdd18/internal/klv.h"
+#include "rdd18/transport/parse_observer.h"
 
 namespace rdd18 {
 
@@ -16,8 +16,8 @@ using internal::readOrThrow;
 constexpr unsigned long kItemHeaderSize = 2;  // tag bytes, then 2 length bytes
 
 bool startsPack(const unsigned char* key) noexcept {
-    return std::memcmp(key, internal::kUniversalLabelHeader, sizeof internal::kUniversalLabelHeader) ==
-           0;
+    return std::memcmp(key, internal::kUniversalLabelHeader,
+                       sizeof internal::kUniversalLabelHeader) == 0;
 }
 
 void parsePacks(RDD18StreamReader& reader, const ItemFactory& factory, ItemList& items,
@@ -40,8 +40,7 @@ void parsePacks(RDD18StreamReader& reader, const ItemFactory& factory, ItemList&
 
 }  // namespace
 
-std::unique_ptr<Item> ItemFactory::build(RDD18StreamReader& reader,
-                                         ParseObserver* observer) const {
+std::unique_ptr<Item> ItemFactory::build(RDD18StreamReader& reader, ParseObserver* observer) const {
     unsigned char tagBytes[kItemHeaderSize];
     unsigned char lengthBytes[kItemHeaderSize];
     readOrThrow(reader, tagBytes, kItemHeaderSize, TruncatedField::ItemHeader, observer);
@@ -59,7 +58,8 @@ std::unique_ptr<Item> ItemFactory::build(RDD18StreamReader& reader,
             item = builder->second->build(itemTag, reader, length);
         } catch (const ParsingError&) {
             if (observer) {
-                observer->payloadRejected(itemTag, length, start, builder->second->whyRejected(length));
+                observer->payloadRejected(itemTag, length, start,
+                                          builder->second->whyRejected(length));
             }
             throw;
         }

@@ -1,7 +1,8 @@
 // The registry of one flavour, and the parse of an RDD 18 stream into items.
 //
 // Stream wire format: packs back to back. A pack is
-//   [key, 16 bytes: 06 0E 2B 34 + 12 bytes not examined][length field, 4 bytes: 1 byte not examined,
+//   [key, 16 bytes: 06 0E 2B 34 + 12 bytes not examined][length field, 4 bytes: 1 byte not
+//   examined,
 //    then L as 24-bit big-endian][value, L bytes: items back to back]
 #pragma once
 
@@ -10,6 +11,7 @@
 #include <memory>
 #include <string>
 
+#include "rdd18/export.h"
 #include "rdd18/items/rdd18_items.h"
 
 namespace rdd18 {
@@ -18,8 +20,8 @@ class ParseObserver;
 
 /// Which tags a flavour builds as typed items, and under which names. Filled once, then only
 /// read: one factory can serve parses on several threads at once.
-class ItemFactory {
-public:
+class VELMORA_RDD18_EXPORT ItemFactory {
+  public:
     std::map<std::string, rdd18::tag, std::less<>> namesToTags;
     std::map<rdd18::tag, std::string> tagsToNames;
     std::map<rdd18::tag, std::unique_ptr<ItemBuilder>> builders;
@@ -53,19 +55,20 @@ public:
 /// payload its type can't hold gives the empty list, also losing the items that were good. A
 /// stream that simply ends behind a complete pack is no failure. Never throws ParsingError.
 /// `observer`, when given, hears of every key passed over and of the fault that ended a parse.
-ItemList parseDataForItems(RDD18StreamReader& reader, const ItemFactory& factory,
-                           ParseObserver* observer = nullptr);
+VELMORA_RDD18_EXPORT ItemList parseDataForItems(RDD18StreamReader& reader,
+                                                const ItemFactory& factory,
+                                                ParseObserver* observer = nullptr);
 
 /// The same over a memory block that holds the stream itself, without packets. Bytes that don't
 /// start a pack key are passed over 16 at a time.
-ItemList parseDataForItems(const unsigned char* data, unsigned long size,
-                           const ItemFactory& factory);
+VELMORA_RDD18_EXPORT ItemList parseDataForItems(const unsigned char* data, unsigned long size,
+                                                const ItemFactory& factory);
 
 /// The standard table: the 37 lens and camera items.
-ItemFactory standardItemFactory();
+VELMORA_RDD18_EXPORT ItemFactory standardItemFactory();
 /// The standard table and the 16 items of the Sony flavour (53).
-ItemFactory sonyItemFactory();
+VELMORA_RDD18_EXPORT ItemFactory sonyItemFactory();
 /// The standard table and the 4 items of the Varicam flavour (41).
-ItemFactory varicamItemFactory();
+VELMORA_RDD18_EXPORT ItemFactory varicamItemFactory();
 
 }  // namespace rdd18

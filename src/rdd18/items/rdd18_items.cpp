@@ -11,13 +11,17 @@
 
 namespace rdd18 {
 
-std::uint16_t Uint16::value() const noexcept { return internal::loadBigEndian16(bytes); }
+std::uint16_t Uint16::value() const noexcept {
+    return internal::loadBigEndian16(bytes);
+}
 
 std::int16_t Int16::value() const noexcept {
     return static_cast<std::int16_t>(internal::loadBigEndian16(bytes));
 }
 
-std::uint32_t Uint32::value() const noexcept { return internal::loadBigEndian32(bytes); }
+std::uint32_t Uint32::value() const noexcept {
+    return internal::loadBigEndian32(bytes);
+}
 
 namespace {
 
@@ -33,7 +37,7 @@ Binary roundToBits(std::uint64_t high, std::uint64_t low, int exponent, unsigned
     const unsigned width = high != 0 ? 128 - static_cast<unsigned>(std::countl_zero(high))
                                      : 64 - static_cast<unsigned>(std::countl_zero(low));
     if (width <= bits) return {low, exponent};  // exact
-    const unsigned shift = width - bits;  // 1..43 here
+    const unsigned shift = width - bits;        // 1..43 here
     const std::uint64_t kept = (high << (64 - shift)) | (low >> shift);
     const std::uint64_t dropped = low & ((std::uint64_t{1} << shift) - 1);
     const std::uint64_t half = std::uint64_t{1} << (shift - 1);

@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "rdd18/export.h"
 #include "rdd18/transport/parsing_error.h"
 #include "rdd18/transport/rdd18_stream_reader.h"
 
@@ -24,12 +25,13 @@ namespace rdd18 {
 using tag = std::pair<unsigned char, unsigned char>;
 
 /// The tag of the two bytes, first byte first.
-constexpr tag make_tag(unsigned char first, unsigned char second) noexcept { return {first, second}; }
-
+constexpr tag make_tag(unsigned char first, unsigned char second) noexcept {
+    return {first, second};
+}
 
 /// A fault while building an answer. No operation of the library raises it; the RDD 18 facade
 /// answers an empty dictionary when it arrives.
-class AncillaryDataBuildingError {};
+class VELMORA_RDD18_EXPORT AncillaryDataBuildingError {};
 
 // ---------------------------------------------------------------------------------------------
 // Payload value types
@@ -41,19 +43,19 @@ struct ConvertibleTo {
 };
 
 /// Unsigned 16-bit number, 2 wire bytes, big-endian.
-struct Uint16 {
+struct VELMORA_RDD18_EXPORT Uint16 {
     unsigned char bytes[2];
     std::uint16_t value() const noexcept;
 };
 
 /// Signed 16-bit number, 2 wire bytes, big-endian two's complement.
-struct Int16 {
+struct VELMORA_RDD18_EXPORT Int16 {
     unsigned char bytes[2];
     std::int16_t value() const noexcept;
 };
 
 /// Unsigned 32-bit number, 4 wire bytes, big-endian.
-struct Uint32 : ConvertibleTo<Uint32, unsigned int> {
+struct VELMORA_RDD18_EXPORT Uint32 : ConvertibleTo<Uint32, unsigned int> {
     unsigned char bytes[4];
     std::uint32_t value() const noexcept;
 };
@@ -118,7 +120,7 @@ short computeExponent(Bits bits) noexcept {
 /// value of 10^exponent, rounded to 64 significand bits, then once more to double. Integer
 /// arithmetic, so the same bits on every target. Exact for every value that is exact in 64
 /// significand bits (3e-1 gives 0.3, 1e23 gives 1e23). `exponent` is in -8..23.
-double decimalToDouble(unsigned short mantissa, short exponent) noexcept;
+VELMORA_RDD18_EXPORT double decimalToDouble(unsigned short mantissa, short exponent) noexcept;
 
 template <class Bits>
 double convertToDouble(Bits bits) noexcept {
@@ -172,7 +174,8 @@ struct FixedSizeDecoder {
     static T make(RDD18StreamReader& reader, unsigned long length) {
         T value{};
         const unsigned long n = std::min<unsigned long>(sizeof(T), length);
-        if (reader.read(reinterpret_cast<unsigned char*>(&value), n) < sizeof(T)) throw ParsingError();
+        if (reader.read(reinterpret_cast<unsigned char*>(&value), n) < sizeof(T))
+            throw ParsingError();
         return value;
     }
     static std::string whyRejected(unsigned long length) {
@@ -192,15 +195,23 @@ struct CountedVectorDecoder {
 
 }  // namespace detail
 
-template <> struct make_type_from_reader<Uint16> : detail::FixedSizeDecoder<Uint16> {};
-template <> struct make_type_from_reader<Int16> : detail::FixedSizeDecoder<Int16> {};
-template <> struct make_type_from_reader<Boolean> : detail::FixedSizeDecoder<Boolean> {};
-template <> struct make_type_from_reader<unsigned char> : detail::FixedSizeDecoder<unsigned char> {};
-template <> struct make_type_from_reader<Label> : detail::FixedSizeDecoder<Label> {};
-template <> struct make_type_from_reader<Rational> : detail::FixedSizeDecoder<Rational> {};
 template <>
-struct make_type_from_reader<HalfFloatLensSerial> : detail::FixedSizeDecoder<HalfFloatLensSerial> {};
-template <> struct make_type_from_reader<HalfFloat> : detail::FixedSizeDecoder<HalfFloat> {};
+struct make_type_from_reader<Uint16> : detail::FixedSizeDecoder<Uint16> {};
+template <>
+struct make_type_from_reader<Int16> : detail::FixedSizeDecoder<Int16> {};
+template <>
+struct make_type_from_reader<Boolean> : detail::FixedSizeDecoder<Boolean> {};
+template <>
+struct make_type_from_reader<unsigned char> : detail::FixedSizeDecoder<unsigned char> {};
+template <>
+struct make_type_from_reader<Label> : detail::FixedSizeDecoder<Label> {};
+template <>
+struct make_type_from_reader<Rational> : detail::FixedSizeDecoder<Rational> {};
+template <>
+struct make_type_from_reader<HalfFloatLensSerial> : detail::FixedSizeDecoder<HalfFloatLensSerial> {
+};
+template <>
+struct make_type_from_reader<HalfFloat> : detail::FixedSizeDecoder<HalfFloat> {};
 
 template <>
 struct make_type_from_reader<Uint32> : detail::FixedSizeDecoder<Uint32> {
@@ -213,14 +224,14 @@ struct make_type_from_reader<Uint32> : detail::FixedSizeDecoder<Uint32> {
 /// byte or at the end. No character conversion happens here.
 template <>
 struct make_type_from_reader<std::string> {
-    static std::string make(RDD18StreamReader& reader, unsigned long length);
+    VELMORA_RDD18_EXPORT static std::string make(RDD18StreamReader& reader, unsigned long length);
     static std::string whyRejected(unsigned long length) { return detail::textRejection(length); }
 };
 
 /// Byte vector: exactly `length` bytes. Never fails: bytes the stream doesn't have stay zero.
 template <>
 struct make_type_from_reader<ByteVector> {
-    static ByteVector make(RDD18StreamReader& reader, unsigned long length);
+    VELMORA_RDD18_EXPORT static ByteVector make(RDD18StreamReader& reader, unsigned long length);
     static std::string whyRejected(unsigned long) { return {}; }  // never refuses
 };
 
@@ -250,8 +261,8 @@ std::vector<E> detail::CountedVectorDecoder<E>::make(RDD18StreamReader& reader,
 // Items
 
 /// One metadata item of a parse. Items own their payloads; nothing points into the stream.
-class Item {
-public:
+class VELMORA_RDD18_EXPORT Item {
+  public:
     virtual rdd18::tag tag() const = 0;
     virtual ~Item() = default;
     /// True when the payload was decoded to its type; false for an `UnsupportedItem`.
@@ -270,8 +281,8 @@ public:
 using ItemList = std::vector<std::unique_ptr<Item>>;
 
 /// Creates one kind of item from the stream.
-class ItemBuilder {
-public:
+class VELMORA_RDD18_EXPORT ItemBuilder {
+  public:
     virtual ~ItemBuilder() = default;
     /// Decodes the payload of `length` bytes at the stream's position. Throws ParsingError when the
     /// payload can't be decoded.
@@ -286,7 +297,7 @@ public:
 /// An item whose payload type and tag are fixed at compile time: each tag is a class of its own.
 template <class T, unsigned char Tag1, unsigned char Tag2>
 class TaggedItem : public Item {
-public:
+  public:
     using PayloadType = T;
 
     static constexpr rdd18::tag Tag() noexcept { return make_tag(Tag1, Tag2); }
@@ -299,7 +310,7 @@ public:
     const T& value() const noexcept { return value_; }
 
     class Builder : public ItemBuilder {
-    public:
+      public:
         std::unique_ptr<Item> build(rdd18::tag itemTag, RDD18StreamReader& reader,
                                     unsigned long length) const override {
             assert(itemTag == make_tag(Tag1, Tag2) && "itemTag == make_tag(Tag1, Tag2)");
@@ -312,14 +323,14 @@ public:
         bool zeroFillsShortPayload() const override { return std::is_same_v<T, ByteVector>; }
     };
 
-private:
+  private:
     T value_;
 };
 
 /// An item of a tag that the flavour doesn't know: its raw payload bytes and its tag. Bytes that
 /// the stream doesn't have are zero.
-class UnsupportedItem : public Item {
-public:
+class VELMORA_RDD18_EXPORT UnsupportedItem : public Item {
+  public:
     UnsupportedItem(rdd18::tag itemTag, RDD18StreamReader& reader, unsigned long length)
         : bytes_(make_type_from_reader<ByteVector>::make(reader, length)), tag_(itemTag) {}
 
@@ -329,7 +340,7 @@ public:
     const void* payload() const override { return &bytes_; }
     const ByteVector& bytes() const noexcept { return bytes_; }
 
-private:
+  private:
     ByteVector bytes_;
     rdd18::tag tag_;
 };

@@ -1,5 +1,5 @@
-// The standard RDD 18 items: lens items of tag group 128, camera items of tag group 129, and 50, 16.
-// Names are the dictionary keys, spelt as the format's tables spell them.
+// The standard RDD 18 items: lens items of tag group 128, camera items of tag group 129, and
+// 50, 16. Names are the dictionary keys, spelt as the format's tables spell them.
 #pragma once
 
 #include <string>
@@ -15,7 +15,8 @@ using StandardItemTable = ItemTable<
     ItemRow<TaggedItem<Uint16, 0x80, 0x08>, "LensIrisTNumberItem">,
     ItemRow<TaggedItem<Uint16, 0x80, 0x09>, "LensIrisRingPositionItem">,
     ItemRow<TaggedItem<HalfFloatLensSerial, 0x80, 0x01>, "LensFocusPositionFromImagePlaneItem">,
-    ItemRow<TaggedItem<HalfFloatLensSerial, 0x80, 0x02>, "LensFocusPositionFromFrontLensVertexItem">,
+    ItemRow<TaggedItem<HalfFloatLensSerial, 0x80, 0x02>,
+            "LensFocusPositionFromFrontLensVertexItem">,
     ItemRow<TaggedItem<Boolean, 0x80, 0x03>, "LensMacroSettingItem">,
     ItemRow<TaggedItem<HalfFloatLensSerial, 0x80, 0x04>, "LensZoom35mmStillCameraEquivalentItem">,
     ItemRow<TaggedItem<HalfFloatLensSerial, 0x80, 0x05>, "LensZoomActualFocalLengthItem">,

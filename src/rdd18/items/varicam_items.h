@@ -27,11 +27,11 @@ template <>
 struct make_type_from_reader<VaricamExtendedMetadata>
     : detail::FixedSizeDecoder<VaricamExtendedMetadata> {};
 
-using VaricamOwnItemTable = ItemTable<
-    ItemRow<TaggedItem<std::string, 0xE1, 0x21>, "VaricamClipInfoHeaderItem">,
-    ItemRow<TaggedItem<VaricamExtendedMetadata, 0xE1, 0x22>, "VaricamClipInfoValueItem">,
-    ItemRow<TaggedItem<std::string, 0xE1, 0x23>, "VaricamClipNameHeaderItem">,
-    ItemRow<TaggedItem<std::string, 0xE1, 0x24>, "VaricamClipNameValueItem">>;
+using VaricamOwnItemTable =
+    ItemTable<ItemRow<TaggedItem<std::string, 0xE1, 0x21>, "VaricamClipInfoHeaderItem">,
+              ItemRow<TaggedItem<VaricamExtendedMetadata, 0xE1, 0x22>, "VaricamClipInfoValueItem">,
+              ItemRow<TaggedItem<std::string, 0xE1, 0x23>, "VaricamClipNameHeaderItem">,
+              ItemRow<TaggedItem<std::string, 0xE1, 0x24>, "VaricamClipNameValueItem">>;
 
 /// The whole Varicam flavour: the standard rows, then the Varicam rows.
 using VaricamItemTable = StandardItemTable::Append<VaricamOwnItemTable>::type;

@@ -79,9 +79,9 @@ rdd18::Dictionary VLRDD18Parser::parseData(std::span<const unsigned char> bytes)
 }
 
 rdd18::Dictionary VLRDD18Parser::parseData(std::span<const unsigned char> bytes, bool flags) const {
-    AncillaryDataBufferReader packets(bytes.data(), bytes.size(),
-                                      flags ? AncillaryDataBufferWithFlags
-                                            : AncillaryDataBufferWithoutFlags);
+    AncillaryDataBufferReader packets(
+        bytes.data(), bytes.size(),
+        flags ? AncillaryDataBufferWithFlags : AncillaryDataBufferWithoutFlags);
     RDD18AncillaryDataStreamReader stream(packets);
     return _builder(*_factory, stream, nullptr);
 }

@@ -5,6 +5,7 @@
 #include <span>
 
 #include "rdd18/diagnostics/fault_lines.h"
+#include "rdd18/export.h"
 #include "rdd18/items/flavour.h"
 #include "rdd18/items/item_factory.h"
 #include "rdd18/platform/value.h"
@@ -27,7 +28,7 @@
 /// A parser keeps nothing of a parse, so one parser can serve several threads at once. It is
 /// cheap to make, copy and move: its flavour's factory is built once and shared, read-only.
 class VLRDD18Parser {
-public:
+  public:
     /// 1: Varicam, 2: Sony, any other value: standard.
     explicit VLRDD18Parser(std::int32_t type);
     explicit VLRDD18Parser(rdd18::Flavour flavour);
@@ -47,7 +48,7 @@ public:
 
     rdd18::Flavour flavour() const noexcept { return _flavour; }
 
-private:
+  private:
     using Builder = rdd18::Dictionary (*)(const rdd18::ItemFactory&, rdd18::RDD18StreamReader&,
                                           rdd18::ParseObserver*);
 

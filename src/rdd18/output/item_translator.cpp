@@ -15,9 +15,12 @@ Value rationalValue(const Rational& r) {
 
 std::string filenameStyleName(unsigned char code) {
     switch (code) {
-        case 0: return "P2";
-        case 1: return "CINE";
-        default: return "UNKNOWN";
+        case 0:
+            return "P2";
+        case 1:
+            return "CINE";
+        default:
+            return "UNKNOWN";
     }
 }
 }  // namespace
@@ -67,7 +70,9 @@ void ItemTranslatorBase::translate(rdd18::tag itemTag, const Label& v) {
     write(itemTag, std::move(d));
 }
 
-void ItemTranslatorBase::translate(rdd18::tag itemTag, const Rational& v) { write(itemTag, rationalValue(v)); }
+void ItemTranslatorBase::translate(rdd18::tag itemTag, const Rational& v) {
+    write(itemTag, rationalValue(v));
+}
 
 void ItemTranslatorBase::translate(rdd18::tag itemTag, const std::vector<Rational>& v) {
     Array array;

@@ -24,7 +24,7 @@ namespace rdd18 {
 ///   byte vector -> data;  VaricamExtendedMetadata -> dictionary of five entries
 /// String payloads are 8-bit text: bytes 0x80-0xFF are taken as ISO 8859-1.
 class ItemTranslatorBase {
-public:
+  public:
     ItemTranslatorBase(const ItemFactory& factory, Dictionary& result) noexcept
         : factory_(factory), result_(result) {}
 
@@ -42,7 +42,7 @@ public:
     void translate(rdd18::tag itemTag, const ByteVector& v);
     void translate(rdd18::tag itemTag, const VaricamExtendedMetadata& v);
 
-private:
+  private:
     void write(rdd18::tag itemTag, Value value);
 
     const ItemFactory& factory_;
@@ -55,14 +55,16 @@ class ItemTranslator;
 /// The translator of one flavour, over the rows of its item table.
 template <class... Rows>
 class ItemTranslator<ItemTable<Rows...>> : public ItemTranslatorBase {
-public:
+  public:
     using ItemTranslatorBase::ItemTranslatorBase;
 
     /// Writes the entry of `item` if a link of the list takes its tag; false if none does (then
     /// nothing is written).
-    bool dispatch(const Item& item, rdd18::tag itemTag) { return dispatchFrom<Rows...>(item, itemTag); }
+    bool dispatch(const Item& item, rdd18::tag itemTag) {
+        return dispatchFrom<Rows...>(item, itemTag);
+    }
 
-private:
+  private:
     template <class Head, class... Rest>
     bool dispatchFrom(const Item& item, rdd18::tag itemTag) {
         if (link<typename Head::ItemType>(item, itemTag)) return true;
@@ -75,7 +77,8 @@ private:
 
     template <class ItemType>
     bool link(const Item& item, rdd18::tag itemTag) {
-        if (itemTag.first != ItemType::Tag().first || itemTag.second != ItemType::Tag().second) return false;
+        if (itemTag.first != ItemType::Tag().first || itemTag.second != ItemType::Tag().second)
+            return false;
         translate(ItemType::Tag(), item.template payloadAs<typename ItemType::PayloadType>());
         return true;
     }

@@ -86,8 +86,8 @@ float Number::floatValue() const noexcept {
     if (v > kFloatMax || v < -kFloatMax) {
         // The largest float stays itself when it only rounds down to it.
         const double halfUlp = 0x1p103;  // half the spacing of floats at the top of their range
-        if (std::fabs(v) < kFloatMax + halfUlp) return v > 0 ? std::numeric_limits<float>::max()
-                                                             : -std::numeric_limits<float>::max();
+        if (std::fabs(v) < kFloatMax + halfUlp)
+            return v > 0 ? std::numeric_limits<float>::max() : -std::numeric_limits<float>::max();
         return v > 0 ? std::numeric_limits<float>::infinity()
                      : -std::numeric_limits<float>::infinity();
     }
@@ -146,9 +146,9 @@ void Dictionary::set(std::string key, Value value) {
         entries_.emplace_back(std::move(key), std::move(value));
         return;
     }
-    const auto at = std::lower_bound(
-        entries_.begin(), entries_.end(), key,
-        [](const Entry& e, const std::string& k) { return e.first < k; });
+    const auto at =
+        std::lower_bound(entries_.begin(), entries_.end(), key,
+                         [](const Entry& e, const std::string& k) { return e.first < k; });
     if (at->first == key) {
         at->second = std::move(value);
     } else {

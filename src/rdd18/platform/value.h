@@ -9,12 +9,14 @@
 #include <initializer_list>
 #include <limits>
 #include <optional>
-#include <type_traits>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 #include <variant>
 #include <vector>
+
+#include "rdd18/export.h"
 
 namespace rdd18 {
 
@@ -34,10 +36,10 @@ enum class NumberKind : std::uint8_t {
 };
 
 /// Name of a kind as used in diagnostics and tool output ("integer", "unsigned int", ...).
-std::string_view numberKindName(NumberKind kind) noexcept;
+VELMORA_RDD18_EXPORT std::string_view numberKindName(NumberKind kind) noexcept;
 
 /// A number with its kind. Construct it with the named factory of its kind.
-class Number {
+class VELMORA_RDD18_EXPORT Number {
   public:
     static Number integer(std::int64_t v) noexcept { return Number(NumberKind::Integer, v); }
     static Number shortNumber(std::int16_t v) noexcept {
@@ -85,7 +87,7 @@ class Number {
 
     /// Equal when kind and stored bits are equal: NaN equals a NaN of the same bits, and -0.0
     /// differs from +0.0. This is the equality of "exact to the last bit".
-    friend bool operator==(const Number& a, const Number& b) noexcept;
+    VELMORA_RDD18_EXPORT friend bool operator==(const Number& a, const Number& b) noexcept;
 
   private:
     Number(NumberKind k, std::int64_t v) noexcept
@@ -157,20 +159,20 @@ class Dictionary {
     const_iterator begin() const noexcept;
     const_iterator end() const noexcept;
 
-    friend bool operator==(const Dictionary& a, const Dictionary& b);
+    VELMORA_RDD18_EXPORT friend bool operator==(const Dictionary& a, const Dictionary& b);
 
   private:
     std::vector<Entry> entries_;  // ascending by key, keys unique
 };
 
 /// Thrown by the typed accessors of `Value` when the value is of another kind.
-class BadValueAccess : public std::exception {
+class VELMORA_RDD18_EXPORT BadValueAccess : public std::exception {
   public:
     const char* what() const noexcept override { return "rdd18::Value: wrong kind of value"; }
 };
 
 /// One value of an answer: a number, a string (UTF-8), data, an array or a dictionary.
-class Value {
+class VELMORA_RDD18_EXPORT Value {
   public:
     Value(Number n) : v_(n) {}
     Value(std::string s) : v_(std::move(s)) {}
@@ -337,7 +339,7 @@ std::optional<T> Dictionary::get(std::string_view key) const {
 /// Text from 8-bit characters: bytes 0x00-0x7F are themselves, bytes 0x80-0xFF are taken as
 /// ISO 8859-1 (Latin-1) and stored as their UTF-8 form. Nothing is dropped; the conversion stops
 /// at `size` and not at a NUL.
-std::string stringFromLatin1(const char* bytes, std::size_t size);
+VELMORA_RDD18_EXPORT std::string stringFromLatin1(const char* bytes, std::size_t size);
 inline std::string stringFromLatin1(std::string_view s) {
     return stringFromLatin1(s.data(), s.size());
 }

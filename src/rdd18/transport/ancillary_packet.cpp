@@ -20,7 +20,9 @@ AncillaryDataBufferReader::AncillaryDataBufferReader(const unsigned char* data, 
                                                      ParseObserver* observer) noexcept
     : size_(data ? size : 0), cursor_(data), start_(data), flags_(flags), observer_(observer) {}
 
-bool AncillaryDataBufferReader::hasNextPacket() { return cursor_ < start_ + size_; }
+bool AncillaryDataBufferReader::hasNextPacket() {
+    return cursor_ < start_ + size_;
+}
 
 unsigned long AncillaryDataBufferReader::remainingBufferSize() const noexcept {
     return static_cast<unsigned long>(start_ + size_ - cursor_);

@@ -1,12 +1,15 @@
 // One ancillary packet of a frame buffer, and the sources that find packets in a buffer.
 //
 // Buffer layout (ST 291 reduced to 8-bit bytes), packets back to back:
-//   [flag: 00 FF FF or 04 FB FB, only when the buffer carries flags] DID SDID DC payload[DC] checksum
+//   [flag: 00 FF FF or 04 FB FB, only when the buffer carries flags] DID SDID DC payload[DC]
+//   checksum
 #pragma once
 
 #include <cstdint>
 #include <optional>
 #include <vector>
+
+#include "rdd18/export.h"
 
 namespace rdd18 {
 
@@ -36,16 +39,16 @@ struct AncillaryPacket {
 }  // namespace utils
 
 /// An abstract source of packets.
-class AncillaryDataReader {
-public:
+class VELMORA_RDD18_EXPORT AncillaryDataReader {
+  public:
     /// The next packet, or nothing when this call found none (the walk may still go on while
     /// `hasNextPacket()` is true).
     virtual std::optional<utils::AncillaryPacket> readNextPacket() = 0;
     /// True while there are unread bytes.
     virtual bool hasNextPacket() = 0;
 
-protected:
-    ~AncillaryDataReader() = default;
+  protected:
+    virtual ~AncillaryDataReader() = default;
 };
 
 /// Walks a memory buffer of packets. It borrows the buffer, which must outlive the reader and every
@@ -54,8 +57,8 @@ protected:
 /// Bad input: bytes that don't fit a packet are skipped as the wire rules say. A flag that matches
 /// neither pattern costs 3 bytes and the walk goes on 3 bytes further; fewer bytes left than a
 /// minimal packet, or a DC that runs past the end, end the walk.
-class AncillaryDataBufferReader final : public virtual AncillaryDataReader {
-public:
+class VELMORA_RDD18_EXPORT AncillaryDataBufferReader final : public virtual AncillaryDataReader {
+  public:
     /// `observer`, when given, hears of every byte range the walk drops (see parse_observer.h).
     AncillaryDataBufferReader(const unsigned char* data, unsigned long size,
                               AncillaryDataBufferContainsFlags flags,
@@ -67,7 +70,7 @@ public:
     /// Bytes between the cursor and the end of the buffer.
     unsigned long remainingBufferSize() const noexcept;
 
-private:
+  private:
     unsigned long offset() const noexcept;  // of the cursor, for the observer
 
     std::uint64_t size_;
@@ -84,7 +87,7 @@ unsigned long packetOffset(const utils::AncillaryPacket& packet,
 
 /// All packets of a buffer, in buffer order, walked as `AncillaryDataBufferReader` walks them.
 /// The packets point into `data`. Never throws but for allocation failure.
-std::vector<utils::AncillaryPacket> packetsFromData(const unsigned char* data, unsigned long size,
-                                                    AncillaryDataBufferContainsFlags flags);
+VELMORA_RDD18_EXPORT std::vector<utils::AncillaryPacket> packetsFromData(
+    const unsigned char* data, unsigned long size, AncillaryDataBufferContainsFlags flags);
 
 }  // namespace rdd18

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <utility>
 
+#include "rdd18/export.h"
 #include "rdd18/transport/ancillary_packet.h"
 
 namespace rdd18 {
@@ -28,7 +29,7 @@ enum class TruncatedField : std::uint8_t {
 /// Receives the events; every operation does nothing unless overridden. Buffer offsets count from
 /// the first byte of the caller's buffer; stream positions are those of `utils::Reader::position`.
 /// An observer must not throw.
-class ParseObserver {
+class VELMORA_RDD18_EXPORT ParseObserver {
   public:
     virtual ~ParseObserver() = default;
 

@@ -1,10 +1,12 @@
 // The one exception of the parsers' inner layers.
 #pragma once
 
+#include "rdd18/export.h"
+
 namespace rdd18 {
 
 /// A broken stream or a payload its type can't hold. Carries nothing: an observer (see
 /// parse_observer.h) hears the reason before it is thrown.
-class ParsingError {};
+class VELMORA_RDD18_EXPORT ParsingError {};
 
 }  // namespace rdd18

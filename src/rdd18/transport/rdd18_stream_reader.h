@@ -7,6 +7,7 @@
 
 #include <cstdint>
 
+#include "rdd18/export.h"
 #include "rdd18/transport/ancillary_packet.h"
 #include "rdd18/transport/reader.h"
 
@@ -14,18 +15,19 @@ namespace rdd18 {
 
 /// An RDD 18 byte stream. `resynchronize` brings it to a place where a pack key may stand; it is
 /// called when 16 bytes read as a key did not start with the universal label header.
-class RDD18StreamReader : public virtual utils::Reader {
-public:
+class VELMORA_RDD18_EXPORT RDD18StreamReader : public virtual utils::Reader {
+  public:
     virtual void resynchronize() = 0;
 
-protected:
-    ~RDD18StreamReader() = default;
+  protected:
+    virtual ~RDD18StreamReader() = default;
 };
 
 /// An RDD 18 stream held in memory without packets. `resynchronize` does nothing: the next key is
 /// looked for directly behind the bytes that failed.
-class RDD18BufferReader final : public virtual utils::BufferReader<RDD18StreamReader> {
-public:
+class VELMORA_RDD18_EXPORT RDD18BufferReader final
+    : public virtual utils::BufferReader<RDD18StreamReader> {
+  public:
     RDD18BufferReader(const unsigned char* data, unsigned long size) noexcept
         : utils::BufferReader<RDD18StreamReader>(data, size) {}
     void resynchronize() override {}
@@ -36,9 +38,9 @@ public:
 /// Packets of other kinds and RDD 18 packets with DC 0 are passed over. A first packet not
 /// numbered 1, or a gap, repeat or reversal of the numbering, ends the stream behind the last good
 /// packet. `resynchronize` gives up the rest of the current packet.
-class RDD18AncillaryDataStreamReader final
+class VELMORA_RDD18_EXPORT RDD18AncillaryDataStreamReader final
     : public virtual utils::AncillaryPackagedDataStreamReader<RDD18StreamReader> {
-public:
+  public:
     static constexpr std::uint8_t kDid = 0x43;
     static constexpr std::uint8_t kSdid = 0x05;
 
@@ -59,7 +61,7 @@ public:
                                                                                                : -1;
     }
 
-private:
+  private:
     std::uint8_t lastSequenceNumber_ = 0;
 };
 

@@ -6,14 +6,15 @@
 #include <cstdint>
 #include <cstring>
 
+#include "rdd18/export.h"
 #include "rdd18/transport/ancillary_packet.h"
 #include "rdd18/transport/parse_observer.h"
 
 namespace rdd18::utils {
 
 /// An abstract byte stream.
-class Reader {
-public:
+class VELMORA_RDD18_EXPORT Reader {
+  public:
     /// Copies up to `count` bytes to `buffer`; returns how many it delivered. Fewer than `count`
     /// means the stream has run out.
     virtual unsigned long read(unsigned char* buffer, unsigned long count) = 0;
@@ -24,15 +25,15 @@ public:
     /// True when no further byte can be delivered. May fetch the next packet of a packet stream.
     virtual bool isAtEnd() = 0;
 
-protected:
-    ~Reader() = default;
+  protected:
+    virtual ~Reader() = default;
 };
 
 /// The four stream operations over a memory block that the reader borrows. Reads never go past
 /// `data + size`.
 template <class T>
 class BufferReader : public virtual T {
-public:
+  public:
     BufferReader(const unsigned char* data, unsigned long size) noexcept
         : data_(data), size_(data ? size : 0) {}
 
@@ -50,10 +51,10 @@ public:
     }
     bool isAtEnd() override { return position_ >= size_; }
 
-protected:
+  protected:
     ~BufferReader() = default;
 
-private:
+  private:
     unsigned long available(unsigned long count) const noexcept {
         return static_cast<unsigned long>(std::min<std::uint64_t>(size_ - position_, count));
     }
@@ -74,7 +75,7 @@ private:
 /// Nothing here allocates; the only copy of stream bytes is into the caller's destination.
 template <class T>
 class AncillaryPackagedDataStreamReader : public virtual T {
-public:
+  public:
     explicit AncillaryPackagedDataStreamReader(AncillaryDataReader& source) noexcept
         : source_(source) {}
 
@@ -158,7 +159,7 @@ public:
     void setObserver(ParseObserver* observer) noexcept { observer_ = observer; }
     ParseObserver* observer() const noexcept { return observer_; }
 
-protected:
+  protected:
     ~AncillaryPackagedDataStreamReader() = default;
 
     /// The numbering rule of every packet stream, for `readHeaderOfPacket`: `found` must be
@@ -177,7 +178,7 @@ protected:
         return true;
     }
 
-private:
+  private:
     unsigned long bytesLeftInPacket() const noexcept {
         const std::uint64_t size = currentPacket_.payloadSize();
         return packetOffset_ < size ? static_cast<unsigned long>(size - packetOffset_) : 0;
