@@ -32,6 +32,15 @@ struct Tally {
 void* operator new(std::size_t n) {
     return countedAllocation(n);
 }
+// The standard library's temporary buffers (stable_sort) ask for memory without exceptions; that
+// memory comes back through the plain delete below, so it must come from the same place.
+void* operator new(std::size_t n, const std::nothrow_t&) noexcept {
+    try {
+        return countedAllocation(n);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
 void operator delete(void* p) noexcept {
     release(p);
 }

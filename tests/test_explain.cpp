@@ -1,5 +1,6 @@
 // The diagnostic walks name the fault that emptied an answer, with its numbers, and say nothing
-// about a frame that parsed whole.
+// about a frame that parsed whole. The faults of the broken samples (sequence gaps, short payloads,
+// bad flags, bad ARRI markers, short records) are in their golden files; these are the others.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -30,24 +31,12 @@ struct Case {
 TEST(Explain, RDD18FaultsAreNamedWithTheirNumbers) {
     const Bytes pack = rdd18Pack(kIso);
     const Case cases[] = {
-        {"sequence gap",
-         FrameBuilder()
-             .rdd18Packet(1, Bytes(pack.begin(), pack.begin() + 10))
-             .rdd18Packet(3, Bytes(pack.begin() + 10, pack.end()))
-             .bytes(),
-         {"breaks the sequence (expected 2, found 3)", "at byte 21", "every item"}},
-        {"payload too short",
-         FrameBuilder().rdd18Stream(rdd18Pack(rdd18Item(0x81, 0x0B, {0x03}))).bytes(),
-         {"item 0x81 0x0b", "length 1, needs 2"}},
         {"key passed over",
          FrameBuilder().rdd18Stream(Bytes(16, 0x11)).rdd18Stream(pack).bytes(),
          {"stream position 0 (11 11 11 11 ...) are no pack key"}},
         {"stream ends in a key",
          FrameBuilder().rdd18Stream(pack + Bytes{0x06, 0x0E}).bytes(),
          {"ends inside the 16-byte key of a pack at stream position 26"}},
-        {"bad flag",
-         Bytes{0x01, 0x02, 0x03} + FrameBuilder().rdd18Stream(pack).bytes(),
-         {"bytes 0-2 are no ancillary data flag"}},
         {"no packets",
          FrameBuilder().packet(0x61, 0x01, {1, 2}).bytes(),
          {"none of the 1 packets has DID 0x43 and SDID 0x05"}},
@@ -71,12 +60,6 @@ TEST(Explain, ArriFaultsAreNamedWithTheirNumbers) {
     const Bytes header(4096, 0);
     const Bytes good = arriItem(kArriMetadataKey, header);
     const Case cases[] = {
-        {"bad marker",
-         FrameBuilder().arriStream(good).arriStream(arriItem(kArriLUTKey, {1}, 0x82)).bytes(),
-         {"starts with 0x82, not 0x83", "the answer is empty"}},
-        {"short record",
-         FrameBuilder().arriStream(arriItem(kArriMetadataKey, Bytes(4095, 0))).bytes(),
-         {"has 4095 bytes, needs 4096"}},
         {"value cut off",
          FrameBuilder().arriStream(Bytes(good.begin(), good.begin() + 1000)).bytes(),
          {"value of 4096 bytes at stream position 20 ends after 988 bytes"}},

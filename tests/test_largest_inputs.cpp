@@ -1,6 +1,7 @@
-// The largest inputs the formats allow: items of the largest 16-bit lengths whole in a memory
-// block and cut off by the end of a packet stream, and ARRI items of megabytes up to the 65,535
-// packets of a stream. The expected answers follow from the wire rules, not from timing.
+// The largest inputs the formats allow: items of the largest 16-bit lengths cut off by the end of a
+// packet stream, and ARRI items of megabytes up to the 65,535 packets of a stream. (The largest
+// whole streams and vectors are fuzz seeds, checked against the harness's model.) The expected
+// answers follow from the wire rules, not from timing.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -32,37 +33,6 @@ Bytes packCoveringHeaderOnly(const Bytes& item) {
     Bytes pack = rdd18Pack(item);
     pack[17] = 0x00, pack[18] = 0x00, pack[19] = 0x04;
     return pack;
-}
-
-// --- the largest items, whole in a memory block --------------------------------------------------
-
-TEST(LargestInputs, LargestItemsAreWholeInAMemoryBlock) {
-    Bytes chars(0xFFFF);
-    for (std::size_t i = 0; i < chars.size(); ++i)
-        chars[i] = static_cast<unsigned char>('A' + i % 26);
-    const Bytes bytes = pattern(0xFFFF, 13);
-
-    // 32,763 HalfFloats, -1 and 100 by turns: the count is what this test is about.
-    constexpr std::uint32_t kCount = 32763;
-    Bytes elements;
-    for (std::uint32_t i = 0; i < kCount; ++i) {
-        elements.push_back(i % 2 ? 0x04 : 0x80);
-        elements.push_back(i % 2 ? 0x0A : 0x01);
-    }
-    const Bytes cdl = countedVector(kCount, 2, elements);
-    ASSERT_EQ(cdl.size(), 65534u);
-
-    const Bytes stream = rdd18Pack(rdd18Item(0x80, 0x07, chars) + rdd18Item(0xE1, 0x01, bytes) +
-                                   rdd18Item(0x81, 0x17, cdl));
-    const ItemList items = parseDataForItems(stream.data(), stream.size(), sonyItemFactory());
-    ASSERT_EQ(items.size(), 3u);
-    EXPECT_EQ(items[0]->payloadAs<std::string>(), std::string(chars.begin(), chars.end()));
-    EXPECT_EQ(items[1]->payloadAs<ByteVector>(), bytes);
-    const auto& values = items[2]->payloadAs<std::vector<HalfFloat>>();
-    ASSERT_EQ(values.size(), kCount);
-    for (std::uint32_t i = 0; i < kCount; ++i) {
-        ASSERT_EQ(values[i].value(), i % 2 ? 100.0 : -1.0) << "element " << i;
-    }
 }
 
 // --- the largest items over packets --------------------------------------------------------------

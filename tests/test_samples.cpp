@@ -49,6 +49,14 @@ TEST(Samples, EveryFormatMatchesItsGoldenFile) {
             EXPECT_EQ(out.str(), want) << golden;
         }
     }
+    // expected/<stem>.units.<format>: the values in units of two samples.
+    for (const auto& [stem, format] : {std::pair{"standard", "table"}, std::pair{"arri", "json"}}) {
+        std::istringstream in;
+        std::ostringstream out, err;
+        rdd18::dump::run({"--units=only", "--format", format, std::string(stem) + ".anc"}, in, out,
+                         err);
+        EXPECT_EQ(out.str(), fileText(fs::path("expected") / (std::string(stem) + ".units." + format)));
+    }
 }
 
 }  // namespace

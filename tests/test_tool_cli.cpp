@@ -44,12 +44,6 @@ const char* const kOneItemHex =
     "01 AA 00";
 const json kOneItemAnswer = {{"Unknown_0xf0_0x01", {{"$data", "aa"}}}};
 
-TEST(ToolInput, HexTextAcceptsAnyWhiteSpaceBetweenBytes) {
-    EXPECT_EQ(rdd18::dump::parseHexText("00ff\tFF 43\r\n05\n\n  0a1B", "x"),
-              (Bytes{0x00, 0xFF, 0xFF, 0x43, 0x05, 0x0A, 0x1B}));
-    EXPECT_TRUE(rdd18::dump::parseHexText(" \n\t", "x").empty());
-}
-
 TEST(ToolInput, MalformedHexTextIsOneLineNamingThePlace) {
     const struct {
         const char* text;
@@ -122,53 +116,6 @@ TEST(ToolCommandLine, StandardInputBinaryAndHex) {
     const Result empty = runTool({"-f", "jsonl"}, "");
     EXPECT_EQ(empty.status, 0);
     EXPECT_EQ(empty.out, "{\"file\":\"-\",\"rdd18\":{},\"arri\":{}}\n");
-}
-
-TEST(ToolCommandLine, ParserAndFlavourChoice) {
-    const Bytes frame =
-        FrameBuilder().rdd18Stream(rdd18Pack(rdd18Item(0xE1, 0x21, text("CLIP")))).bytes();
-    const struct {
-        std::vector<std::string> args;
-        json expected;
-    } cases[] = {
-        {{"--flavour", "varicam"},
-         {{"file", "-"},
-          {"rdd18", {{"VaricamClipInfoHeaderItem", "CLIP"}}},
-          {"arri", json::object()}}},
-        {{"--flavour", "Sony", "--parser", "rdd18"},
-         {{"file", "-"}, {"rdd18", {{"Unknown_0xe1_0x21", {{"$data", "434c4950"}}}}}}},
-        {{"--parser", "arri"}, {{"file", "-"}, {"arri", json::object()}}},
-    };
-    for (const auto& c : cases) {
-        std::vector<std::string> args = c.args;
-        args.insert(args.end(), {"-f", "jsonl"});
-        const Result r = runTool(args, asText(frame));
-        EXPECT_EQ(json::parse(r.out), c.expected) << c.args[0];
-    }
-}
-
-TEST(ToolCommandLine, PacketWalk) {
-    // With flags: an RDD 18 packet (flag, DID at byte 3, SDID, DC 2, 2 payload bytes, checksum:
-    // 9 bytes), an ARRI packet with a wrong checksum (DID at 9 + 3 = 12, 11 bytes), a foreign
-    // packet with DC 0 (DID at 20 + 3 = 23), then 3 bytes too few for a packet.
-    const Bytes frame = FrameBuilder()
-                            .rdd18Packet(1, {0x07})
-                            .packetWithChecksum(0x44, 0x04, {0x02, 0x05, 0x01, 0xEE}, 0x00)
-                            .packet(0x61, 0x01, {})
-                            .raw({0x00, 0xFF, 0xFF})
-                            .bytes();
-    // Checksums a sender computes: 0x43 + 0x05 + 2 + 1 + 7 = 0x52; 0x44 + 0x04 + 4 + 2 + 5 + 1 +
-    // 0xEE = 0x142 -> 0x42, not 0x00; 0x61 + 0x01 + 0 = 0x62. The ARRI sequence number is the
-    // little-endian 05 01 = 261.
-    const json expected = json::parse(R"([
-      {"checksum": "0x52", "checksumOk": true, "dc": 2, "did": "0x43", "kind": "rdd18",
-       "offset": 3, "sdid": "0x05", "sequence": 1},
-      {"checksum": "0x00", "checksumOk": false, "dc": 4, "did": "0x44", "kind": "arri",
-       "offset": 12, "sdid": "0x04", "sequence": 261, "stream": 2},
-      {"checksum": "0x62", "checksumOk": true, "dc": 0, "did": "0x61", "kind": "other",
-       "offset": 23, "sdid": "0x01"}])");
-    const Result r = runTool({"--packets", "-f", "jsonl"}, asText(frame));
-    EXPECT_EQ(json::parse(r.out)["packets"], expected);
 }
 
 TEST(ToolCommandLine, SeveralFilesInOrderOrNone) {
