@@ -27,14 +27,16 @@ std::vector<Bytes> sampleFrames() {
         if (entry.path().extension() != ".anc") continue;
         std::ifstream in(entry.path(), std::ios::binary);
         frames.emplace_back(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-        frames.emplace_back(frames.back().begin(), frames.back().begin() + frames.back().size() / 3);
+        frames.emplace_back(frames.back().begin(),
+                            frames.back().begin() + frames.back().size() / 3);
     }
     return frames;
 }
 
 /// Parses every frame with each of `parses` on four threads at once, three rounds; counts the
 /// answers that differ from the serial ones.
-unsigned mismatchesUnderThreads(const std::vector<Bytes>& frames, const std::vector<Parse>& parses) {
+unsigned mismatchesUnderThreads(const std::vector<Bytes>& frames,
+                                const std::vector<Parse>& parses) {
     std::vector<std::vector<Dictionary>> serial(parses.size());
     for (std::size_t p = 0; p < parses.size(); ++p)
         for (const Bytes& f : frames) serial[p].push_back(parses[p](f));

@@ -182,17 +182,4 @@ TEST(DecimalFloats, EveryPatternGivesTheX87Bits) {
     EXPECT_EQ(digestOfEveryPattern<HalfFloat>(), 0x1EA149F699C496B5u);
 }
 
-TEST(DecimalFloats, ExponentFieldWeights) {
-    for (int e = 0; e < 32; ++e) {
-        // Bit 3 of the field counts -8, bit 4 counts +16.
-        const int expected = (e < 8 || (e >= 16 && e < 24)) ? e : e - 16;
-        const detail::HalfFloatBits bits{static_cast<unsigned char>(e << 2), 0};
-        EXPECT_EQ(detail::computeExponent(bits), expected) << "E " << e;
-    }
-    for (int e = 0; e < 16; ++e) {
-        const detail::HalfFloatLensSerialBits bits{static_cast<unsigned char>(e << 4), 0};
-        EXPECT_EQ(detail::computeExponent(bits), e < 8 ? e : e - 16) << "E " << e;
-    }
-}
-
 }  // namespace

@@ -55,7 +55,8 @@ TEST(Samples, EveryFormatMatchesItsGoldenFile) {
         std::ostringstream out, err;
         rdd18::dump::run({"--units=only", "--format", format, std::string(stem) + ".anc"}, in, out,
                          err);
-        EXPECT_EQ(out.str(), fileText(fs::path("expected") / (std::string(stem) + ".units." + format)));
+        EXPECT_EQ(out.str(),
+                  fileText(fs::path("expected") / (std::string(stem) + ".units." + format)));
     }
 }
 
