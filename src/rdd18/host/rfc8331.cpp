@@ -4,6 +4,7 @@
 
 #include "rdd18/host/words10.h"
 #include "rdd18/internal/anc_words.h"
+#include "rdd18/internal/byte_order.h"
 #include "rdd18/transport/parse_observer.h"
 
 namespace rdd18::host {
@@ -30,8 +31,7 @@ class BitReader {
         // range the missing bytes read as zero (the caller has checked that the field fits).
         std::uint32_t window = 0;
         if (byte + 4 <= bytes_) {
-            std::memcpy(&window, data_ + byte, 4);
-            window = __builtin_bswap32(window);  // the fields are big-endian
+            window = internal::loadBigEndian32(data_ + byte);  // the fields are big-endian
         } else {
             for (std::size_t k = 0; k < 4; ++k)
                 window = window << 8 | (byte + k < bytes_ ? data_[byte + k] : 0u);
