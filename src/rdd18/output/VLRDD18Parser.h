@@ -27,7 +27,7 @@
 ///
 /// A parser keeps nothing of a parse, so one parser can serve several threads at once. It is
 /// cheap to make, copy and move: its flavour's factory is built once and shared, read-only.
-class VLRDD18Parser {
+class VELMORA_RDD18_EXPORT VLRDD18Parser {
   public:
     /// 1: Varicam, 2: Sony, any other value: standard.
     explicit VLRDD18Parser(std::int32_t type);

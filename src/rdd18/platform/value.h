@@ -121,7 +121,7 @@ using Array = std::vector<Value>;
 /// dictionary is stable; the order has no other meaning. A key set behind the others is appended
 /// at once; a key among them is inserted at its place (binary search, then a shift), so a producer
 /// of many keys writes them in order or hands them over together (`fromEntries`).
-class Dictionary {
+class VELMORA_RDD18_EXPORT Dictionary {
   public:
     using Entry = std::pair<std::string, Value>;
     /// Walks the entries in ascending key order; random access.
