@@ -1,7 +1,6 @@
 #include "dump/host_input.h"
 
 #include <cstdio>
-#include <sstream>
 
 #include "rdd18/host/packet.h"
 #include "rdd18/host/rfc8331.h"
@@ -12,42 +11,6 @@
 namespace rdd18::dump {
 
 namespace {
-
-bool isHex(char c) noexcept {
-    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
-}
-bool isBlank(char c) noexcept {
-    return c == ' ' || c == '\t' || c == '\r' || c == ',';
-}
-
-[[noreturn]] void fail(std::string_view name, std::size_t line, std::size_t column,
-                       const std::string& what) {
-    std::ostringstream message;
-    message << name << ':' << line << ':' << column << ": " << what;
-    throw InputError(message.str());
-}
-
-std::string describeCharacter(char c) {
-    const auto u = static_cast<unsigned char>(c);
-    if (u >= 0x21 && u < 0x7F) return std::string("'") + c + "'";
-    char buf[16];
-    std::snprintf(buf, sizeof buf, "byte 0x%02x", u);
-    return buf;
-}
-
-/// Length of an `xxd` offset ("0000a0:") at the start of `line`, or 0.
-std::size_t xxdOffset(std::string_view line) {
-    std::size_t i = 0;
-    while (i < line.size() && isHex(line[i])) ++i;
-    return i >= 4 && i < line.size() && line[i] == ':' ? i + 1 : 0;
-}
-
-unsigned hexValue(std::string_view digits) {
-    unsigned v = 0;
-    for (char c : digits)
-        v = v * 16 + static_cast<unsigned>(c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10);
-    return v;
-}
 
 /// Hears the converters' drops as report lines.
 struct DropLines : ParseObserver {
@@ -117,43 +80,6 @@ const std::map<std::string, InputForm>& inputForms() {
     return forms;
 }
 
-std::vector<HexRun> analyserHexRuns(std::string_view text, std::string_view name) {
-    std::vector<HexRun> runs;
-    std::size_t lineNumber = 0;
-    for (std::size_t start = 0; start <= text.size(); ++lineNumber) {
-        std::size_t end = text.find('\n', start);
-        if (end == std::string_view::npos) end = text.size();
-        std::string_view line = text.substr(start, end - start);
-        const std::size_t base = start;
-        start = end + 1;
-        if (const auto hash = line.find('#'); hash != std::string_view::npos)
-            line = line.substr(0, hash);
-        std::size_t i = xxdOffset(line);
-        if (i) {
-            // xxd: groups of digits up to the two spaces before the text column.
-            const auto text = line.find("  ", i + 1);
-            if (text != std::string_view::npos) line = line.substr(0, text);
-        }
-        while (i < line.size()) {
-            if (isBlank(line[i])) {
-                ++i;
-                continue;
-            }
-            if (line[i] == '0' && i + 1 < line.size() && (line[i + 1] | 0x20) == 'x') i += 2;
-            const std::size_t first = i;
-            while (i < line.size() && !isBlank(line[i])) {
-                if (!isHex(line[i]))
-                    fail(name, lineNumber + 1, i + 1,
-                         describeCharacter(line[i]) + " is not a hexadecimal digit");
-                ++i;
-            }
-            if (i > first)
-                runs.push_back({lineNumber + 1, first + 1, text.substr(base + first, i - first)});
-        }
-    }
-    return runs;
-}
-
 std::vector<Frame> framesOf(const Input& raw, const HostInputOptions& o) {
     std::vector<Frame> frames;
     const bool wordForm = o.form == InputForm::Words10;
@@ -187,17 +113,12 @@ std::vector<Frame> framesOf(const Input& raw, const HostInputOptions& o) {
         }
         if (wordForm) {
             if (run.digits.size() > 4)
-                fail(raw.name, run.line, run.column,
-                     "more than 4 hexadecimal digits (" + std::to_string(run.digits.size()) +
-                         ") in a word");
+                failAt(raw.name, run.line, run.column,
+                       "more than 4 hexadecimal digits (" + std::to_string(run.digits.size()) +
+                           ") in a word");
             words.push_back(static_cast<std::uint16_t>(hexValue(run.digits)));
         } else {
-            if (run.digits.size() % 2)
-                fail(raw.name, run.line, run.column,
-                     "odd number of hexadecimal digits (" + std::to_string(run.digits.size()) +
-                         "); write each byte as two digits");
-            for (std::size_t k = 0; k < run.digits.size(); k += 2)
-                bytes.push_back(static_cast<unsigned char>(hexValue(run.digits.substr(k, 2))));
+            appendHexBytes(run, raw.name, bytes);
         }
     }
     if (!o.framePerLine || frameLine) flush();

@@ -45,16 +45,6 @@ struct Frame {
     std::vector<std::string> faults;
 };
 
-/// Hex text as analysers print it, split into runs of digits with their line and column: white
-/// space and commas separate runs, "0x" prefixes are dropped, "#" starts a comment, and an
-/// `xxd` line loses its offset ("00000010:") and its text column. Throws `InputError` naming
-/// `name`, line and column of a character that is no hexadecimal digit.
-struct HexRun {
-    std::size_t line, column;
-    std::string_view digits;
-};
-std::vector<HexRun> analyserHexRuns(std::string_view text, std::string_view name);
-
 /// The frames of one input whose content is in `raw.bytes` (unconverted, as read), for the forms
 /// of one frame per input (packets, words10, v210, uyvy, rfc8331; --frame-per-line: one per line).
 /// Throws `InputError` for malformed hex text (odd digit runs as bytes, runs of more than 4 digits

@@ -1,6 +1,5 @@
 #include "dump/input.h"
 
-#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -13,15 +12,11 @@ namespace rdd18::dump {
 
 namespace {
 
-int hexDigit(char c) noexcept {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
+bool isHex(char c) noexcept {
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
 }
-
-bool isSpace(char c) noexcept {
-    return std::isspace(static_cast<unsigned char>(c)) != 0;
+bool isBlank(char c) noexcept {
+    return c == ' ' || c == '\t' || c == '\r' || c == ',';
 }
 
 std::string describeCharacter(char c) {
@@ -32,51 +27,78 @@ std::string describeCharacter(char c) {
     return buf;
 }
 
+/// Length of an `xxd` offset ("0000a0:") at the start of `line`, or 0.
+std::size_t xxdOffset(std::string_view line) {
+    std::size_t i = 0;
+    while (i < line.size() && isHex(line[i])) ++i;
+    return i >= 4 && i < line.size() && line[i] == ':' ? i + 1 : 0;
+}
+
 }  // namespace
+
+void failAt(std::string_view name, std::size_t line, std::size_t column, const std::string& what) {
+    std::ostringstream message;
+    message << name << ':' << line << ':' << column << ": " << what;
+    throw InputError(message.str());
+}
+
+unsigned hexValue(std::string_view digits) noexcept {
+    unsigned v = 0;
+    for (char c : digits)
+        v = v * 16 + static_cast<unsigned>(c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10);
+    return v;
+}
+
+std::vector<HexRun> analyserHexRuns(std::string_view text, std::string_view name) {
+    std::vector<HexRun> runs;
+    std::size_t lineNumber = 0;
+    for (std::size_t start = 0; start <= text.size(); ++lineNumber) {
+        std::size_t end = text.find('\n', start);
+        if (end == std::string_view::npos) end = text.size();
+        std::string_view line = text.substr(start, end - start);
+        const std::size_t base = start;
+        start = end + 1;
+        if (const auto hash = line.find('#'); hash != std::string_view::npos)
+            line = line.substr(0, hash);
+        std::size_t i = xxdOffset(line);
+        if (i) {
+            // xxd: groups of digits up to the two spaces before the text column.
+            const auto text = line.find("  ", i + 1);
+            if (text != std::string_view::npos) line = line.substr(0, text);
+        }
+        while (i < line.size()) {
+            if (isBlank(line[i])) {
+                ++i;
+                continue;
+            }
+            if (line[i] == '0' && i + 1 < line.size() && (line[i + 1] | 0x20) == 'x') i += 2;
+            const std::size_t first = i;
+            while (i < line.size() && !isBlank(line[i])) {
+                if (!isHex(line[i]))
+                    failAt(name, lineNumber + 1, i + 1,
+                           describeCharacter(line[i]) + " is not a hexadecimal digit");
+                ++i;
+            }
+            if (i > first)
+                runs.push_back({lineNumber + 1, first + 1, text.substr(base + first, i - first)});
+        }
+    }
+    return runs;
+}
+
+void appendHexBytes(const HexRun& run, std::string_view name, std::vector<unsigned char>& out) {
+    if (run.digits.size() % 2)
+        failAt(name, run.line, run.column,
+               "odd number of hexadecimal digits (" + std::to_string(run.digits.size()) +
+                   "); write each byte as two digits");
+    for (std::size_t k = 0; k < run.digits.size(); k += 2)
+        out.push_back(static_cast<unsigned char>(hexValue(run.digits.substr(k, 2))));
+}
 
 std::vector<unsigned char> parseHexText(std::string_view text, std::string_view name) {
     std::vector<unsigned char> bytes;
     bytes.reserve(text.size() / 2);
-    std::size_t line = 1;
-    std::size_t column = 1;
-    auto fail = [&](std::size_t failLine, std::size_t failColumn, const std::string& what) {
-        std::ostringstream message;
-        message << name << ':' << failLine << ':' << failColumn << ": " << what;
-        throw InputError(message.str());
-    };
-    std::size_t i = 0;
-    while (i < text.size()) {
-        const char c = text[i];
-        if (isSpace(c)) {
-            if (c == '\n') {
-                ++line;
-                column = 0;
-            }
-            ++i;
-            ++column;
-            continue;
-        }
-        // A run of digits up to the next white space: every pair of it is a byte.
-        const std::size_t runColumn = column;
-        std::size_t digits = 0;
-        int high = 0;
-        for (; i < text.size() && !isSpace(text[i]); ++i, ++column, ++digits) {
-            const int d = hexDigit(text[i]);
-            if (d < 0) {
-                fail(line, column, describeCharacter(text[i]) + " is not a hexadecimal digit");
-            }
-            if (digits % 2 == 0) {
-                high = d;
-            } else {
-                bytes.push_back(static_cast<unsigned char>(high * 16 + d));
-            }
-        }
-        if (digits % 2 != 0) {
-            fail(line, runColumn,
-                 "odd number of hexadecimal digits (" + std::to_string(digits) +
-                     "); write each byte as two digits");
-        }
-    }
+    for (const HexRun& run : analyserHexRuns(text, name)) appendHexBytes(run, name, bytes);
     return bytes;
 }
 

@@ -24,10 +24,29 @@ struct Input {
     std::vector<unsigned char> bytes;
 };
 
-/// The bytes of hexadecimal text: pairs of digits (either case), with any white space between
-/// bytes. Each run of digits between white space must have an even number of digits, so that a
-/// byte can't be split ("4 3" is an error, not 0x43). Throws `InputError` naming `name`, the line
-/// and the column of the first character that is neither a digit nor white space, or of an odd run.
+/// Hex text as analysers print it, split into runs of digits with their line and column: white
+/// space and commas separate runs, "0x" prefixes are dropped, "#" starts a comment, and an
+/// `xxd` line loses its offset ("00000010:") and its text column. Throws `InputError` naming
+/// `name`, line and column of a character that is no hexadecimal digit.
+struct HexRun {
+    std::size_t line, column;
+    std::string_view digits;
+};
+std::vector<HexRun> analyserHexRuns(std::string_view text, std::string_view name);
+
+/// Throws `InputError` with the message "name:line:column: what".
+[[noreturn]] void failAt(std::string_view name, std::size_t line, std::size_t column,
+                         const std::string& what);
+
+/// The value of a run of hexadecimal digits (as `analyserHexRuns` gives them).
+unsigned hexValue(std::string_view digits) noexcept;
+
+/// Appends the bytes of `run`, two digits each. Throws `InputError` naming `name`, the line and
+/// the column of a run with an odd number of digits, so that a byte can't be split ("4 3" is an
+/// error, not 0x43).
+void appendHexBytes(const HexRun& run, std::string_view name, std::vector<unsigned char>& out);
+
+/// The bytes of hex text in any of the spellings of `analyserHexRuns`.
 std::vector<unsigned char> parseHexText(std::string_view text, std::string_view name);
 
 /// Opens the input `name` for reading: the file of that name, or `standardInput` when `name` is
