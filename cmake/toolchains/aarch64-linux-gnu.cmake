@@ -1,21 +1,4 @@
-# Cross build for aarch64 Linux with Debian's cross compiler (g++-aarch64-linux-gnu); programs
-# and tests run under qemu-user (qemu-aarch64) with the target's libraries from /usr/aarch64-linux-gnu.
-set(CMAKE_SYSTEM_NAME Linux)
+# Cross build for aarch64 Linux (g++-aarch64-linux-gnu), run under qemu-aarch64.
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
-set(CMAKE_C_COMPILER aarch64-linux-gnu-gcc)
-set(CMAKE_CXX_COMPILER aarch64-linux-gnu-g++)
-set(CMAKE_FIND_ROOT_PATH /usr/aarch64-linux-gnu)
-set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64 -L /usr/aarch64-linux-gnu)
-
-set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
-set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
-# Packages come from the target's root first, then from the host: the header-only packages the
-# tool uses (CLI11, nlohmann-json) are installed once for every architecture. GoogleTest is built
-# from source for the target (VELMORA_GTEST_SOURCE_DIR), never taken from the host.
-set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE BOTH)
-# pkg-config looks at the target's libraries only: the host's .pc files (GStreamer, libavformat)
-# describe x86-64 libraries, which a cross build can't link. The optional parts they enable
-# (GStreamer interop tests, clips) are left out of a cross build.
-set(ENV{PKG_CONFIG_LIBDIR} "/usr/lib/aarch64-linux-gnu/pkgconfig:/usr/aarch64-linux-gnu/lib/pkgconfig")
-set(ENV{PKG_CONFIG_PATH} "")
+set(VELMORA_CROSS_TRIPLE aarch64-linux-gnu)
+include(${CMAKE_CURRENT_LIST_DIR}/debian-cross.cmake)
