@@ -102,22 +102,12 @@ std::optional<double> asIs(const Value& v) {
     return numberOf(v);
 }
 
-std::optional<double> thousandths(const Value& v) {
+// The number over a power of ten: the wire's thousandths, hundredths or tenths of a unit.
+template <int Divisor>
+std::optional<double> over(const Value& v) {
     const auto n = numberOf(v);
     if (!n) return std::nullopt;
-    return *n / 1000.0;
-}
-
-std::optional<double> hundredths(const Value& v) {
-    const auto n = numberOf(v);
-    if (!n) return std::nullopt;
-    return *n / 100.0;
-}
-
-std::optional<double> tenths(const Value& v) {
-    const auto n = numberOf(v);
-    if (!n) return std::nullopt;
-    return *n / 10.0;
+    return *n / Divisor;
 }
 
 // A shutter opens for more than nothing and at most a full turn.
@@ -161,37 +151,44 @@ std::optional<double> exposureTime(const Value& v) {
     return positive(fraction(v));
 }
 
-struct Rdd18Row {
-    std::string_view item;
+// One field of the model: the answer's key it comes from and the conversion into its unit.
+struct Row {
+    std::string_view key;
     std::optional<double> CameraModel::*member;
     Conversion convert;
 };
 
+template <std::size_t N>
+void fill(CameraModel& m, const std::array<Row, N>& rows, const Dictionary& answer) {
+    for (const Row& row : rows)
+        if (const Value* v = answer.find(row.key)) m.*row.member = row.convert(*v);
+}
+
 constexpr std::array kRdd18Rows{
-    Rdd18Row{"LensIrisFNumberItem", &M::irisFNumber, irisNumber},
-    Rdd18Row{"LensIrisTNumberItem", &M::irisTNumber, irisNumber},
-    Rdd18Row{"LensIrisRingPositionItem", &M::irisRingPositionPercent, ringPercent},
-    Rdd18Row{"LensFocusPositionFromImagePlaneItem", &M::focusDistanceM, metres},
-    Rdd18Row{"LensFocusPositionFromFrontLensVertexItem", &M::focusDistanceFromFrontVertexM, metres},
-    Rdd18Row{"LensZoomActualFocalLengthItem", &M::focalLengthMm, metresAsMillimetres},
-    Rdd18Row{"LensZoom35mmStillCameraEquivalentItem", &M::focalLength35mmEquivalentMm,
-             metresAsMillimetres},
-    Rdd18Row{"LensZoomRingPositionItem", &M::zoomRingPositionPercent, ringPercent},
-    Rdd18Row{"LensOpticalExtenderMagnificationItem", &M::opticalExtenderMagnificationPercent, asIs},
-    Rdd18Row{"CameraImageSensorDimensionEffectiveWidthItem", &M::sensorWidthMm, thousandths},
-    Rdd18Row{"CameraImageSensorDimensionEffectiveHeightItem", &M::sensorHeightMm, thousandths},
-    Rdd18Row{"CameraCaptureFrameRateItem", &M::captureFrameRateHz, frameRate},
-    Rdd18Row{"CameraShutterSpeedAngleItem", &M::shutterAngleDeg, sixtieths},
-    Rdd18Row{"CameraShutterSpeedTimeItem", &M::shutterTimeS, exposureTime},
-    Rdd18Row{"CameraMasterGainAdjustmentItem", &M::masterGainDb, hundredths},
-    Rdd18Row{"CameraISOSensitivityItem", &M::iso, positiveNumber},
-    Rdd18Row{"CameraExposureIndexOfPhotoMeterItem", &M::exposureIndex, positiveNumber},
-    Rdd18Row{"CameraElectricalExtenderMagnificationItem",
-             &M::electricalExtenderMagnificationPercent, asIs},
-    Rdd18Row{"CameraWhiteBalanceItem", &M::whiteBalanceK, positiveNumber},
-    Rdd18Row{"CameraMasterBlackLevelItem", &M::blackLevelPercent, tenths},
-    Rdd18Row{"CameraKneePointItem", &M::kneePointPercent, tenths},
-    Rdd18Row{"CameraLuminanceDynamicRangeItem", &M::dynamicRangePercent, tenths},
+    Row{"LensIrisFNumberItem", &M::irisFNumber, irisNumber},
+    Row{"LensIrisTNumberItem", &M::irisTNumber, irisNumber},
+    Row{"LensIrisRingPositionItem", &M::irisRingPositionPercent, ringPercent},
+    Row{"LensFocusPositionFromImagePlaneItem", &M::focusDistanceM, metres},
+    Row{"LensFocusPositionFromFrontLensVertexItem", &M::focusDistanceFromFrontVertexM, metres},
+    Row{"LensZoomActualFocalLengthItem", &M::focalLengthMm, metresAsMillimetres},
+    Row{"LensZoom35mmStillCameraEquivalentItem", &M::focalLength35mmEquivalentMm,
+        metresAsMillimetres},
+    Row{"LensZoomRingPositionItem", &M::zoomRingPositionPercent, ringPercent},
+    Row{"LensOpticalExtenderMagnificationItem", &M::opticalExtenderMagnificationPercent, asIs},
+    Row{"CameraImageSensorDimensionEffectiveWidthItem", &M::sensorWidthMm, over<1000>},
+    Row{"CameraImageSensorDimensionEffectiveHeightItem", &M::sensorHeightMm, over<1000>},
+    Row{"CameraCaptureFrameRateItem", &M::captureFrameRateHz, frameRate},
+    Row{"CameraShutterSpeedAngleItem", &M::shutterAngleDeg, sixtieths},
+    Row{"CameraShutterSpeedTimeItem", &M::shutterTimeS, exposureTime},
+    Row{"CameraMasterGainAdjustmentItem", &M::masterGainDb, over<100>},
+    Row{"CameraISOSensitivityItem", &M::iso, positiveNumber},
+    Row{"CameraExposureIndexOfPhotoMeterItem", &M::exposureIndex, positiveNumber},
+    Row{"CameraElectricalExtenderMagnificationItem", &M::electricalExtenderMagnificationPercent,
+        asIs},
+    Row{"CameraWhiteBalanceItem", &M::whiteBalanceK, positiveNumber},
+    Row{"CameraMasterBlackLevelItem", &M::blackLevelPercent, over<10>},
+    Row{"CameraKneePointItem", &M::kneePointPercent, over<10>},
+    Row{"CameraLuminanceDynamicRangeItem", &M::dynamicRangePercent, over<10>},
 };
 
 std::optional<std::string> whiteBalanceMode(const Value& v) {
@@ -204,12 +201,6 @@ std::optional<std::string> whiteBalanceMode(const Value& v) {
 }
 
 // --- ARRI -------------------------------------------------------------------------------------
-
-struct ArriRow {
-    std::string_view key;
-    std::optional<double> CameraModel::*member;
-    Conversion convert;
-};
 
 // The record tells an unset 32-bit word by all bits set; these are that word as each field
 // carries it on: the word itself, in thousandths (single precision), and in millionths.
@@ -254,14 +245,14 @@ std::optional<double> arriFocalLength(const Value& v) {
 }
 
 constexpr std::array kArriRows{
-    ArriRow{"lensDataFocalLength", &M::focalLengthMm, arriFocalLength},
-    ArriRow{"lensDataFocusDistance", &M::focusDistanceM, arriFocus},
-    ArriRow{"lensDataApertureTstop", &M::irisTNumber, asIs},
-    ArriRow{"sensorFps", &M::captureFrameRateHz, arriFrameRate},
-    ArriRow{"projectFps", &M::projectFrameRateHz, arriFrameRate},
-    ArriRow{"shutterAngle", &M::shutterAngleDeg, arriShutterAngle},
-    ArriRow{"ASA", &M::iso, arriPositiveWord},
-    ArriRow{"whiteBalance", &M::whiteBalanceK, arriPositiveWord},
+    Row{"lensDataFocalLength", &M::focalLengthMm, arriFocalLength},
+    Row{"lensDataFocusDistance", &M::focusDistanceM, arriFocus},
+    Row{"lensDataApertureTstop", &M::irisTNumber, asIs},
+    Row{"sensorFps", &M::captureFrameRateHz, arriFrameRate},
+    Row{"projectFps", &M::projectFrameRateHz, arriFrameRate},
+    Row{"shutterAngle", &M::shutterAngleDeg, arriShutterAngle},
+    Row{"ASA", &M::iso, arriPositiveWord},
+    Row{"whiteBalance", &M::whiteBalanceK, arriPositiveWord},
 };
 
 std::optional<std::string> nonEmptyText(const Value* v) {
@@ -292,9 +283,7 @@ std::optional<std::string> arriTimecode(const Dictionary& answer) {
 
 CameraModel fromRDD18(const Dictionary& answer) {
     CameraModel m;
-    for (const auto& row : kRdd18Rows) {
-        if (const Value* v = answer.find(row.item)) m.*row.member = row.convert(*v);
-    }
+    fill(m, kRdd18Rows, answer);
     if (const Value* v = answer.find("CameraWhiteBalanceModeItem")) {
         m.whiteBalanceMode = whiteBalanceMode(*v);
     }
@@ -309,9 +298,7 @@ CameraModel fromRDD18(const Dictionary& answer) {
 
 CameraModel fromArri(const Dictionary& answer) {
     CameraModel m;
-    for (const auto& row : kArriRows) {
-        if (const Value* v = answer.find(row.key)) m.*row.member = row.convert(*v);
-    }
+    fill(m, kArriRows, answer);
     if (const Value* nd = answer.find("NDFilter"); nd && nd->isDictionary()) {
         if (const Value* density = nd->dictionary().find("density")) {
             m.ndDensity = numberOf(*density);
