@@ -3,9 +3,18 @@
 
 #include <pybind11/pybind11.h>
 
+#include "rdd18/output/VLRDD18Parser.h"
+
 namespace velmora::python {
 
 /// parse_rdd18, parse_arri and translate_file_header.
 void bindParsers(pybind11::module_& m);
+
+/// from_words10, from_vanc, from_rfc8331, from_packets, units_rdd18 and units_arri.
+void bindHost(pybind11::module_& m);
+
+/// The process's parser of the flavour named 'standard', 'sony' or 'varicam'; ValueError for
+/// any other name.
+const VLRDD18Parser& rdd18Parser(const pybind11::str& flavour);
 
 }  // namespace velmora::python

@@ -14,5 +14,6 @@ PYBIND11_MODULE(velmora_rdd18, m) {
         "its place and None in the place of each string or bytes value.";
     m.attr("__version__") = VELMORA_VERSION;
     velmora::python::bindParsers(m);
+    velmora::python::bindHost(m);
     // Further parts of the API register here, each from its own file declared in bindings.h.
 }

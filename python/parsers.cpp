@@ -28,17 +28,9 @@ struct FlavourName {
 constexpr std::array<FlavourName, 3> kFlavours{{{"standard", 0}, {"sony", 2}, {"varicam", 1}}};
 
 // One parser per flavour for the life of the process: building one costs more than a parse.
-const VLRDD18Parser& rdd18Parser(std::int32_t type) {
+const VLRDD18Parser& parserOfType(std::int32_t type) {
     static const VLRDD18Parser standard(0), varicam(1), sony(2);
     return type == 1 ? varicam : type == 2 ? sony : standard;
-}
-
-const VLRDD18Parser& rdd18Parser(const py::str& flavour) {
-    const std::string name = flavour;
-    for (const FlavourName& f : kFlavours) {
-        if (f.name == name) return rdd18Parser(f.type);
-    }
-    throw py::value_error("unknown flavour '" + name + "': use 'standard', 'sony' or 'varicam'");
 }
 
 py::object parseRDD18(const py::buffer& data, const py::str& flavour, bool flags, bool kinds) {
@@ -81,8 +73,16 @@ py::object translateFileHeader(const py::buffer& record, bool kinds) {
 
 }  // namespace
 
+const VLRDD18Parser& rdd18Parser(const py::str& flavour) {
+    const std::string name = flavour;
+    for (const FlavourName& f : kFlavours) {
+        if (f.name == name) return parserOfType(f.type);
+    }
+    throw py::value_error("unknown flavour '" + name + "': use 'standard', 'sony' or 'varicam'");
+}
+
 void bindParsers(py::module_& m) {
-    rdd18Parser(0);  // the three parsers are built at import, not in the first parse
+    parserOfType(0);  // the three parsers are built at import, not in the first parse
     m.def("parse_rdd18", &parseRDD18, "data"_a, "flavour"_a = "standard",
           py::arg("flags").noconvert() = true, py::kw_only(), py::arg("kinds").noconvert() = false,
           R"(Parses the RDD 18 acquisition metadata of one frame's ancillary packets.
