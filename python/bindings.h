@@ -17,4 +17,10 @@ void bindHost(pybind11::module_& m);
 /// any other name.
 const VLRDD18Parser& rdd18Parser(const pybind11::str& flavour);
 
+/// The answer of that parser for the bytes of `data`, parsed without the GIL.
+rdd18::Dictionary rdd18Answer(const pybind11::buffer& data, const pybind11::str& flavour,
+                              bool flags);
+/// The ARRI answer for the bytes of `data`, parsed without the GIL.
+rdd18::Dictionary arriAnswer(const pybind11::buffer& data, bool flags);
+
 }  // namespace velmora::python

@@ -12,14 +12,12 @@
 
 #include "bindings.h"
 #include "byte_input.h"
-#include "rdd18/arri/VLArriANCParser.h"
 #include "rdd18/host/packet.h"
 #include "rdd18/host/rfc8331.h"
 #include "rdd18/host/vanc.h"
 #include "rdd18/host/words10.h"
 #include "rdd18/interpret/camera_model.h"
 #include "rdd18/interpret/interpret.h"
-#include "rdd18/output/VLRDD18Parser.h"
 #include "rdd18/transport/parse_observer.h"
 #include "value_conversion.h"
 
@@ -31,6 +29,7 @@ namespace velmora::python {
 namespace {
 
 namespace host = rdd18::host;
+namespace interpret = rdd18::interpret;
 
 /// Keeps every drop a converter reports.
 struct DropList : rdd18::ParseObserver {
@@ -83,8 +82,9 @@ py::object fromVanc(const py::buffer& lines, const std::string& format, std::uin
                     std::size_t stride, bool keepDamaged, bool withDrops) {
     if (format != "v210" && format != "uyvy")
         throw py::value_error("unknown format '" + format + "': use 'v210' or 'uyvy'");
-    const host::VancLayout layout{format == "v210" ? host::VancFormat::V210 : host::VancFormat::Uyvy,
-                                  width, host::VancPlacement::Auto, stride, 0};
+    const host::VancLayout layout{
+        format == "v210" ? host::VancFormat::V210 : host::VancFormat::Uyvy, width,
+        host::VancPlacement::Auto, stride, 0};
     const ByteInput input(lines);
     return converted(
         [&](DropList* list) {
@@ -96,7 +96,9 @@ py::object fromVanc(const py::buffer& lines, const std::string& format, std::uin
 py::object fromRfc8331(const py::buffer& payload, bool keepDamaged, bool withDrops) {
     const ByteInput input(payload);
     return converted(
-        [&](DropList* list) { return host::packetsFromRfc8331(input.bytes(), {keepDamaged}, list); },
+        [&](DropList* list) {
+            return host::packetsFromRfc8331(input.bytes(), {keepDamaged}, list);
+        },
         withDrops);
 }
 
@@ -113,30 +115,13 @@ py::bytes fromPackets(const std::vector<std::tuple<int, int, py::bytes>>& list) 
     return {reinterpret_cast<const char*>(buffer.data()), buffer.size()};
 }
 
-py::dict unitsOf(const rdd18::Dictionary& answer, bool arri) {
-    const auto model = arri ? rdd18::interpret::fromArri(answer) : rdd18::interpret::fromRDD18(answer);
-    return toPython(rdd18::interpret::toDictionary(model));
-}
-
 py::dict unitsRDD18(const py::buffer& data, const py::str& flavour, bool flags) {
-    const VLRDD18Parser& parser = rdd18Parser(flavour);
-    const ByteInput input(data);
-    rdd18::Dictionary answer;
-    {
-        py::gil_scoped_release unlocked;
-        answer = parser.parseData(input.bytes(), flags);
-    }
-    return unitsOf(answer, false);
+    return toPython(
+        interpret::toDictionary(interpret::fromRDD18(rdd18Answer(data, flavour, flags))));
 }
 
 py::dict unitsArri(const py::buffer& data, bool flags) {
-    const ByteInput input(data);
-    rdd18::Dictionary answer;
-    {
-        py::gil_scoped_release unlocked;
-        answer = VLArriANCParser().parseData(input.bytes(), flags);
-    }
-    return unitsOf(answer, true);
+    return toPython(interpret::toDictionary(interpret::fromArri(arriAnswer(data, flags))));
 }
 
 }  // namespace
@@ -152,7 +137,9 @@ void bindHost(py::module_& m) {
 words: a contiguous buffer of 16-bit values (array('H'), a uint16 array), b0-b7 the value, b8 its
 even parity, b9 not b8. flagged: packets stand behind 000 3FF 3FF or 3FC (else back to back).
 A packet with a bad parity or checksum is dropped unless keep_damaged. Returns the 8-bit buffer,
-with flags, that parse_rdd18 and parse_arri read.)") + drops).c_str());
+with flags, that parse_rdd18 and parse_arri read.)") +
+           drops)
+              .c_str());
     m.def("from_vanc", &fromVanc, "lines"_a, "format"_a = "v210", "width"_a = 1920, py::kw_only(),
           "stride"_a = 0, "keep_damaged"_a = false, "drops"_a = false,
           (std::string(R"(The packet buffer of whole VANC lines in v210 or UYVY.
@@ -160,11 +147,15 @@ with flags, that parse_rdd18 and parse_arri read.)") + drops).c_str());
 lines: one or more lines, each stride bytes (0: the format's usual stride). HD lines (from 1280
 pixels) carry packets in luma, then chroma; SD lines in one multiplexed run. A short last line,
 damaged packets (unless keep_damaged) and packets running past their line are dropped. ValueError
-for a format other than 'v210' or 'uyvy'.)") + drops).c_str());
+for a format other than 'v210' or 'uyvy'.)") +
+           drops)
+              .c_str());
     m.def("from_rfc8331", &fromRfc8331, "payload"_a, py::kw_only(), "keep_damaged"_a = false,
           "drops"_a = false,
           (std::string(R"(The packet buffer of one ST 2110-40 (RFC 8331) RTP payload, without
-its RTP header.)") + drops).c_str());
+its RTP header.)") +
+           drops)
+              .c_str());
     m.def("from_packets", &fromPackets, "packets"_a,
           R"(The packet buffer of a list of (did, sdid, user_data_words) packets, as capture SDKs
 hand them over. Packets of more than 255 words are left out; ValueError for a DID or SDID beyond

@@ -34,24 +34,11 @@ const VLRDD18Parser& parserOfType(std::int32_t type) {
 }
 
 py::object parseRDD18(const py::buffer& data, const py::str& flavour, bool flags, bool kinds) {
-    const VLRDD18Parser& parser = rdd18Parser(flavour);
-    const ByteInput input(data);
-    rdd18::Dictionary answer;
-    {
-        py::gil_scoped_release unlocked;
-        answer = parser.parseData(input.bytes(), flags);
-    }
-    return answerToPython(answer, kinds);
+    return answerToPython(rdd18Answer(data, flavour, flags), kinds);
 }
 
 py::object parseArri(const py::buffer& data, bool flags, bool kinds) {
-    const ByteInput input(data);
-    rdd18::Dictionary answer;
-    {
-        py::gil_scoped_release unlocked;
-        answer = VLArriANCParser().parseData(input.bytes(), flags);
-    }
-    return answerToPython(answer, kinds);
+    return answerToPython(arriAnswer(data, flags), kinds);
 }
 
 py::object translateFileHeader(const py::buffer& record, bool kinds) {
@@ -79,6 +66,19 @@ const VLRDD18Parser& rdd18Parser(const py::str& flavour) {
         if (f.name == name) return parserOfType(f.type);
     }
     throw py::value_error("unknown flavour '" + name + "': use 'standard', 'sony' or 'varicam'");
+}
+
+rdd18::Dictionary rdd18Answer(const py::buffer& data, const py::str& flavour, bool flags) {
+    const VLRDD18Parser& parser = rdd18Parser(flavour);
+    const ByteInput input(data);
+    py::gil_scoped_release unlocked;
+    return parser.parseData(input.bytes(), flags);
+}
+
+rdd18::Dictionary arriAnswer(const py::buffer& data, bool flags) {
+    const ByteInput input(data);
+    py::gil_scoped_release unlocked;
+    return VLArriANCParser().parseData(input.bytes(), flags);
 }
 
 void bindParsers(py::module_& m) {
