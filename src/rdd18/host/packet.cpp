@@ -39,9 +39,10 @@ std::string_view describe(DropReason reason) noexcept {
 }
 
 std::uint8_t checksum8(const Packet& packet) noexcept {
-    unsigned sum = packet.did + packet.sdid + static_cast<unsigned>(packet.udw.size());
-    for (unsigned char w : packet.udw) sum += w;
-    return static_cast<std::uint8_t>(sum);
+    // Only the low 8 bits of the sum count, so the words are added in byte lanes.
+    auto sum = static_cast<std::uint8_t>(packet.did + packet.sdid + packet.udw.size());
+    for (unsigned char w : packet.udw) sum = static_cast<std::uint8_t>(sum + w);
+    return sum;
 }
 
 void appendAncillaryBuffer(std::span<const Packet> packets, std::vector<unsigned char>& out,

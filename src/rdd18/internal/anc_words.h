@@ -2,7 +2,6 @@
 // UYVY converters. Private to the library.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -13,17 +12,8 @@
 
 namespace rdd18::host::detail {
 
-/// Every 8-bit value with its parity bits, so that a word is checked with one load.
-inline constexpr auto kParityWords = [] {
-    std::array<std::uint16_t, 256> words{};
-    for (unsigned v = 0; v < 256; ++v) words[v] = withParity(static_cast<std::uint8_t>(v));
-    return words;
-}();
-
 /// Where a run of words sits, for the packets found and the drops reported.
 struct WordRun {
-    bool tenBit = true;          ///< 10-bit words (parity, 9-bit checksum); else 8-bit (no parity,
-                                 ///< 8-bit checksum, flags 00 FF FF and FC)
     bool flagged = true;         ///< packets stand behind a flag (000 3FF 3FF or 3FC) with anything
                                  ///< between them; else back to back, each starting with its DID
     std::uint16_t line = 0;      ///< given to the packets found
@@ -31,10 +21,31 @@ struct WordRun {
     std::size_t offsetBase = 0;  ///< added to word indexes in drop reports
 };
 
-/// Appends to `out` the packets of `words` (only the low 10 or 8 bits of each word count),
-/// checking parity and checksum; reports every drop to `observer`.
+/// The packets a converter finds, written over the elements of a caller's list (their word
+/// storage reused) and appended past its end; `finish` drops the elements left over.
+class PacketSink {
+  public:
+    explicit PacketSink(std::vector<Packet>& out) noexcept : out_(out) {}
+    /// The element the next packet is built in; it counts only once `keep` is called.
+    Packet& next() {
+        if (used_ == out_.size()) out_.emplace_back();
+        return out_[used_];
+    }
+    void keep() noexcept { ++used_; }
+    void finish() { out_.resize(used_); }
+
+  private:
+    std::vector<Packet>& out_;
+    std::size_t used_ = 0;
+};
+
+/// Adds to `out` the packets of `words`, checking parity and checksum; reports every drop to
+/// `observer`. 16-bit words are 10-bit words (bits above b9 ignored; parity, 9-bit checksum,
+/// flags 000 3FF 3FF and 3FC); bytes are 8-bit words (8-bit checksum, flags 00 FF FF and FC).
 void scanWords(std::span<const std::uint16_t> words, const WordRun& run,
-               const ConvertOptions& options, ParseObserver* observer, std::vector<Packet>& out);
+               const ConvertOptions& options, ParseObserver* observer, PacketSink& out);
+void scanWords(std::span<const unsigned char> words, const WordRun& run,
+               const ConvertOptions& options, ParseObserver* observer, PacketSink& out);
 
 /// Appends the words of `packet` behind a component flag (000 3FF 3FF), parity and checksum
 /// set (10-bit) or 8-bit values and 8-bit checksum. The packet must hold at most 255 words.
@@ -43,6 +54,37 @@ void appendPacketWords(const Packet& packet, bool tenBit, std::vector<std::uint1
 /// Words `packet` takes behind a component flag: 3 + 3 + its words + 1.
 inline std::size_t packetWordCount(const Packet& packet) noexcept {
     return 7 + packet.udw.size();
+}
+
+/// The checksum word of words that add up to `sum`: its low 9 bits, b9 = not b8.
+constexpr std::uint16_t checksumFromSum(unsigned sum) noexcept {
+    const unsigned nine = sum & 0x1FFu;
+    return static_cast<std::uint16_t>(nine | ((~nine >> 8 & 1u) << 9));
+}
+
+/// Stores the 8-bit values (b0-b7) of `count` 10-bit words into `values`, adds the words to
+/// `sum` (only its low 9 bits count, so 16-bit lanes do) and returns whether every word carries
+/// its parity bits: b8 the even parity of b0-b7, b9 = not b8 (bits above b9 are ignored). The
+/// parity is folded with shifts and xor on the words' two bytes rather than looked up, so the
+/// loop runs on whole vectors of words.
+inline bool takeWords10(const std::uint16_t* words, std::size_t count, unsigned char* values,
+                        std::uint16_t& sum) noexcept {
+    std::uint8_t bad = 0, flip = 1;
+    std::uint16_t total = sum;
+    for (std::size_t k = 0; k < count; ++k) {
+        const std::uint16_t w = words[k];
+        const auto low = static_cast<std::uint8_t>(w);
+        const auto high = static_cast<std::uint8_t>(w >> 8);   // b8 in b0, b9 in b1
+        auto v = static_cast<std::uint8_t>(low ^ (low >> 4));  // b0 of the folds: b0-b7
+        v = static_cast<std::uint8_t>(v ^ (v >> 2));
+        v = static_cast<std::uint8_t>(v ^ (v >> 1));
+        bad = static_cast<std::uint8_t>(bad | (v ^ high));              // b0: parity isn't b8
+        flip = static_cast<std::uint8_t>(flip & (high ^ (high >> 1)));  // b0: b9 differs from b8
+        total = static_cast<std::uint16_t>(total + w);
+        values[k] = low;
+    }
+    sum = total;
+    return (bad & 1u) == 0 && (flip & 1u) == 1;
 }
 
 }  // namespace rdd18::host::detail

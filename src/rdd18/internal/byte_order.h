@@ -21,6 +21,10 @@ constexpr std::uint32_t loadBigEndian32(const unsigned char* p) noexcept {
     return (std::uint32_t{p[0]} << 24) | loadBigEndian24(p + 1);
 }
 
+constexpr std::uint64_t loadBigEndian64(const unsigned char* p) noexcept {
+    return (std::uint64_t{loadBigEndian32(p)} << 32) | loadBigEndian32(p + 4);
+}
+
 constexpr std::uint16_t loadLittleEndian16(const unsigned char* p) noexcept {
     return static_cast<std::uint16_t>(p[0] | (p[1] << 8));
 }
