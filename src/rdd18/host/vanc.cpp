@@ -85,17 +85,14 @@ std::span<const std::uint16_t> v210Run(const unsigned char* line, const VancLayo
         std::uint16_t* luma = run;
         std::uint16_t* chroma = run + layout.width;
         for (; index + 12 <= samples; index += 12, group += kV210GroupBytes) {
-            const std::uint32_t u0 = loadLittleEndian32(group), u1 = loadLittleEndian32(group + 4),
-                                u2 = loadLittleEndian32(group + 8),
-                                u3 = loadLittleEndian32(group + 12);
-            const std::size_t at = index / 2;
-            chroma[at] = sample(u0, 0), luma[at] = sample(u0, 1), chroma[at + 1] = sample(u0, 2);
-            luma[at + 1] = sample(u1, 0), chroma[at + 2] = sample(u1, 1),
-                      luma[at + 2] = sample(u1, 2);
-            chroma[at + 3] = sample(u2, 0), luma[at + 3] = sample(u2, 1),
-                        chroma[at + 4] = sample(u2, 2);
-            luma[at + 4] = sample(u3, 0), chroma[at + 5] = sample(u3, 1),
-                      luma[at + 5] = sample(u3, 2);
+            const std::uint32_t word[4] = {loadLittleEndian32(group), loadLittleEndian32(group + 4),
+                                           loadLittleEndian32(group + 8),
+                                           loadLittleEndian32(group + 12)};
+            // Sample s of the group sits in word s / 3 at bit 10 * (s % 3); even ones are chroma.
+            for (int k = 0; k < 6; ++k) {
+                chroma[index / 2 + k] = sample(word[2 * k / 3], 2 * k % 3);
+                luma[index / 2 + k] = sample(word[(2 * k + 1) / 3], (2 * k + 1) % 3);
+            }
         }
     } else {
         for (; index + 12 <= samples; index += 12, group += kV210GroupBytes) {

@@ -62,29 +62,46 @@ constexpr std::uint16_t checksumFromSum(unsigned sum) noexcept {
     return static_cast<std::uint16_t>(nine | ((~nine >> 8 & 1u) << 9));
 }
 
-/// Stores the 8-bit values (b0-b7) of `count` 10-bit words into `values`, adds the words to
-/// `sum` (only its low 9 bits count, so 16-bit lanes do) and returns whether every word carries
-/// its parity bits: b8 the even parity of b0-b7, b9 = not b8 (bits above b9 are ignored). The
-/// parity is folded with shifts and xor on the words' two bytes rather than looked up, so the
-/// loop runs on whole vectors of words.
-inline bool takeWords10(const std::uint16_t* words, std::size_t count, unsigned char* values,
-                        std::uint16_t& sum) noexcept {
-    std::uint8_t bad = 0, flip = 1;
-    std::uint16_t total = sum;
+/// Stores the 8-bit values (b0-b7) of `count` 10-bit words into `values` and folds into the
+/// result the parity bits each word breaks: b8 must be the even parity of b0-b7, b9 = not b8
+/// (bits above b9 are ignored). The parity is folded with shifts and xor rather than looked up,
+/// so that the loop runs on whole vectors of words. With `total`, the words are added to it.
+inline std::uint16_t checkWords10(const std::uint16_t* words, std::size_t count,
+                                  unsigned char* values, std::uint16_t broken,
+                                  std::uint16_t* total) noexcept {
+    std::uint16_t sum = total ? *total : 0;
     for (std::size_t k = 0; k < count; ++k) {
         const std::uint16_t w = words[k];
-        const auto low = static_cast<std::uint8_t>(w);
-        const auto high = static_cast<std::uint8_t>(w >> 8);   // b8 in b0, b9 in b1
-        auto v = static_cast<std::uint8_t>(low ^ (low >> 4));  // b0 of the folds: b0-b7
-        v = static_cast<std::uint8_t>(v ^ (v >> 2));
-        v = static_cast<std::uint8_t>(v ^ (v >> 1));
-        bad = static_cast<std::uint8_t>(bad | (v ^ high));              // b0: parity isn't b8
-        flip = static_cast<std::uint8_t>(flip & (high ^ (high >> 1)));  // b0: b9 differs from b8
-        total = static_cast<std::uint16_t>(total + w);
-        values[k] = low;
+        auto v = static_cast<std::uint16_t>(w ^ (w >> 4));  // b0 of the folds: parity of b0-b7
+        v = static_cast<std::uint16_t>(v ^ (v >> 2));
+        v = static_cast<std::uint16_t>(v ^ (v >> 1));
+        // Parity 1: b8 set, b9 clear (0x100); parity 0: 0x200.
+        broken = static_cast<std::uint16_t>(broken | (w ^ ((v & 1u) * 0x300u) ^ 0x200u));
+        if (total) sum = static_cast<std::uint16_t>(sum + w);
+        values[k] = static_cast<unsigned char>(w);
     }
-    sum = total;
-    return (bad & 1u) == 0 && (flip & 1u) == 1;
+    if (total) *total = sum;
+    return broken;
+}
+
+/// Stores the 8-bit values (b0-b7) of `count` 10-bit words into `values`, adds the words to
+/// `sum` (only its low 9 bits count, so 16-bit lanes do) and returns whether every word carries
+/// its parity bits (see `checkWords10`).
+inline bool takeWords10(const std::uint16_t* words, std::size_t count, unsigned char* values,
+                        std::uint16_t& sum) noexcept {
+    // Whole blocks of 16 words, then the last 16 words once more (checking and storing a word
+    // twice changes nothing) rather than a word-by-word tail; only the sum must not see a word
+    // twice.
+    constexpr std::size_t kBlock = 16;
+    const std::size_t whole = count - count % kBlock;
+    std::uint16_t broken = checkWords10(words, whole, values, 0, &sum);
+    if (whole != count) {
+        const std::size_t from = count >= kBlock ? count - kBlock : 0;
+        broken = checkWords10(words + from, count - from, values + from, broken, nullptr);
+        for (std::size_t k = whole; k < count; ++k)
+            sum = static_cast<std::uint16_t>(sum + words[k]);
+    }
+    return (broken & 0x300u) == 0;
 }
 
 }  // namespace rdd18::host::detail
