@@ -3,13 +3,14 @@
 // RFC 8331 payload. The load is one large RDD 18 frame: 64 packets of 255 user data words. Each
 // converter runs in the form a capture host uses frame after frame: into the packet list (or
 // buffer) of the previous frame, whose storage it reuses; the work is the whole conversion (every
-// packet found, parity and checksums checked, every word copied).
+// packet found, parity and checksums checked, every word copied), and it must not allocate.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
 #include <cstring>
 #include <vector>
 
+#include "bench_support.h"
 #include "rdd18/host/packet.h"
 #include "rdd18/host/rfc8331.h"
 #include "rdd18/host/vanc.h"
@@ -72,8 +73,7 @@ std::size_t convert(Form form, const Workload& w, const std::vector<Packet>& pac
                     std::vector<Packet>& out, std::vector<unsigned char>& buffer) {
     switch (form) {
         case kPacketList:
-            buffer.clear();
-            appendAncillaryBuffer(packets, buffer);
+            ancillaryBufferFromPackets(packets, buffer);
             return buffer.size() / (7 + 255);
         case kWords10:
             packetsFromWords10(w.words, out);
@@ -113,9 +113,15 @@ void BM_HostConvert(benchmark::State& state) {
         state.SkipWithError("the conversion lost packets");
         return;
     }
-    for (auto _ : state) benchmark::DoNotOptimize(convert(form, w, packets, out, buffer));
+    AllocationTally allocations;
+    for (auto _ : state) {
+        allocations.begin();
+        benchmark::DoNotOptimize(convert(form, w, packets, out, buffer));
+        allocations.end();
+    }
     if (!whole()) state.SkipWithError("the conversion lost packets");
     state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * w.inputBytes()));
+    allocations.requireNone(state, "the steady-state conversion");
 }
 
 void BM_HostMemcpy(benchmark::State& state) {

@@ -23,9 +23,7 @@ bool takeUserWords(const std::uint16_t* w, std::size_t count, Packet& p, unsigne
 
 bool takeUserWords(const unsigned char* w, std::size_t count, Packet& p, unsigned& sum) {
     p.udw.assign(w, w + count);
-    unsigned char total = 0;
-    for (std::size_t k = 0; k < count; ++k) total = static_cast<unsigned char>(total + w[k]);
-    sum += total;
+    sum += detail::sumBytes(w, count);
     return true;
 }
 

@@ -34,6 +34,10 @@ constexpr std::uint32_t loadLittleEndian32(const unsigned char* p) noexcept {
            (std::uint32_t{p[3]} << 24);
 }
 
+constexpr std::uint64_t loadLittleEndian64(const unsigned char* p) noexcept {
+    return std::uint64_t{loadLittleEndian32(p)} | (std::uint64_t{loadLittleEndian32(p + 4)} << 32);
+}
+
 /// KLV length field of 4 bytes as both streams write it: a BER long-form marker (0x83) followed by
 /// a 24-bit big-endian length. Only the 3 length bytes are read here; whether the marker is checked
 /// is the caller's rule.
