@@ -78,7 +78,9 @@ class FlagStarts<unsigned char> {
     }
     const unsigned char* w_;
     std::size_t n_;
-    std::size_t zero_ = 0, composite_ = 0;  // valid from the index they were looked for at
+    // Each is valid from the index it was looked for at; 0: not looked for yet (the scan asks
+    // from index 1 on).
+    std::size_t zero_ = 0, composite_ = 0;
 };
 
 template <class Word>

@@ -1,5 +1,5 @@
 // The one scan that finds ST 291 packets in a run of words, shared by the 10-bit word, v210 and
-// UYVY converters. Private to the library.
+// UYVY converters, and the word checks and sums every converter uses. Private to the library.
 #pragma once
 
 #include <cstddef>
