@@ -71,24 +71,28 @@ constexpr std::uint8_t byteSum(std::uint64_t x) noexcept {
     return static_cast<std::uint8_t>(pairs * 0x0001000100010001u >> 48);
 }
 
+/// Words (or bytes) handled as one block by the loops below: a fixed count, so that compilers
+/// run each block on whole vectors at -O2 as well as at -O3.
+inline constexpr std::size_t kWordBlock = 16;
+
 /// The sum of `count` bytes, mod 256 (the 8-bit checksum): whole blocks of 16 in byte lanes, then
 /// the last 16 bytes once more with those already counted masked off, rather than a byte-by-byte
 /// tail.
 inline std::uint8_t sumBytes(const unsigned char* bytes, std::size_t count) noexcept {
-    constexpr std::size_t kBlock = 16;
-    const std::size_t whole = count - count % kBlock;
+    const std::size_t whole = count - count % kWordBlock;
     std::uint8_t sum = 0;
     for (std::size_t k = 0; k < whole; ++k) sum = static_cast<std::uint8_t>(sum + bytes[k]);
-    if (whole == count) return sum;
-    if (count < kBlock) {
-        for (std::size_t k = 0; k < count; ++k) sum = static_cast<std::uint8_t>(sum + bytes[k]);
+    std::size_t k = whole;
+    if (k == count) return sum;
+    if (count < kWordBlock) {
+        for (; k < count; ++k) sum = static_cast<std::uint8_t>(sum + bytes[k]);
         return sum;
     }
     // Byte i of the last block sits at bits 8i of a little-endian load, so the counted bytes are
     // the low ones.
-    const unsigned counted = static_cast<unsigned>(kBlock - (count - whole));  // 1 to 15
-    std::uint64_t low = internal::loadLittleEndian64(bytes + count - kBlock);
-    std::uint64_t high = internal::loadLittleEndian64(bytes + count - kBlock + 8);
+    const auto counted = static_cast<unsigned>(kWordBlock - (count - k));  // 1 to 15
+    std::uint64_t low = internal::loadLittleEndian64(bytes + count - kWordBlock);
+    std::uint64_t high = internal::loadLittleEndian64(bytes + count - kWordBlock + 8);
     if (counted >= 8) {
         low = 0;
         high &= ~std::uint64_t{0} << (8 * (counted - 8));
@@ -98,45 +102,61 @@ inline std::uint8_t sumBytes(const unsigned char* bytes, std::size_t count) noex
     return static_cast<std::uint8_t>(sum + byteSum(low) + byteSum(high));
 }
 
-/// Stores the 8-bit values (b0-b7) of `count` 10-bit words into `values` and folds into the
-/// result the parity bits each word breaks: b8 must be the even parity of b0-b7, b9 = not b8
-/// (bits above b9 are ignored). The parity is folded with shifts and xor rather than looked up,
-/// so that the loop runs on whole vectors of words. With `total`, the words are added to it.
-inline std::uint16_t checkWords10(const std::uint16_t* words, std::size_t count,
-                                  unsigned char* values, std::uint16_t broken,
-                                  std::uint16_t* total) noexcept {
-    std::uint16_t sum = total ? *total : 0;
-    for (std::size_t k = 0; k < count; ++k) {
-        const std::uint16_t w = words[k];
-        auto v = static_cast<std::uint16_t>(w ^ (w >> 4));  // b0 of the folds: parity of b0-b7
-        v = static_cast<std::uint16_t>(v ^ (v >> 2));
-        v = static_cast<std::uint16_t>(v ^ (v >> 1));
-        // Parity 1: b8 set, b9 clear (0x100); parity 0: 0x200.
-        broken = static_cast<std::uint16_t>(broken | (w ^ ((v & 1u) * 0x300u) ^ 0x200u));
-        if (total) sum = static_cast<std::uint16_t>(sum + w);
-        values[k] = static_cast<unsigned char>(w);
+/// The parity bits a 10-bit word `w` breaks, in b8 and b9 of the result (0 when b8 is the even
+/// parity of b0-b7 and b9 = not b8; bits above b9 are ignored). The parity is folded with shifts
+/// and xor rather than looked up, so that loops over words run on whole vectors.
+constexpr std::uint16_t brokenParity(std::uint16_t w) noexcept {
+    auto v = static_cast<std::uint16_t>(w ^ (w >> 4));  // b0 of the folds: parity of b0-b7
+    v = static_cast<std::uint16_t>(v ^ (v >> 2));
+    v = static_cast<std::uint16_t>(v ^ (v >> 1));
+    // Parity 1: b8 set, b9 clear (0x100); parity 0: 0x200.
+    return static_cast<std::uint16_t>(w ^ ((v & 1u) * 0x300u) ^ 0x200u);
+}
+
+/// What `takeWords10` gathers, lane by lane.
+struct Words10Lanes {
+    std::uint16_t broken[kWordBlock] = {};
+    std::uint16_t sum[kWordBlock] = {};
+};
+
+/// One block of `takeWords10`.
+inline void takeBlock10(const std::uint16_t* __restrict words, unsigned char* __restrict values,
+                        Words10Lanes& __restrict lanes) noexcept {
+    for (std::size_t j = 0; j < kWordBlock; ++j) {
+        const std::uint16_t w = words[j];
+        lanes.broken[j] = static_cast<std::uint16_t>(lanes.broken[j] | brokenParity(w));
+        lanes.sum[j] = static_cast<std::uint16_t>(lanes.sum[j] + w);
+        values[j] = static_cast<unsigned char>(w);
     }
-    if (total) *total = sum;
-    return broken;
 }
 
 /// Stores the 8-bit values (b0-b7) of `count` 10-bit words into `values`, adds the words to
 /// `sum` (only its low 9 bits count, so 16-bit lanes do) and returns whether every word carries
-/// its parity bits (see `checkWords10`).
+/// its parity bits (see `brokenParity`). `values` must not overlap `words`.
 inline bool takeWords10(const std::uint16_t* words, std::size_t count, unsigned char* values,
                         std::uint16_t& sum) noexcept {
-    // Whole blocks of 16 words, then the last 16 words once more (checking and storing a word
-    // twice changes nothing) rather than a word-by-word tail; only the sum must not see a word
-    // twice.
-    constexpr std::size_t kBlock = 16;
-    const std::size_t whole = count - count % kBlock;
-    std::uint16_t broken = checkWords10(words, whole, values, 0, &sum);
-    if (whole != count) {
-        const std::size_t from = count >= kBlock ? count - kBlock : 0;
-        broken = checkWords10(words + from, count - from, values + from, broken, nullptr);
-        for (std::size_t k = whole; k < count; ++k)
-            sum = static_cast<std::uint16_t>(sum + words[k]);
+    Words10Lanes lanes;
+    std::size_t k = 0;
+    for (; k + kWordBlock <= count; k += kWordBlock) takeBlock10(words + k, values + k, lanes);
+    std::uint16_t broken = 0, total = sum;
+    for (std::size_t j = 0; j < kWordBlock; ++j) {
+        broken = static_cast<std::uint16_t>(broken | lanes.broken[j]);
+        total = static_cast<std::uint16_t>(total + lanes.sum[j]);
     }
+    if (k < count && count >= kWordBlock) {
+        // The last 16 words once more (checking and storing a word twice changes nothing) rather
+        // than a word-by-word tail; only the sum must not see a word twice.
+        Words10Lanes last;
+        takeBlock10(words + count - kWordBlock, values + count - kWordBlock, last);
+        for (std::uint16_t b : last.broken) broken = static_cast<std::uint16_t>(broken | b);
+        for (; k < count; ++k) total = static_cast<std::uint16_t>(total + words[k]);
+    }
+    for (; k < count; ++k) {
+        broken = static_cast<std::uint16_t>(broken | brokenParity(words[k]));
+        total = static_cast<std::uint16_t>(total + words[k]);
+        values[k] = static_cast<unsigned char>(words[k]);
+    }
+    sum = total;
     return (broken & 0x300u) == 0;
 }
 
