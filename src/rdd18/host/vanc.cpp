@@ -96,14 +96,24 @@ std::span<const std::uint16_t> v210Run(const unsigned char* line, const VancLayo
         std::uint16_t* luma = run;
         std::uint16_t* chroma = run + layout.width;
         for (; index + 12 <= samples; index += 12, group += kV210GroupBytes) {
-            const std::uint32_t word[4] = {loadLittleEndian32(group), loadLittleEndian32(group + 4),
-                                           loadLittleEndian32(group + 8),
-                                           loadLittleEndian32(group + 12)};
-            // Sample s of the group sits in word s / 3 at bit 10 * (s % 3); even ones are chroma.
-            for (int k = 0; k < 6; ++k) {
-                chroma[index / 2 + k] = sample(word[2 * k / 3], 2 * k % 3);
-                luma[index / 2 + k] = sample(word[(2 * k + 1) / 3], (2 * k + 1) % 3);
-            }
+            const std::uint32_t w0 = loadLittleEndian32(group), w1 = loadLittleEndian32(group + 4),
+                                w2 = loadLittleEndian32(group + 8),
+                                w3 = loadLittleEndian32(group + 12);
+            // Cb Y Cr | Y Cb Y | Cr Y Cb | Y Cr Y: even samples are chroma, odd ones luma.
+            std::uint16_t* c = chroma + index / 2;
+            std::uint16_t* y = luma + index / 2;
+            c[0] = sample(w0, 0);
+            y[0] = sample(w0, 1);
+            c[1] = sample(w0, 2);
+            y[1] = sample(w1, 0);
+            c[2] = sample(w1, 1);
+            y[2] = sample(w1, 2);
+            c[3] = sample(w2, 0);
+            y[3] = sample(w2, 1);
+            c[4] = sample(w2, 2);
+            y[4] = sample(w3, 0);
+            c[5] = sample(w3, 1);
+            y[5] = sample(w3, 2);
         }
     } else {
         for (; index + 12 <= samples; index += 12, group += kV210GroupBytes) {
