@@ -2,7 +2,8 @@
 // words, 2 VANC lines, 3 RFC 8331). Each input is read twice:
 // - as the form itself (raw words, lines or payload): the converter must stay inside the bytes,
 //   report every drop at a place inside them, and, when nothing is damaged, deliver the same
-//   with and without keepDamaged;
+//   with and without keepDamaged; converting into a list left over from another conversion
+//   gives the same packets as a new list;
 // - as an 8-bit packet buffer: its packets, written in the form and read back, are the same
 //   packets, and the parsers give the answers they give for the buffer itself.
 #include <cstddef>
@@ -33,8 +34,8 @@ struct DropCheck : ParseObserver {
     }
 };
 
-template <class Convert>
-void checkRaw(std::size_t limit, Convert convert) {
+template <class Convert, class ConvertInto>
+void checkRaw(std::size_t limit, Convert convert, ConvertInto convertInto) {
     DropCheck strictDrops(limit), looseDrops(limit);
     const std::vector<Packet> strict = convert(ConvertOptions{false}, &strictDrops);
     const std::vector<Packet> loose = convert(ConvertOptions{true}, &looseDrops);
@@ -45,6 +46,11 @@ void checkRaw(std::size_t limit, Convert convert) {
     if (looseDrops.kept == 0)
         VELMORA_FUZZ_CHECK(strict == loose && strictDrops.drops == looseDrops.drops);
     for (const Packet& p : loose) VELMORA_FUZZ_CHECK(p.udw.size() <= 255);
+    // Into a list another conversion left behind: its storage is reused, the answer is the same.
+    std::vector<Packet> reused = loose;
+    if (!reused.empty()) reused.front().line = 1000;
+    convertInto(ConvertOptions{false}, reused);
+    VELMORA_FUZZ_CHECK(reused == strict);
 }
 
 std::vector<Packet> withoutPlace(std::vector<Packet> packets) {
@@ -67,9 +73,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         std::vector<std::uint16_t> words(size / 2);
         if (!words.empty()) std::memcpy(words.data(), input.data(), words.size() * 2);
         const auto layout = flags ? WordLayout::Flagged : WordLayout::Bare;
-        checkRaw(words.size(), [&](ConvertOptions o, ParseObserver* obs) {
-            return packetsFromWords10(words, layout, o, obs);
-        });
+        checkRaw(
+            words.size(),
+            [&](ConvertOptions o, ParseObserver* obs) {
+                return packetsFromWords10(words, layout, o, obs);
+            },
+            [&](ConvertOptions o, std::vector<Packet>& out) {
+                packetsFromWords10(words, out, layout, o);
+            });
         back = packetsFromWords10(words10FromPackets(packets));
     } else if (form == 2) {
         // Width and format from the last bytes, so that short lines, odd widths and both
@@ -77,9 +88,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         const VancLayout raw{input.fromEnd(1) & 1 ? VancFormat::Uyvy : VancFormat::V210,
                              1u + input.fromEnd(2) * 8u + input.fromEnd(3) % 8u,
                              static_cast<VancPlacement>(input.fromEnd(4) % 3)};
-        checkRaw(size, [&](ConvertOptions o, ParseObserver* obs) {
-            return packetsFromVancLines(bytes, raw, o, obs);
-        });
+        checkRaw(
+            size,
+            [&](ConvertOptions o, ParseObserver* obs) {
+                return packetsFromVancLines(bytes, raw, o, obs);
+            },
+            [&](ConvertOptions o, std::vector<Packet>& out) {
+                packetsFromVancLines(bytes, raw, out, o);
+            });
         const VancLayout written{raw.format, 12 + input.fromEnd(2) * 8u, raw.placement};
         back = packetsFromVancLines(vancLinesFromPackets(packets, written), written);
         // Packets longer than a line of this width are left out by the writer.
@@ -89,9 +105,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         VELMORA_FUZZ_CHECK(back == fit);
         if (fit.size() != packets.size()) return 0;
     } else {
-        checkRaw(size, [&](ConvertOptions o, ParseObserver* obs) {
-            return packetsFromRfc8331(bytes, o, obs);
-        });
+        checkRaw(
+            size,
+            [&](ConvertOptions o, ParseObserver* obs) { return packetsFromRfc8331(bytes, o, obs); },
+            [&](ConvertOptions o, std::vector<Packet>& out) { packetsFromRfc8331(bytes, out, o); });
         // One payload holds at most 255 packets in 65,535 bytes; the writer says what it left out.
         DropCheck leftOut(packets.size());
         const auto payload = rfc8331FromPackets(packets, 0, &leftOut);

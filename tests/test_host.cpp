@@ -6,6 +6,7 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <memory>
 
 #include "rdd18/host/parse.h"
 #include "rdd18/host/rfc8331.h"
@@ -31,9 +32,18 @@ Form viaLines(VancFormat f, unsigned w) {
     return [=](auto p) { return packetsFromVancLines(vancLinesFromPackets(p, {f, w}), {f, w}); };
 }
 
+/// A form converted into one list that each conversion leaves to the next, as hosts reuse it.
+Form reused(std::function<void(std::span<const Packet>, std::vector<Packet>&)> convert) {
+    return [=, out = std::make_shared<std::vector<Packet>>()](auto p) {
+        convert(p, *out);
+        return *out;
+    };
+}
+
 }  // namespace
 
 TEST(HostForms, EveryFormOfTheSamplesParsesToTheSamplesAnswers) {
+    const VancLayout hd{VancFormat::V210, 1920}, sd{VancFormat::Uyvy, 720};
     const std::vector<Form> forms = {
         [](auto p) { return packetsFromWords10(words10FromPackets(p)); },
         [](auto p) { return packetsFromRfc8331(rfc8331FromPackets(p)); },
@@ -41,7 +51,14 @@ TEST(HostForms, EveryFormOfTheSamplesParsesToTheSamplesAnswers) {
         viaLines(VancFormat::V210, 720),
         viaLines(VancFormat::Uyvy, 1920),
         viaLines(VancFormat::Uyvy, 720),
-        viaLines(VancFormat::V210, 133)};  // a width that ends inside a v210 group
+        viaLines(VancFormat::V210, 133),  // a width that ends inside a v210 group
+        reused([](auto p, auto& out) { packetsFromWords10(words10FromPackets(p), out); }),
+        reused([](auto p, auto& out) { packetsFromRfc8331(rfc8331FromPackets(p), out); }),
+        reused(
+            [=](auto p, auto& out) { packetsFromVancLines(vancLinesFromPackets(p, hd), hd, out); }),
+        reused([=](auto p, auto& out) {
+            packetsFromVancLines(vancLinesFromPackets(p, sd), sd, out);
+        })};
     for (const auto& e : std::filesystem::directory_iterator(VELMORA_SAMPLES_DIR)) {
         if (e.path().extension() != ".anc") continue;
         std::ifstream in(e.path(), std::ios::binary);

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "rdd18/internal/anc_words.h"
 #include "rdd18/transport/parse_observer.h"
 
 namespace rdd18::host {
@@ -39,19 +40,22 @@ std::string_view describe(DropReason reason) noexcept {
 }
 
 std::uint8_t checksum8(const Packet& packet) noexcept {
-    unsigned sum = packet.did + packet.sdid + static_cast<unsigned>(packet.udw.size());
-    for (unsigned char w : packet.udw) sum += w;
-    return static_cast<std::uint8_t>(sum);
+    return static_cast<std::uint8_t>(packet.did + packet.sdid + packet.udw.size() +
+                                     detail::sumBytes(packet.udw.data(), packet.udw.size()));
 }
 
-void appendAncillaryBuffer(std::span<const Packet> packets, std::vector<unsigned char>& out,
-                           ParseObserver* observer) {
+namespace {
+
+/// Bytes the buffer of `packets` takes.
+std::size_t bufferBytes(std::span<const Packet> packets) noexcept {
     std::size_t total = 0;
     for (const Packet& p : packets)
         if (p.udw.size() <= kMaxWords) total += 7 + p.udw.size();
-    const std::size_t start = out.size();
-    out.resize(start + total);
-    unsigned char* at = out.data() + start;
+    return total;
+}
+
+/// Writes the buffer of `packets` at `at` (`bufferBytes` of room).
+void writeBuffer(std::span<const Packet> packets, unsigned char* at, ParseObserver* observer) {
     for (std::size_t i = 0; i < packets.size(); ++i) {
         const Packet& p = packets[i];
         const std::size_t count = p.udw.size();
@@ -67,6 +71,22 @@ void appendAncillaryBuffer(std::span<const Packet> packets, std::vector<unsigned
         at[6 + count] = checksum8(p);
         at += 7 + count;
     }
+}
+
+}  // namespace
+
+void appendAncillaryBuffer(std::span<const Packet> packets, std::vector<unsigned char>& out,
+                           ParseObserver* observer) {
+    const std::size_t start = out.size();
+    out.resize(start + bufferBytes(packets));
+    writeBuffer(packets, out.data() + start, observer);
+}
+
+void ancillaryBufferFromPackets(std::span<const Packet> packets, std::vector<unsigned char>& out,
+                                ParseObserver* observer) {
+    // Resizing to the size the last frame had writes nothing; the bytes are all overwritten.
+    out.resize(bufferBytes(packets));
+    writeBuffer(packets, out.data(), observer);
 }
 
 std::vector<unsigned char> ancillaryBufferFromPackets(std::span<const Packet> packets,

@@ -79,6 +79,13 @@ VELMORA_RDD18_EXPORT void appendAncillaryBuffer(std::span<const Packet> packets,
 VELMORA_RDD18_EXPORT std::vector<unsigned char> ancillaryBufferFromPackets(
     std::span<const Packet> packets, ParseObserver* observer = nullptr);
 
+/// The buffer of `packets` (as `appendAncillaryBuffer` writes it) in `out`, whose storage is
+/// reused: a host writing frame after frame into one buffer allocates nothing once it has grown
+/// to its frames' size.
+VELMORA_RDD18_EXPORT void ancillaryBufferFromPackets(std::span<const Packet> packets,
+                                                     std::vector<unsigned char>& out,
+                                                     ParseObserver* observer = nullptr);
+
 /// The packets of an 8-bit buffer, walked as the parsers walk it (`flags`: packets carry the
 /// 3-byte flag); line and stream are 0. The checksum bytes are not kept.
 VELMORA_RDD18_EXPORT std::vector<Packet> packetsFromAncillaryBuffer(

@@ -39,6 +39,7 @@ class BitReader {
         bit_ += count;
         return (window << skip) >> (32 - count);
     }
+    void skip(std::size_t count) noexcept { bit_ += count; }
     void alignTo32() noexcept { bit_ = std::min(end_, (bit_ + 31) / 32 * 32); }
 
   private:
@@ -47,6 +48,28 @@ class BitReader {
     std::size_t end_;
     std::size_t bit_;
 };
+
+/// Reads `count` 10-bit words that start at bit `bit` of `data` into `out`; the caller has
+/// checked that they lie in the first `bytes` bytes, and nothing past those is read.
+void readWords(const unsigned char* data, std::size_t bytes, std::size_t bit, std::size_t count,
+               std::uint16_t* out) noexcept {
+    std::size_t k = 0;
+    // Four words (40 bits) at a time from a big-endian 64-bit window, while it lies in the data.
+    for (; k + 4 <= count && bit / 8 + 8 <= bytes; k += 4, bit += 40) {
+        const std::uint64_t window = internal::loadBigEndian64(data + bit / 8) << (bit % 8);
+        out[k] = static_cast<std::uint16_t>(window >> 54);
+        out[k + 1] = static_cast<std::uint16_t>(window >> 44 & 0x3FFu);
+        out[k + 2] = static_cast<std::uint16_t>(window >> 34 & 0x3FFu);
+        out[k + 3] = static_cast<std::uint16_t>(window >> 24 & 0x3FFu);
+    }
+    // The last few from a 16-bit window: a word starts at an even bit, so it spans two bytes.
+    for (; k < count; ++k, bit += 10) {
+        const std::size_t byte = bit / 8;
+        const unsigned window =
+            unsigned{data[byte]} << 8 | (byte + 1 < bytes ? data[byte + 1] : 0u);
+        out[k] = static_cast<std::uint16_t>((window << (bit % 8) & 0xFFFFu) >> 6);
+    }
+}
 
 class BitWriter {
   public:
@@ -74,9 +97,9 @@ class BitWriter {
 
 }  // namespace
 
-std::vector<Packet> packetsFromRfc8331(std::span<const unsigned char> payload,
-                                       const ConvertOptions& options, ParseObserver* observer) {
-    std::vector<Packet> packets;
+void packetsFromRfc8331(std::span<const unsigned char> payload, std::vector<Packet>& out,
+                        const ConvertOptions& options, ParseObserver* observer) {
+    detail::PacketSink sink(out);
     auto report = [&](DropReason reason, std::size_t at, unsigned line, unsigned did, unsigned sdid,
                       bool kept) {
         if (observer)
@@ -86,14 +109,15 @@ std::vector<Packet> packetsFromRfc8331(std::span<const unsigned char> payload,
     };
     if (payload.size() < kHeaderBytes) {
         report(DropReason::Truncated, 0, 0, 0, 0, false);
-        return packets;
+        return sink.finish();
     }
     const std::size_t length = std::size_t{payload[2]} << 8 | payload[3];
     const unsigned count = payload[4];
     const std::size_t available = payload.size() - kHeaderBytes;
     if (length != available) report(DropReason::LengthMismatch, 2, 0, 0, 0, false);
-    BitReader bits(payload.data(), kHeaderBytes + std::min(length, available), kHeaderBytes * 8);
-    std::vector<std::uint16_t> words;
+    const std::size_t bytes = kHeaderBytes + std::min(length, available);
+    BitReader bits(payload.data(), bytes, kHeaderBytes * 8);
+    std::uint16_t words[3 + 255 + 1];  // DID, SDID, DC, the user data words, the checksum
     for (unsigned k = 0; k < count; ++k) {
         const std::size_t at = bits.bit() / 8;
         if (bits.left() < kPacketHeaderBits + 30) {
@@ -110,35 +134,41 @@ std::vector<Packet> packetsFromRfc8331(std::span<const unsigned char> payload,
         bits.read(12);  // Horizontal_Offset
         const unsigned streamValid = bits.read(1);
         const unsigned stream = bits.read(7);
-        words.assign({static_cast<std::uint16_t>(bits.read(10)),
-                      static_cast<std::uint16_t>(bits.read(10)),
-                      static_cast<std::uint16_t>(bits.read(10))});
+        for (int w = 0; w < 3; ++w) words[w] = static_cast<std::uint16_t>(bits.read(10));
         const unsigned did = words[0] & 0xFFu, sdid = words[1] & 0xFFu, dc = words[2] & 0xFFu;
         if (bits.left() < 10 * (std::size_t{dc} + 1)) {
             report(DropReason::CountBeyondData, at, line, did, sdid, false);
             break;
         }
-        words.resize(3 + std::size_t{dc});
-        for (unsigned i = 0; i < dc; ++i) words[3 + i] = static_cast<std::uint16_t>(bits.read(10));
-        const unsigned checksum = bits.read(10);
+        readWords(payload.data(), bytes, bits.bit(), dc + 1, words + 3);
+        bits.skip(10 * (std::size_t{dc} + 1));
         bits.alignTo32();
-        unsigned bad = 0;
-        for (std::uint16_t w : words) bad |= w ^ detail::kParityWords[w & 0xFFu];
-        const bool parity = bad == 0;
-        const bool sumOk = checksum == checksumWord(words);
+        // The user data words go straight into the packet; it is taken back if it is dropped.
+        Packet& p = sink.next();
+        p.udw.resize(dc);
+        std::uint16_t sum = 0;
+        unsigned char header[3];
+        const bool headerParity = detail::takeWords10(words, 3, header, sum);
+        const bool parity = detail::takeWords10(words + 3, dc, p.udw.data(), sum) && headerParity;
+        const bool sumOk = words[3 + dc] == detail::checksumFromSum(sum);
         if (!parity || !sumOk) {
             report(parity ? DropReason::BadChecksum : DropReason::BadParity, at, line, did, sdid,
                    options.keepDamaged);
             if (!options.keepDamaged) continue;
         }
-        Packet& p = packets.emplace_back();
         p.did = static_cast<std::uint8_t>(did);
         p.sdid = static_cast<std::uint8_t>(sdid);
         p.line = static_cast<std::uint16_t>(line);
         p.stream = static_cast<std::uint8_t>(streamValid ? stream : 0);
-        p.udw.resize(dc);
-        for (unsigned i = 0; i < dc; ++i) p.udw[i] = static_cast<unsigned char>(words[3 + i]);
+        sink.keep();
     }
+    sink.finish();
+}
+
+std::vector<Packet> packetsFromRfc8331(std::span<const unsigned char> payload,
+                                       const ConvertOptions& options, ParseObserver* observer) {
+    std::vector<Packet> packets;
+    packetsFromRfc8331(payload, packets, options, observer);
     return packets;
 }
 

@@ -26,6 +26,15 @@ VELMORA_RDD18_EXPORT std::vector<Packet> packetsFromRfc8331(std::span<const unsi
                                                             const ConvertOptions& options = {},
                                                             ParseObserver* observer = nullptr);
 
+/// `packetsFromRfc8331` into `out`, which ends holding exactly the packets found (the same
+/// packets and drops as the call above, on any input). Its elements and their word storage are
+/// reused, so a host converting payload after payload into one list allocates nothing once the
+/// list has grown to its payloads' shape.
+VELMORA_RDD18_EXPORT void packetsFromRfc8331(std::span<const unsigned char> payload,
+                                             std::vector<Packet>& out,
+                                             const ConvertOptions& options = {},
+                                             ParseObserver* observer = nullptr);
+
 /// One RTP payload carrying `packets` (at most 255 of them in at most 65,535 bytes behind the
 /// header, as ANC_Count and Length allow; packets beyond that, and packets of more than 255
 /// words, are left out and reported). Each packet goes out with C = 0,

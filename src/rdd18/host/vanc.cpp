@@ -1,8 +1,10 @@
 #include "rdd18/host/vanc.h"
 
 #include <algorithm>
+#include <memory>
 
 #include "rdd18/internal/anc_words.h"
+#include "rdd18/internal/byte_order.h"
 #include "rdd18/transport/parse_observer.h"
 
 namespace rdd18::host {
@@ -32,63 +34,103 @@ struct RunPlace {
     }
 };
 
-std::uint32_t loadLe32(const unsigned char* p) noexcept {
-    return std::uint32_t{p[0]} | std::uint32_t{p[1]} << 8 | std::uint32_t{p[2]} << 16 |
-           std::uint32_t{p[3]} << 24;
-}
-
 void storeLe32(unsigned char* p, std::uint32_t v) noexcept {
     for (int i = 0; i < 4; ++i) p[i] = static_cast<unsigned char>(v >> (8 * i));
 }
 
-/// The samples of one line, in scan order.
-void unpackLine(const unsigned char* line, const VancLayout& layout, std::uint16_t* run) {
+/// Scratch for one line's run of samples: on the stack up to 2048 pixels, else on the heap, so
+/// that HD and 2K lines cost no allocation.
+template <class Sample>
+class LineRun {
+  public:
+    explicit LineRun(std::size_t samples)
+        : heap_(samples > kLocal ? std::make_unique_for_overwrite<Sample[]>(samples) : nullptr),
+          data_(heap_ ? heap_.get() : local_) {}
+    Sample* data() noexcept { return data_; }
+
+  private:
+    static constexpr std::size_t kLocal = 2 * 2048;
+    Sample local_[kLocal];
+    std::unique_ptr<Sample[]> heap_;
+    Sample* data_;
+};
+
+/// Splits `pixels` UYVY pixels (Cb Y Cr Y ...) into their luma and chroma bytes.
+void splitUyvy(const unsigned char* __restrict line, std::size_t pixels,
+               unsigned char* __restrict luma, unsigned char* __restrict chroma) noexcept {
+    for (std::size_t i = 0; i < pixels; ++i) {
+        chroma[i] = line[2 * i];
+        luma[i] = line[2 * i + 1];
+    }
+}
+
+/// The samples of a UYVY line in scan order: SD lines are their own run (no copy), HD lines are
+/// split into luma, then chroma.
+std::span<const unsigned char> uyvyRun(const unsigned char* line, const VancLayout& layout,
+                                       unsigned char* run) {
+    const std::size_t width = layout.width;
+    if (!isHd(layout)) return {line, 2 * width};
+    // Whole blocks of a fixed count (vectorised at -O2 as well), then the rest.
+    constexpr std::size_t kBlock = detail::kWordBlock;
+    std::size_t i = 0;
+    for (; i + kBlock <= width; i += kBlock)
+        splitUyvy(line + 2 * i, kBlock, run + i, run + width + i);
+    splitUyvy(line + 2 * i, width - i, run + i, run + width + i);
+    return {run, 2 * width};
+}
+
+/// The samples of a v210 line in scan order. Three 10-bit samples sit in each little-endian
+/// 32-bit word, four words (12 samples: Cb Y Cr Y Cb Y Cr Y Cb Y Cr Y) in each 16-byte group.
+std::span<const std::uint16_t> v210Run(const unsigned char* line, const VancLayout& layout,
+                                       std::uint16_t* run) {
+    using internal::loadLittleEndian32;
     const std::size_t samples = 2 * std::size_t{layout.width};
     const RunPlace place{isHd(layout), layout.width};
-    if (layout.format == VancFormat::Uyvy) {
-        if (!place.hd) {
-            std::copy(line, line + samples, run);
-        } else {
-            std::uint16_t* luma = run;
-            std::uint16_t* chroma = run + layout.width;
-            for (std::size_t i = 0; i + 1 < samples; i += 2) {
-                *chroma++ = line[i];
-                *luma++ = line[i + 1];
-            }
-            if (samples % 2) *chroma = line[samples - 1];
-        }
-        return;
-    }
+    auto sample = [](std::uint32_t word, int k) {
+        return static_cast<std::uint16_t>(word >> (10 * k) & 0x3FFu);
+    };
     std::size_t index = 0;
     const unsigned char* group = line;
-    // Whole groups of 12 samples first, without a test per sample.
-    std::uint16_t* luma = run;
-    std::uint16_t* chroma = run + (place.hd ? layout.width : 0);
-    for (; index + 12 <= samples; index += 12, group += kV210GroupBytes) {
-        std::uint16_t s[12];
-        for (int word = 0; word < 4; ++word) {
-            const std::uint32_t packed = loadLe32(group + 4 * word);
-            s[3 * word] = static_cast<std::uint16_t>(packed & 0x3FFu);
-            s[3 * word + 1] = static_cast<std::uint16_t>(packed >> 10 & 0x3FFu);
-            s[3 * word + 2] = static_cast<std::uint16_t>(packed >> 20 & 0x3FFu);
+    // Whole groups first, each sample to its place without a test.
+    if (place.hd) {
+        std::uint16_t* luma = run;
+        std::uint16_t* chroma = run + layout.width;
+        for (; index + 12 <= samples; index += 12, group += kV210GroupBytes) {
+            const std::uint32_t w0 = loadLittleEndian32(group), w1 = loadLittleEndian32(group + 4),
+                                w2 = loadLittleEndian32(group + 8),
+                                w3 = loadLittleEndian32(group + 12);
+            // Cb Y Cr | Y Cb Y | Cr Y Cb | Y Cr Y: even samples are chroma, odd ones luma.
+            std::uint16_t* c = chroma + index / 2;
+            std::uint16_t* y = luma + index / 2;
+            c[0] = sample(w0, 0);
+            y[0] = sample(w0, 1);
+            c[1] = sample(w0, 2);
+            y[1] = sample(w1, 0);
+            c[2] = sample(w1, 1);
+            y[2] = sample(w1, 2);
+            c[3] = sample(w2, 0);
+            y[3] = sample(w2, 1);
+            c[4] = sample(w2, 2);
+            y[4] = sample(w3, 0);
+            c[5] = sample(w3, 1);
+            y[5] = sample(w3, 2);
         }
-        if (place.hd) {
-            for (int k = 0; k < 6; ++k) {
-                *chroma++ = s[2 * k];
-                *luma++ = s[2 * k + 1];
+    } else {
+        for (; index + 12 <= samples; index += 12, group += kV210GroupBytes) {
+            for (int word = 0; word < 4; ++word) {
+                const std::uint32_t packed = loadLittleEndian32(group + 4 * word);
+                for (int k = 0; k < 3; ++k) run[index + 3 * word + k] = sample(packed, k);
             }
-        } else {
-            std::copy(s, s + 12, run + index);
         }
     }
     for (; index < samples; group += kV210GroupBytes) {
         for (int word = 0; word < 4; ++word) {
-            const std::uint32_t packed = loadLe32(group + 4 * word);
-            for (int k = 0; k < 3 && index < samples; ++k, ++index) {
-                run[place(index)] = static_cast<std::uint16_t>(packed >> (10 * k) & 0x3FFu);
-            }
+            const std::uint32_t packed = loadLittleEndian32(group + 4 * word);
+            for (int k = 0; k < 3 && index < samples; ++k, ++index)
+                run[place(index)] = sample(packed, k);
         }
     }
+    return {run, samples};
 }
 
 void packLine(const std::uint16_t* run, const VancLayout& layout, unsigned char* line) {
@@ -122,14 +164,18 @@ std::size_t vancStride(VancFormat format, std::uint32_t width) noexcept {
     return (std::size_t{width} + 47) / 48 * 128;
 }
 
-std::vector<Packet> packetsFromVancLines(std::span<const unsigned char> lines,
-                                         const VancLayout& layout, const ConvertOptions& options,
-                                         ParseObserver* observer) {
-    std::vector<Packet> packets;
-    if (layout.width == 0 || lines.empty()) return packets;
+void packetsFromVancLines(std::span<const unsigned char> lines, const VancLayout& layout,
+                          std::vector<Packet>& out, const ConvertOptions& options,
+                          ParseObserver* observer) {
+    detail::PacketSink sink(out);
+    if (layout.width == 0 || lines.empty()) return sink.finish();
     const std::size_t need = vancLineBytes(layout.format, layout.width);
     const std::size_t stride = std::max<std::size_t>(strideOf(layout), 1);
-    std::vector<std::uint16_t> run(2 * std::size_t{layout.width});
+    const bool v210 = layout.format == VancFormat::V210;
+    const std::size_t samples = 2 * std::size_t{layout.width};
+    // 8-bit lines are scanned as bytes, 10-bit ones as 16-bit words.
+    LineRun<std::uint16_t> words(v210 ? samples : 0);
+    LineRun<unsigned char> bytes(v210 ? 0 : samples);
     std::size_t index = 0;
     for (std::size_t start = 0; start < lines.size(); start += stride, ++index) {
         // Line numbers count from the first line's, when the caller knows it.
@@ -142,11 +188,23 @@ std::vector<Packet> packetsFromVancLines(std::span<const unsigned char> lines,
             if (stride < need) break;
             continue;
         }
-        unpackLine(lines.data() + start, layout, run.data());
-        const detail::WordRun where{layout.format == VancFormat::V210, true, line,
-                                    static_cast<std::uint16_t>(index), 0};
-        detail::scanWords(run, where, options, observer, packets);
+        const detail::WordRun where{true, line, static_cast<std::uint16_t>(index), 0};
+        if (v210) {
+            detail::scanWords(v210Run(lines.data() + start, layout, words.data()), where, options,
+                              observer, sink);
+        } else {
+            detail::scanWords(uyvyRun(lines.data() + start, layout, bytes.data()), where, options,
+                              observer, sink);
+        }
     }
+    sink.finish();
+}
+
+std::vector<Packet> packetsFromVancLines(std::span<const unsigned char> lines,
+                                         const VancLayout& layout, const ConvertOptions& options,
+                                         ParseObserver* observer) {
+    std::vector<Packet> packets;
+    packetsFromVancLines(lines, layout, packets, options, observer);
     return packets;
 }
 

@@ -53,6 +53,15 @@ VELMORA_RDD18_EXPORT std::vector<Packet> packetsFromVancLines(std::span<const un
                                                               const ConvertOptions& options = {},
                                                               ParseObserver* observer = nullptr);
 
+/// `packetsFromVancLines` into `out`, which ends holding exactly the packets found (the same
+/// packets and drops as the call above, on any input). Its elements and their word storage are
+/// reused, so a host converting frame after frame into one list allocates nothing once the list
+/// has grown to its frames' shape (lines of up to 2048 pixels need no other scratch).
+VELMORA_RDD18_EXPORT void packetsFromVancLines(std::span<const unsigned char> lines,
+                                               const VancLayout& layout, std::vector<Packet>& out,
+                                               const ConvertOptions& options = {},
+                                               ParseObserver* observer = nullptr);
+
 /// Lines (each `stride` bytes, blank video levels around the packets) that carry `packets`
 /// behind component flags, as many lines as they need, a packet never split across lines.
 /// A packet longer than a line, or of more than 255 words, is left out and reported.

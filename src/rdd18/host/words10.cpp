@@ -1,5 +1,8 @@
 #include "rdd18/host/words10.h"
 
+#include <algorithm>
+#include <cstring>
+
 #include "rdd18/internal/anc_words.h"
 #include "rdd18/transport/parse_observer.h"
 
@@ -7,48 +10,94 @@ namespace rdd18::host {
 
 namespace {
 
-/// Copies the user data words of a packet into `udw` and adds them to `sum`; returns false when
-/// one of them has bad parity bits (10-bit words only).
-template <bool TenBit>
-bool takeUserWords(const std::uint16_t* w, std::size_t count, unsigned char* udw, unsigned& sum) {
-    unsigned bad = 0, total = sum;
-    for (std::size_t k = 0; k < count; ++k) {
-        const unsigned word = w[k] & (TenBit ? 0x3FFu : 0xFFu);
-        if constexpr (TenBit) bad |= word ^ detail::kParityWords[word & 0xFFu];
-        total += word;
-        udw[k] = static_cast<unsigned char>(word);
+/// Copies the user data words of a packet into `p`, adds them to `sum` and returns whether
+/// they carry their parity bits (10-bit words; 8-bit words have none, and only the low 8 bits of
+/// their sum count, so byte lanes do).
+bool takeUserWords(const std::uint16_t* w, std::size_t count, Packet& p, unsigned& sum) {
+    p.udw.resize(count);
+    std::uint16_t total = 0;
+    const bool parity = detail::takeWords10(w, count, p.udw.data(), total);
+    sum += total;
+    return parity;
+}
+
+bool takeUserWords(const unsigned char* w, std::size_t count, Packet& p, unsigned& sum) {
+    p.udw.assign(w, w + count);
+    sum += detail::sumBytes(w, count);
+    return true;
+}
+
+/// Finds the words that may start a flag (000 or 3FC; in 8 bits 00 or FC), passing over the
+/// others many at a time: most words between packets (blank video) start none.
+template <class Word>
+class FlagStarts;
+
+template <>
+class FlagStarts<std::uint16_t> {
+  public:
+    FlagStarts(const std::uint16_t* w, std::size_t n) noexcept : w_(w), n_(n) {}
+    /// The first index from `i` on whose word may start a flag, or the end.
+    std::size_t from(std::size_t i) const noexcept {
+        // Whole blocks without a candidate are passed in one test, the rest word by word.
+        constexpr std::size_t kBlock = 16;
+        for (; i + kBlock <= n_; i += kBlock) {
+            unsigned hit = 0;
+            for (std::size_t j = 0; j < kBlock; ++j) hit |= starts(w_[i + j]);
+            if (hit) break;
+        }
+        while (i < n_ && !starts(w_[i])) ++i;
+        return i;
     }
-    sum = total;
-    return bad == 0;
-}
 
-constexpr std::uint16_t checksumFromSum(unsigned sum) noexcept {
-    const unsigned nine = sum & 0x1FFu;
-    return static_cast<std::uint16_t>(nine | ((~nine >> 8 & 1u) << 9));
-}
+  private:
+    static unsigned starts(std::uint16_t w) noexcept {
+        const unsigned v = w & 0x3FFu;
+        return (v == 0) | (v == 0x3FCu);
+    }
+    const std::uint16_t* w_;
+    std::size_t n_;
+};
 
-}  // namespace
+template <>
+class FlagStarts<unsigned char> {
+  public:
+    FlagStarts(const unsigned char* w, std::size_t n) noexcept : w_(w), n_(n) {}
+    /// The first index from `i` on whose byte is 00 or FC, or the end.
+    std::size_t from(std::size_t i) noexcept {
+        if (i >= n_ || w_[i] == 0 || w_[i] == 0xFC) return i;
+        // The next of each byte is looked for once and kept until the scan passes it.
+        if (zero_ < i) zero_ = find(i, 0x00);
+        if (composite_ < i) composite_ = find(i, 0xFC);
+        return std::min(zero_, composite_);
+    }
 
-std::uint16_t checksumWord(std::span<const std::uint16_t> didToLastUdw) noexcept {
-    unsigned sum = 0;
-    for (std::uint16_t w : didToLastUdw) sum += w & 0x1FFu;
-    return checksumFromSum(sum);
-}
+  private:
+    std::size_t find(std::size_t i, int byte) const noexcept {
+        const void* at = std::memchr(w_ + i, byte, n_ - i);
+        return at ? static_cast<std::size_t>(static_cast<const unsigned char*>(at) - w_) : n_;
+    }
+    const unsigned char* w_;
+    std::size_t n_;
+    // Each is valid from the index it was looked for at; 0: not looked for yet (the scan asks
+    // from index 1 on).
+    std::size_t zero_ = 0, composite_ = 0;
+};
 
-namespace detail {
-
-void scanWords(std::span<const std::uint16_t> words, const WordRun& run,
-               const ConvertOptions& options, ParseObserver* observer, std::vector<Packet>& out) {
-    const unsigned mask = run.tenBit ? 0x3FFu : 0xFFu;
-    const unsigned composite = run.tenBit ? 0x3FCu : 0xFCu;
+template <class Word>
+void scan(std::span<const Word> words, const detail::WordRun& run, const ConvertOptions& options,
+          ParseObserver* observer, detail::PacketSink& out) {
+    constexpr bool tenBit = sizeof(Word) == 2;
+    constexpr unsigned mask = tenBit ? 0x3FFu : 0xFFu;
+    constexpr unsigned composite = tenBit ? 0x3FCu : 0xFCu;
     const std::size_t n = words.size();
-    const std::uint16_t* w = words.data();
+    const Word* w = words.data();
     auto report = [&](DropReason reason, std::size_t at, unsigned did, unsigned sdid, bool kept) {
         if (observer)
             observer->hostInputDropped({reason, run.offsetBase + at, run.dropLine,
                                         static_cast<std::uint8_t>(did),
                                         static_cast<std::uint8_t>(sdid), kept});
     };
+    FlagStarts<Word> flagStarts(w, n);
     std::size_t i = 0;
     while (i < n) {
         std::size_t flag = 0;
@@ -59,7 +108,7 @@ void scanWords(std::span<const std::uint16_t> words, const WordRun& run,
             } else if (first == composite) {
                 flag = 1;
             } else {
-                ++i;
+                i = flagStarts.from(i + 1);
                 continue;
             }
         }
@@ -81,21 +130,19 @@ void scanWords(std::span<const std::uint16_t> words, const WordRun& run,
         unsigned sum = 0;
         for (std::size_t k = h; k < h + 3; ++k) {
             const unsigned word = w[k] & mask;
-            if (run.tenBit) parity = parity && word == withParity(static_cast<std::uint8_t>(word));
+            if constexpr (tenBit)
+                parity = parity && word == withParity(static_cast<std::uint8_t>(word));
             sum += word;
         }
         // The user data words go straight into the packet; it is taken back if it is dropped.
-        Packet& p = out.emplace_back();
-        p.udw.resize(dc);
-        parity &= run.tenBit ? takeUserWords<true>(w + h + 3, dc, p.udw.data(), sum)
-                             : takeUserWords<false>(w + h + 3, dc, p.udw.data(), sum);
-        const bool checksum =
-            run.tenBit ? (w[end] & mask) == checksumFromSum(sum) : (w[end] & mask) == (sum & 0xFFu);
+        Packet& p = out.next();
+        parity = takeUserWords(w + h + 3, dc, p, sum) && parity;
+        const bool checksum = tenBit ? (w[end] & mask) == detail::checksumFromSum(sum)
+                                     : (w[end] & mask) == (sum & 0xFFu);
         if (!parity || !checksum) {
             report(parity ? DropReason::BadChecksum : DropReason::BadParity, i, did, sdid,
                    options.keepDamaged);
             if (!options.keepDamaged) {
-                out.pop_back();
                 // The words behind a flag may hide the next flag if this header lied.
                 i = run.flagged ? h : end + 1;
                 continue;
@@ -104,8 +151,30 @@ void scanWords(std::span<const std::uint16_t> words, const WordRun& run,
         p.did = static_cast<std::uint8_t>(did);
         p.sdid = static_cast<std::uint8_t>(sdid);
         p.line = run.line;
+        p.stream = 0;
+        out.keep();
         i = end + 1;
     }
+}
+
+}  // namespace
+
+std::uint16_t checksumWord(std::span<const std::uint16_t> didToLastUdw) noexcept {
+    unsigned sum = 0;
+    for (std::uint16_t w : didToLastUdw) sum += w & 0x1FFu;
+    return detail::checksumFromSum(sum);
+}
+
+namespace detail {
+
+void scanWords(std::span<const std::uint16_t> words, const WordRun& run,
+               const ConvertOptions& options, ParseObserver* observer, PacketSink& out) {
+    scan(words, run, options, observer, out);
+}
+
+void scanWords(std::span<const unsigned char> words, const WordRun& run,
+               const ConvertOptions& options, ParseObserver* observer, PacketSink& out) {
+    scan(words, run, options, observer, out);
 }
 
 void appendPacketWords(const Packet& packet, bool tenBit, std::vector<std::uint16_t>& out) {
@@ -126,11 +195,17 @@ void appendPacketWords(const Packet& packet, bool tenBit, std::vector<std::uint1
 
 }  // namespace detail
 
+void packetsFromWords10(std::span<const std::uint16_t> words, std::vector<Packet>& out,
+                        WordLayout layout, const ConvertOptions& options, ParseObserver* observer) {
+    detail::PacketSink sink(out);
+    detail::scanWords(words, {layout == WordLayout::Flagged, 0, 0, 0}, options, observer, sink);
+    sink.finish();
+}
+
 std::vector<Packet> packetsFromWords10(std::span<const std::uint16_t> words, WordLayout layout,
                                        const ConvertOptions& options, ParseObserver* observer) {
     std::vector<Packet> packets;
-    detail::scanWords(words, {true, layout == WordLayout::Flagged, 0, 0, 0}, options, observer,
-                      packets);
+    packetsFromWords10(words, packets, layout, options, observer);
     return packets;
 }
 

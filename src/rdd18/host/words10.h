@@ -38,6 +38,16 @@ VELMORA_RDD18_EXPORT std::vector<Packet> packetsFromWords10(std::span<const std:
                                                             const ConvertOptions& options = {},
                                                             ParseObserver* observer = nullptr);
 
+/// `packetsFromWords10` into `out`, which ends holding exactly the packets found (the same
+/// packets and drops as the call above, on any input). Its elements and their word storage are
+/// reused, so a host converting frame after frame into one list allocates nothing once the list
+/// has grown to its frames' shape.
+VELMORA_RDD18_EXPORT void packetsFromWords10(std::span<const std::uint16_t> words,
+                                             std::vector<Packet>& out,
+                                             WordLayout layout = WordLayout::Flagged,
+                                             const ConvertOptions& options = {},
+                                             ParseObserver* observer = nullptr);
+
 /// The words of `packets`, each behind 000 3FF 3FF, parity and checksum set. Packets of more
 /// than 255 words are left out and reported (`TooManyWords`).
 VELMORA_RDD18_EXPORT std::vector<std::uint16_t> words10FromPackets(

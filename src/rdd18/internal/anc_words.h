@@ -1,8 +1,7 @@
 // The one scan that finds ST 291 packets in a run of words, shared by the 10-bit word, v210 and
-// UYVY converters. Private to the library.
+// UYVY converters, and the word checks and sums every converter uses. Private to the library.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -10,20 +9,12 @@
 
 #include "rdd18/host/packet.h"
 #include "rdd18/host/words10.h"
+#include "rdd18/internal/byte_order.h"
 
 namespace rdd18::host::detail {
 
-/// Every 8-bit value with its parity bits, so that a word is checked with one load.
-inline constexpr auto kParityWords = [] {
-    std::array<std::uint16_t, 256> words{};
-    for (unsigned v = 0; v < 256; ++v) words[v] = withParity(static_cast<std::uint8_t>(v));
-    return words;
-}();
-
 /// Where a run of words sits, for the packets found and the drops reported.
 struct WordRun {
-    bool tenBit = true;          ///< 10-bit words (parity, 9-bit checksum); else 8-bit (no parity,
-                                 ///< 8-bit checksum, flags 00 FF FF and FC)
     bool flagged = true;         ///< packets stand behind a flag (000 3FF 3FF or 3FC) with anything
                                  ///< between them; else back to back, each starting with its DID
     std::uint16_t line = 0;      ///< given to the packets found
@@ -31,10 +22,31 @@ struct WordRun {
     std::size_t offsetBase = 0;  ///< added to word indexes in drop reports
 };
 
-/// Appends to `out` the packets of `words` (only the low 10 or 8 bits of each word count),
-/// checking parity and checksum; reports every drop to `observer`.
+/// The packets a converter finds, written over the elements of a caller's list (their word
+/// storage reused) and appended past its end; `finish` drops the elements left over.
+class PacketSink {
+  public:
+    explicit PacketSink(std::vector<Packet>& out) noexcept : out_(out) {}
+    /// The element the next packet is built in; it counts only once `keep` is called.
+    Packet& next() {
+        if (used_ == out_.size()) out_.emplace_back();
+        return out_[used_];
+    }
+    void keep() noexcept { ++used_; }
+    void finish() { out_.resize(used_); }
+
+  private:
+    std::vector<Packet>& out_;
+    std::size_t used_ = 0;
+};
+
+/// Adds to `out` the packets of `words`, checking parity and checksum; reports every drop to
+/// `observer`. 16-bit words are 10-bit words (bits above b9 ignored; parity, 9-bit checksum,
+/// flags 000 3FF 3FF and 3FC); bytes are 8-bit words (8-bit checksum, flags 00 FF FF and FC).
 void scanWords(std::span<const std::uint16_t> words, const WordRun& run,
-               const ConvertOptions& options, ParseObserver* observer, std::vector<Packet>& out);
+               const ConvertOptions& options, ParseObserver* observer, PacketSink& out);
+void scanWords(std::span<const unsigned char> words, const WordRun& run,
+               const ConvertOptions& options, ParseObserver* observer, PacketSink& out);
 
 /// Appends the words of `packet` behind a component flag (000 3FF 3FF), parity and checksum
 /// set (10-bit) or 8-bit values and 8-bit checksum. The packet must hold at most 255 words.
@@ -43,6 +55,109 @@ void appendPacketWords(const Packet& packet, bool tenBit, std::vector<std::uint1
 /// Words `packet` takes behind a component flag: 3 + 3 + its words + 1.
 inline std::size_t packetWordCount(const Packet& packet) noexcept {
     return 7 + packet.udw.size();
+}
+
+/// The checksum word of words that add up to `sum`: its low 9 bits, b9 = not b8.
+constexpr std::uint16_t checksumFromSum(unsigned sum) noexcept {
+    const unsigned nine = sum & 0x1FFu;
+    return static_cast<std::uint16_t>(nine | ((~nine >> 8 & 1u) << 9));
+}
+
+/// The sum of the 8 bytes of `x`, mod 256: byte pairs added in 16-bit lanes, the lanes added by
+/// one multiplication into the top lane (no lane sum reaches 65,536, so nothing carries into it).
+constexpr std::uint8_t byteSum(std::uint64_t x) noexcept {
+    constexpr std::uint64_t kEvenBytes = 0x00FF00FF00FF00FFu;
+    const std::uint64_t pairs = (x & kEvenBytes) + (x >> 8 & kEvenBytes);
+    return static_cast<std::uint8_t>(pairs * 0x0001000100010001u >> 48);
+}
+
+/// Words (or bytes) handled as one block by the loops below: a fixed count, so that compilers
+/// run each block on whole vectors at -O2 as well as at -O3.
+inline constexpr std::size_t kWordBlock = 16;
+
+/// The sum of `count` bytes, mod 256 (the 8-bit checksum): whole blocks of 16 in byte lanes, then
+/// the last 16 bytes once more with those already counted masked off, rather than a byte-by-byte
+/// tail.
+inline std::uint8_t sumBytes(const unsigned char* bytes, std::size_t count) noexcept {
+    const std::size_t whole = count - count % kWordBlock;
+    std::uint8_t sum = 0;
+    for (std::size_t k = 0; k < whole; ++k) sum = static_cast<std::uint8_t>(sum + bytes[k]);
+    std::size_t k = whole;
+    if (k == count) return sum;
+    if (count < kWordBlock) {
+        for (; k < count; ++k) sum = static_cast<std::uint8_t>(sum + bytes[k]);
+        return sum;
+    }
+    // Byte i of the last block sits at bits 8i of a little-endian load, so the counted bytes are
+    // the low ones.
+    const auto counted = static_cast<unsigned>(kWordBlock - (count - k));  // 1 to 15
+    std::uint64_t low = internal::loadLittleEndian64(bytes + count - kWordBlock);
+    std::uint64_t high = internal::loadLittleEndian64(bytes + count - kWordBlock + 8);
+    if (counted >= 8) {
+        low = 0;
+        high &= ~std::uint64_t{0} << (8 * (counted - 8));
+    } else {
+        low &= ~std::uint64_t{0} << (8 * counted);
+    }
+    return static_cast<std::uint8_t>(sum + byteSum(low) + byteSum(high));
+}
+
+/// The parity bits a 10-bit word `w` breaks, in b8 and b9 of the result (0 when b8 is the even
+/// parity of b0-b7 and b9 = not b8; bits above b9 are ignored). The parity is folded with shifts
+/// and xor rather than looked up, so that loops over words run on whole vectors.
+constexpr std::uint16_t brokenParity(std::uint16_t w) noexcept {
+    auto v = static_cast<std::uint16_t>(w ^ (w >> 4));  // b0 of the folds: parity of b0-b7
+    v = static_cast<std::uint16_t>(v ^ (v >> 2));
+    v = static_cast<std::uint16_t>(v ^ (v >> 1));
+    // Parity 1: b8 set, b9 clear (0x100); parity 0: 0x200.
+    return static_cast<std::uint16_t>(w ^ ((v & 1u) * 0x300u) ^ 0x200u);
+}
+
+/// What `takeWords10` gathers, lane by lane.
+struct Words10Lanes {
+    std::uint16_t broken[kWordBlock] = {};
+    std::uint16_t sum[kWordBlock] = {};
+};
+
+/// One block of `takeWords10`.
+inline void takeBlock10(const std::uint16_t* __restrict words, unsigned char* __restrict values,
+                        Words10Lanes& __restrict lanes) noexcept {
+    for (std::size_t j = 0; j < kWordBlock; ++j) {
+        const std::uint16_t w = words[j];
+        lanes.broken[j] = static_cast<std::uint16_t>(lanes.broken[j] | brokenParity(w));
+        lanes.sum[j] = static_cast<std::uint16_t>(lanes.sum[j] + w);
+        values[j] = static_cast<unsigned char>(w);
+    }
+}
+
+/// Stores the 8-bit values (b0-b7) of `count` 10-bit words into `values`, adds the words to
+/// `sum` (only its low 9 bits count, so 16-bit lanes do) and returns whether every word carries
+/// its parity bits (see `brokenParity`). `values` must not overlap `words`.
+inline bool takeWords10(const std::uint16_t* words, std::size_t count, unsigned char* values,
+                        std::uint16_t& sum) noexcept {
+    Words10Lanes lanes;
+    std::size_t k = 0;
+    for (; k + kWordBlock <= count; k += kWordBlock) takeBlock10(words + k, values + k, lanes);
+    std::uint16_t broken = 0, total = sum;
+    for (std::size_t j = 0; j < kWordBlock; ++j) {
+        broken = static_cast<std::uint16_t>(broken | lanes.broken[j]);
+        total = static_cast<std::uint16_t>(total + lanes.sum[j]);
+    }
+    if (k < count && count >= kWordBlock) {
+        // The last 16 words once more (checking and storing a word twice changes nothing) rather
+        // than a word-by-word tail; only the sum must not see a word twice.
+        Words10Lanes last;
+        takeBlock10(words + count - kWordBlock, values + count - kWordBlock, last);
+        for (std::uint16_t b : last.broken) broken = static_cast<std::uint16_t>(broken | b);
+        for (; k < count; ++k) total = static_cast<std::uint16_t>(total + words[k]);
+    }
+    for (; k < count; ++k) {
+        broken = static_cast<std::uint16_t>(broken | brokenParity(words[k]));
+        total = static_cast<std::uint16_t>(total + words[k]);
+        values[k] = static_cast<unsigned char>(words[k]);
+    }
+    sum = total;
+    return (broken & 0x300u) == 0;
 }
 
 }  // namespace rdd18::host::detail

@@ -21,6 +21,10 @@ constexpr std::uint32_t loadBigEndian32(const unsigned char* p) noexcept {
     return (std::uint32_t{p[0]} << 24) | loadBigEndian24(p + 1);
 }
 
+constexpr std::uint64_t loadBigEndian64(const unsigned char* p) noexcept {
+    return (std::uint64_t{loadBigEndian32(p)} << 32) | loadBigEndian32(p + 4);
+}
+
 constexpr std::uint16_t loadLittleEndian16(const unsigned char* p) noexcept {
     return static_cast<std::uint16_t>(p[0] | (p[1] << 8));
 }
@@ -28,6 +32,10 @@ constexpr std::uint16_t loadLittleEndian16(const unsigned char* p) noexcept {
 constexpr std::uint32_t loadLittleEndian32(const unsigned char* p) noexcept {
     return std::uint32_t{p[0]} | (std::uint32_t{p[1]} << 8) | (std::uint32_t{p[2]} << 16) |
            (std::uint32_t{p[3]} << 24);
+}
+
+constexpr std::uint64_t loadLittleEndian64(const unsigned char* p) noexcept {
+    return std::uint64_t{loadLittleEndian32(p)} | (std::uint64_t{loadLittleEndian32(p + 4)} << 32);
 }
 
 /// KLV length field of 4 bytes as both streams write it: a BER long-form marker (0x83) followed by
