@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstdio>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,21 +14,26 @@ namespace {
 
 using namespace rdd18;
 
+/// "Unknown_0x%02x_0x%02x" of the two tag bytes.
 std::string unknownItemKey(rdd18::tag itemTag) {
-    char key[32];
-    std::snprintf(key, sizeof key, "Unknown_0x%02x_0x%02x", itemTag.first, itemTag.second);
+    static constexpr char kHex[] = "0123456789abcdef";
+    std::string key = "Unknown_0x00_0x00";
+    key[10] = kHex[itemTag.first >> 4];
+    key[11] = kHex[itemTag.first & 0xF];
+    key[15] = kHex[itemTag.second >> 4];
+    key[16] = kHex[itemTag.second & 0xF];
     return key;
 }
 
 /// Items of the stream, each written into the answer in the order of its key (the table's key
 /// rank, then stream order), so every entry is appended or replaces the one before it: a later
 /// item of a key still replaces an earlier, and any number of items in any order costs one sort
-/// of small numbers.
+/// of small numbers. The items end with the parse, so their decoded payloads are taken over.
 template <class Table>
 Dictionary buildAnswer(const ItemFactory& factory, RDD18StreamReader& reader,
                        ParseObserver* observer) {
     try {
-        const ItemList items = parseDataForItems(reader, factory, observer);
+        ItemList items = parseDataForItems(reader, factory, observer);
         // Rank of the key in the high half, index in the low half.
         constexpr std::size_t kInPlace = 64;
         std::array<std::uint64_t, kInPlace> small;
@@ -51,11 +55,15 @@ Dictionary buildAnswer(const ItemFactory& factory, RDD18StreamReader& reader,
         result.reserve(std::min(items.size(), factory.tagsToNames.size()));
         ItemTranslator<Table> translator(factory, result);
         for (std::size_t n = 0; n < items.size(); ++n) {
-            const Item& item = *items[static_cast<std::uint32_t>(order[n])];
-            if (item.isSupported()) {
-                translator.dispatch(item, item.tag());
+            Item& item = *items[static_cast<std::uint32_t>(order[n])];
+            const std::size_t row = Table::rowOfRank(static_cast<std::uint32_t>(order[n] >> 32));
+            if (row < Table::size) {
+                translator.translateRow(row, item);
+            } else if (!item.isSupported()) {
+                result.set(unknownItemKey(item.tag()),
+                           Data(std::move(item.payloadAs<ByteVector>())));
             } else {
-                result.set(unknownItemKey(item.tag()), Data(item.payloadAs<ByteVector>()));
+                translator.dispatch(item, item.tag());
             }
         }
         return result;
