@@ -94,21 +94,31 @@ std::unique_ptr<Item> ItemFactory::buildFrom(Reader& reader, ParseObserver* obse
 }
 
 void ItemFactory::indexBuilder(rdd18::tag itemTag, const ItemBuilder* builder) {
-    const auto bits = static_cast<std::uint16_t>((itemTag.first << 8) | itemTag.second);
-    const auto at = std::lower_bound(indexTags_.begin(), indexTags_.end(), bits);
-    indexBuilders_.insert(indexBuilders_.begin() + (at - indexTags_.begin()), builder);
-    indexTags_.insert(at, bits);
+    constexpr std::size_t kMost = 255;  // places and groups are bytes
+    if (indexBuilders_.size() >= kMost) {
+        indexBuilders_.push_back(builder);  // too many for the tables: only the map will serve
+        return;
+    }
+    std::uint8_t& group = groupOfFirstByte_[itemTag.first];
+    if (group == 0) {
+        builderBySecondByte_.emplace_back();
+        group = static_cast<std::uint8_t>(builderBySecondByte_.size());
+    }
+    indexBuilders_.push_back(builder);
+    builderBySecondByte_[group - 1u][itemTag.second] =
+        static_cast<std::uint8_t>(indexBuilders_.size());
 }
 
 const ItemBuilder* ItemFactory::findBuilder(rdd18::tag itemTag) const noexcept {
-    if (indexTags_.size() != builders.size()) {  // the map was changed directly: ask it
+    // The map changed directly, or more builders than the tables hold: ask the map.
+    if (indexBuilders_.size() != builders.size() || indexBuilders_.size() > 255) {
         const auto it = builders.find(itemTag);
         return it == builders.end() ? nullptr : it->second.get();
     }
-    const auto bits = static_cast<std::uint16_t>((itemTag.first << 8) | itemTag.second);
-    const auto at = std::lower_bound(indexTags_.begin(), indexTags_.end(), bits);
-    if (at == indexTags_.end() || *at != bits) return nullptr;
-    return indexBuilders_[static_cast<std::size_t>(at - indexTags_.begin())];
+    const std::uint8_t group = groupOfFirstByte_[itemTag.first];
+    if (group == 0) return nullptr;
+    const std::uint8_t place = builderBySecondByte_[group - 1u][itemTag.second];
+    return place == 0 ? nullptr : indexBuilders_[place - 1u];
 }
 
 std::string ItemFactory::itemName(const rdd18::tag& itemTag) const {

@@ -6,6 +6,7 @@
 //    then L as 24-bit big-endian][value, L bytes: items back to back]
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -79,9 +80,12 @@ class VELMORA_RDD18_EXPORT ItemFactory {
     void indexBuilder(rdd18::tag itemTag, const ItemBuilder* builder);
     const ItemBuilder* findBuilder(rdd18::tag itemTag) const noexcept;
 
-    // The builders of `builders` by tag (first byte high), ascending: the lookup of every item
-    // searches 16-bit numbers side by side. The builders are owned by the map and don't move.
-    std::vector<std::uint16_t> indexTags_;
+    // The builders of `builders` for the lookup of every item, in two steps of a byte each: the
+    // group of the first tag byte (1 + its place among the first bytes seen, 0 for none), then
+    // by the second byte 1 + the place of the builder in `indexBuilders_` (0 for none). The
+    // builders are owned by the map and don't move. Past 255 builders or groups, the map serves.
+    std::array<std::uint8_t, 256> groupOfFirstByte_{};
+    std::vector<std::array<std::uint8_t, 256>> builderBySecondByte_;
     std::vector<const ItemBuilder*> indexBuilders_;
 };
 

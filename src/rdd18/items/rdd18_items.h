@@ -178,9 +178,12 @@ struct FixedSizeDecoder {
     template <class Reader>
     static T make(Reader& reader, unsigned long length) {
         T value{};
-        const unsigned long n = std::min<unsigned long>(sizeof(T), length);
-        if (reader.read(reinterpret_cast<unsigned char*>(&value), n) < sizeof(T))
+        auto* bytes = reinterpret_cast<unsigned char*>(&value);
+        if (length < sizeof(T)) {  // the short payload is still consumed before the refusal
+            reader.read(bytes, length);
             throw ParsingError();
+        }
+        if (reader.read(bytes, sizeof(T)) < sizeof(T)) throw ParsingError();
         return value;
     }
     static std::string whyRejected(unsigned long length) {

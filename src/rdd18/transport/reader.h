@@ -92,14 +92,7 @@ class AncillaryPackagedDataStreamReader : public virtual T {
             streamPosition_ += count;
             return count;
         }
-        unsigned long total = 0;
-        while (total < count) {
-            const unsigned long n = readFromCurrentPacket(buffer + total, count - total);
-            if (n == 0) return total;
-            total += n;
-        }
-        streamPosition_ += total;
-        return total;
+        return readAcrossPackets(buffer, count);
     }
 
     unsigned long position() override { return static_cast<unsigned long>(streamPosition_); }
@@ -197,6 +190,18 @@ class AncillaryPackagedDataStreamReader : public virtual T {
     }
 
   private:
+    /// `read` of bytes that cross into later packets, or of none.
+    unsigned long readAcrossPackets(unsigned char* buffer, unsigned long count) {
+        unsigned long total = 0;
+        while (total < count) {
+            const unsigned long n = readFromCurrentPacket(buffer + total, count - total);
+            if (n == 0) return total;
+            total += n;
+        }
+        streamPosition_ += total;
+        return total;
+    }
+
     /// Makes `packet` the current packet when the stream accepts it and it holds stream bytes.
     bool takePacket(const AncillaryPacket& packet) {
         if (!doesAcceptPacket(packet)) return false;
