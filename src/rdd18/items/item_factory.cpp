@@ -18,6 +18,13 @@ constexpr unsigned long kItemTagSize = 2;     // tag bytes
 constexpr unsigned long kItemHeaderSize = 4;  // tag bytes, then 2 length bytes
 constexpr std::size_t kReservedItems = 512;   // the most item slots a pack reserves at once
 
+/// The builder of `itemTag` in `builders`, or null. Out of line: the tables serve every parse.
+[[gnu::noinline]] const ItemBuilder* builderInMap(
+    const std::map<rdd18::tag, std::unique_ptr<ItemBuilder>>& builders, rdd18::tag itemTag) {
+    const auto it = builders.find(itemTag);
+    return it == builders.end() ? nullptr : it->second.get();
+}
+
 bool startsPack(const unsigned char* key) noexcept {
     return std::memcmp(key, internal::kUniversalLabelHeader,
                        sizeof internal::kUniversalLabelHeader) == 0;
@@ -112,8 +119,7 @@ void ItemFactory::indexBuilder(rdd18::tag itemTag, const ItemBuilder* builder) {
 const ItemBuilder* ItemFactory::findBuilder(rdd18::tag itemTag) const noexcept {
     // The map changed directly, or more builders than the tables hold: ask the map.
     if (indexBuilders_.size() != builders.size() || indexBuilders_.size() > 255) {
-        const auto it = builders.find(itemTag);
-        return it == builders.end() ? nullptr : it->second.get();
+        return builderInMap(builders, itemTag);
     }
     const std::uint8_t group = groupOfFirstByte_[itemTag.first];
     if (group == 0) return nullptr;

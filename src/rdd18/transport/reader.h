@@ -190,8 +190,9 @@ class AncillaryPackagedDataStreamReader : public virtual T {
     }
 
   private:
-    /// `read` of bytes that cross into later packets, or of none.
-    unsigned long readAcrossPackets(unsigned char* buffer, unsigned long count) {
+    /// `read` of bytes that cross into later packets, or of none. Kept out of `read`, so that
+    /// the short path of `read` stays small enough to be inlined into its callers.
+    [[gnu::noinline]] unsigned long readAcrossPackets(unsigned char* buffer, unsigned long count) {
         unsigned long total = 0;
         while (total < count) {
             const unsigned long n = readFromCurrentPacket(buffer + total, count - total);
