@@ -13,8 +13,10 @@ inline constexpr unsigned long kKlvLengthFieldSize = 4;
 
 /// Reads `count` bytes or throws ParsingError, telling `observer` (when given) that the stream
 /// ended inside `field`, which starts at `start`.
-inline void readOrThrow(utils::Reader& reader, unsigned char* buffer, unsigned long count,
-                        TruncatedField field, unsigned long start, ParseObserver* observer) {
+/// `Reader` is `utils::Reader` or a final stream class, whose calls then need no dispatch.
+template <class Reader>
+void readOrThrow(Reader& reader, unsigned char* buffer, unsigned long count, TruncatedField field,
+                 unsigned long start, ParseObserver* observer) {
     if (reader.read(buffer, count) < count) {
         if (observer) observer->truncated(field, start);
         throw ParsingError();
@@ -22,8 +24,9 @@ inline void readOrThrow(utils::Reader& reader, unsigned char* buffer, unsigned l
 }
 
 /// The same, for a field that starts at the reader's position.
-inline void readOrThrow(utils::Reader& reader, unsigned char* buffer, unsigned long count,
-                        TruncatedField field, ParseObserver* observer) {
+template <class Reader>
+void readOrThrow(Reader& reader, unsigned char* buffer, unsigned long count, TruncatedField field,
+                 ParseObserver* observer) {
     readOrThrow(reader, buffer, count, field, reader.position(), observer);
 }
 

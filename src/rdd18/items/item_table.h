@@ -53,11 +53,26 @@ struct ItemTable {
     static constexpr std::uint32_t keyRank(rdd18::tag t, bool registered) noexcept {
         const std::uint32_t tagBits = (std::uint32_t{t.first} << 8) | t.second;
         if (!registered) return (kUnknownPlace << 16) | tagBits;
-        const auto it = std::lower_bound(kRanks.begin(), kRanks.end(), tagBits,
-                                         [](RankRow r, std::uint32_t b) { return r.tag < b; });
+        const std::uint8_t group = kGroupOfFirstByte[t.first];
+        const std::uint8_t placePlusOne = group == 0 ? 0 : kPlaceBySecondByte[group - 1][t.second];
         // A tag outside the table reaches no producer as registered; it goes last.
-        const bool found = it != kRanks.end() && it->tag == tagBits;
-        return (found ? it->place : static_cast<std::uint32_t>(size + 1)) << 16;
+        return (placePlusOne != 0 ? placePlusOne - 1u : static_cast<std::uint32_t>(size + 1)) << 16;
+    }
+
+    /// The row whose key has the rank `rank` (of `keyRank`), or `size` for the rank of an
+    /// unregistered tag's key or of a tag outside the table.
+    static constexpr std::size_t rowOfRank(std::uint32_t rank) noexcept {
+        const std::uint32_t place = rank >> 16;
+        return place < kRowAtPlace.size() ? kRowAtPlace[place] : size;
+    }
+
+    /// True when every name is 7-bit text, which is the same in Latin-1 and in UTF-8: a name
+    /// becomes its key without conversion.
+    static constexpr bool namesAreAscii() {
+        for (std::string_view name : names())
+            for (char c : name)
+                if (static_cast<unsigned char>(c) > 0x7F) return false;
+        return true;
     }
 
     /// This table with the rows of `Other` behind its own.
@@ -79,26 +94,47 @@ struct ItemTable {
     }
 
   private:
-    struct RankRow {
-        std::uint32_t tag;
-        std::uint32_t place;
-    };
+    static_assert(size < 255, "places and groups are bytes");
+
     static constexpr std::uint32_t countNamesBelow(std::string_view key) {
         std::uint32_t n = 0;
         for (std::string_view name : names()) n += name < key ? 1 : 0;
         return n;
     }
     static constexpr std::uint32_t kUnknownPlace = countNamesBelow("Unknown_");
-    // The table's tags in ascending order, each with the place of its name (the unknown keys'
-    // place left free).
-    static constexpr std::array<RankRow, size> kRanks = [] {
-        std::array<RankRow, size> rows{};
+    static constexpr std::uint32_t placeOfRow(std::size_t row) {
+        const std::uint32_t below = countNamesBelow(names()[row]);
+        return below + (below >= kUnknownPlace ? 1 : 0);  // the unknown keys' place left free
+    }
+    // The place of a tag's name in two steps of a byte each: the group of its first byte (1 + the
+    // number of first bytes of the table below it; 0 for a first byte no tag has), then 1 + the
+    // place by second byte within the group (0 for no tag).
+    static constexpr std::array<std::uint8_t, 256> kGroupOfFirstByte = [] {
+        std::array<std::uint8_t, 256> groups{};
+        for (const rdd18::tag& t : tags()) groups[t.first] = 1;
+        std::uint8_t next = 0;
+        for (std::uint8_t& g : groups) g = g != 0 ? ++next : 0;
+        return groups;
+    }();
+    static constexpr std::size_t kGroups = [] {
+        std::size_t n = 0;
+        for (const std::uint8_t g : kGroupOfFirstByte) n = g > n ? g : n;
+        return n;
+    }();
+    static constexpr std::array<std::array<std::uint8_t, 256>, kGroups> kPlaceBySecondByte = [] {
+        std::array<std::array<std::uint8_t, 256>, kGroups> places{};
         for (std::size_t i = 0; i < size; ++i) {
-            const std::uint32_t below = countNamesBelow(names()[i]);
-            rows[i] = {(std::uint32_t{tags()[i].first} << 8) | tags()[i].second,
-                       below + (below >= kUnknownPlace ? 1 : 0)};
+            const rdd18::tag t = tags()[i];
+            places[kGroupOfFirstByte[t.first] - 1][t.second] =
+                static_cast<std::uint8_t>(placeOfRow(i) + 1);
         }
-        std::sort(rows.begin(), rows.end(), [](RankRow a, RankRow b) { return a.tag < b.tag; });
+        return places;
+    }();
+    // The row of each place: `size` at the unknown keys' place.
+    static constexpr std::array<std::size_t, size + 1> kRowAtPlace = [] {
+        std::array<std::size_t, size + 1> rows{};
+        rows[kUnknownPlace] = size;
+        for (std::size_t i = 0; i < size; ++i) rows[placeOfRow(i)] = i;
         return rows;
     }();
 };

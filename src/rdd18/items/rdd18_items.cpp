@@ -3,7 +3,8 @@
 #include <bit>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
+#include <new>
+#include <utility>
 
 #include "rdd18/internal/byte_order.h"
 #include "rdd18/internal/decimal_powers.h"
@@ -74,21 +75,66 @@ double detail::decimalToDouble(unsigned short mantissa, short exponent) noexcept
     return std::bit_cast<double>((field << 52) | fraction);
 }
 
-std::string make_type_from_reader<std::string>::make(RDD18StreamReader& reader,
-                                                     unsigned long length) {
-    std::string buffer(length, '\0');
-    if (reader.read(reinterpret_cast<unsigned char*>(buffer.data()), length) < length) {
-        throw ParsingError();
+namespace {
+
+/// Freed item blocks of each size class (16, 32, 48 and 64 bytes), one list per class, kept by
+/// the thread that freed them up to a bound and given back to the heap when the thread ends.
+class ItemBlockCache {
+  public:
+    static constexpr std::size_t kGrain = 16;
+    static constexpr std::size_t kClasses = 4;
+    static constexpr unsigned kMostPerClass = 512;
+
+    ~ItemBlockCache() {
+        closed_ = true;
+        for (Block*& head : heads_) {
+            while (head) ::operator delete(std::exchange(head, head->next));
+        }
     }
-    buffer.resize(std::strlen(buffer.c_str()));  // the text ends at the first zero byte
-    return buffer;
+
+    void* take(std::size_t sizeClass) {
+        Block* const block = heads_[sizeClass];
+        if (!block) return ::operator new((sizeClass + 1) * kGrain);
+        heads_[sizeClass] = block->next;
+        --counts_[sizeClass];
+        return block;
+    }
+
+    void give(void* memory, std::size_t sizeClass) noexcept {
+        if (closed_ || counts_[sizeClass] == kMostPerClass) {
+            ::operator delete(memory);
+            return;
+        }
+        heads_[sizeClass] = ::new (memory) Block{heads_[sizeClass]};
+        ++counts_[sizeClass];
+    }
+
+  private:
+    struct Block {
+        Block* next;
+    };
+    Block* heads_[kClasses] = {};
+    unsigned counts_[kClasses] = {};
+    bool closed_ = false;  // the thread is ending: blocks go straight back to the heap
+};
+
+thread_local ItemBlockCache itemBlocks;
+
+}  // namespace
+
+void* Item::operator new(std::size_t size) {
+    const std::size_t sizeClass = (size - 1) / ItemBlockCache::kGrain;
+    if (sizeClass >= ItemBlockCache::kClasses) return ::operator new(size);
+    return itemBlocks.take(sizeClass);
 }
 
-ByteVector make_type_from_reader<ByteVector>::make(RDD18StreamReader& reader,
-                                                   unsigned long length) {
-    ByteVector bytes(length, 0);
-    reader.read(bytes.data(), length);  // a short stream leaves a zero tail
-    return bytes;
+void Item::operator delete(void* block, std::size_t size) noexcept {
+    const std::size_t sizeClass = (size - 1) / ItemBlockCache::kGrain;
+    if (sizeClass >= ItemBlockCache::kClasses) {
+        ::operator delete(block);
+    } else {
+        itemBlocks.give(block, sizeClass);
+    }
 }
 
 namespace {

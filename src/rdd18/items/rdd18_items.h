@@ -8,7 +8,9 @@
 
 #include <algorithm>
 #include <cassert>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <type_traits>
@@ -152,7 +154,9 @@ static_assert(sizeof(HalfFloatLensSerial) == 2 && sizeof(HalfFloat) == 2);
 
 // ---------------------------------------------------------------------------------------------
 // Decoders: make_type_from_reader<T>::make(reader, length) reads one T whose item length field
-// is `length`. A payload the type can't hold throws ParsingError; nothing else does.
+// is `length`. A payload the type can't hold throws ParsingError; nothing else does. `reader` is
+// any RDD 18 stream: the abstract class, or a final stream class whose reads then need no
+// dispatch.
 
 template <class T>
 struct make_type_from_reader;
@@ -171,11 +175,15 @@ std::string textRejection(unsigned long length);
 template <class T>
 struct FixedSizeDecoder {
     static_assert(std::is_trivially_copyable_v<T>);
-    static T make(RDD18StreamReader& reader, unsigned long length) {
+    template <class Reader>
+    static T make(Reader& reader, unsigned long length) {
         T value{};
-        const unsigned long n = std::min<unsigned long>(sizeof(T), length);
-        if (reader.read(reinterpret_cast<unsigned char*>(&value), n) < sizeof(T))
+        auto* bytes = reinterpret_cast<unsigned char*>(&value);
+        if (length < sizeof(T)) {  // the short payload is still consumed before the refusal
+            reader.read(bytes, length);
             throw ParsingError();
+        }
+        if (reader.read(bytes, sizeof(T)) < sizeof(T)) throw ParsingError();
         return value;
     }
     static std::string whyRejected(unsigned long length) {
@@ -187,7 +195,8 @@ struct FixedSizeDecoder {
 /// must be the type's, and the elements must fill the payload exactly.
 template <class E>
 struct CountedVectorDecoder {
-    static std::vector<E> make(RDD18StreamReader& reader, unsigned long length);
+    template <class Reader>
+    static std::vector<E> make(Reader& reader, unsigned long length);
     static std::string whyRejected(unsigned long length) {
         return countedVectorRejection(length, sizeof(E));
     }
@@ -217,21 +226,37 @@ template <>
 struct make_type_from_reader<Uint32> : detail::FixedSizeDecoder<Uint32> {
     using detail::FixedSizeDecoder<Uint32>::make;
     /// One `Uint32` of 4 bytes; the header words of the counted vectors.
-    static Uint32 make(RDD18StreamReader& reader) { return make(reader, sizeof(Uint32)); }
+    template <class Reader>
+    static Uint32 make(Reader& reader) {
+        return make(reader, sizeof(Uint32));
+    }
 };
 
 /// String: all `length` bytes are read (short: ParsingError); the text ends at the first zero
 /// byte or at the end. No character conversion happens here.
 template <>
 struct make_type_from_reader<std::string> {
-    VELMORA_RDD18_EXPORT static std::string make(RDD18StreamReader& reader, unsigned long length);
+    template <class Reader>
+    static std::string make(Reader& reader, unsigned long length) {
+        std::string text(length, '\0');
+        if (reader.read(reinterpret_cast<unsigned char*>(text.data()), length) < length) {
+            throw ParsingError();
+        }
+        text.resize(std::strlen(text.c_str()));  // the text ends at the first zero byte
+        return text;
+    }
     static std::string whyRejected(unsigned long length) { return detail::textRejection(length); }
 };
 
 /// Byte vector: exactly `length` bytes. Never fails: bytes the stream doesn't have stay zero.
 template <>
 struct make_type_from_reader<ByteVector> {
-    VELMORA_RDD18_EXPORT static ByteVector make(RDD18StreamReader& reader, unsigned long length);
+    template <class Reader>
+    static ByteVector make(Reader& reader, unsigned long length) {
+        ByteVector bytes(length, 0);
+        reader.read(bytes.data(), length);  // a short stream leaves a zero tail
+        return bytes;
+    }
     static std::string whyRejected(unsigned long) { return {}; }  // never refuses
 };
 
@@ -241,8 +266,8 @@ template <>
 struct make_type_from_reader<std::vector<HalfFloat>> : detail::CountedVectorDecoder<HalfFloat> {};
 
 template <class E>
-std::vector<E> detail::CountedVectorDecoder<E>::make(RDD18StreamReader& reader,
-                                                     unsigned long length) {
+template <class Reader>
+std::vector<E> detail::CountedVectorDecoder<E>::make(Reader& reader, unsigned long length) {
     constexpr unsigned long kHeaderSize = 8;
     if (length < kHeaderSize) throw ParsingError();
     const std::uint32_t count = make_type_from_reader<Uint32>::make(reader);
@@ -270,10 +295,22 @@ class VELMORA_RDD18_EXPORT Item {
     /// Address of the payload value inside the item.
     virtual const void* payload() const = 0;
 
+    /// Items of up to 64 bytes (every item class of the library) are made from blocks that the
+    /// thread freed before, held in a small per-thread cache, and others from the global heap: a
+    /// parse makes and frees an item per metadata item, all of a few sizes. Any thread may free
+    /// any item.
+    static void* operator new(std::size_t size);
+    static void operator delete(void* block, std::size_t size) noexcept;
+
     /// The payload as a `T`. Unchecked: the caller knows the type from the tag.
     template <class T>
     const T& payloadAs() const {
         return *static_cast<const T*>(payload());
+    }
+    /// The same, to change or to take over: the item owns its payload.
+    template <class T>
+    T& payloadAs() {
+        return *static_cast<T*>(const_cast<void*>(payload()));
     }
 };
 
@@ -288,6 +325,12 @@ class VELMORA_RDD18_EXPORT ItemBuilder {
     /// payload can't be decoded.
     virtual std::unique_ptr<Item> build(rdd18::tag itemTag, RDD18StreamReader& reader,
                                         unsigned long length) const = 0;
+    /// The same over the packet stream itself, which a builder may read without dispatch; by
+    /// default the `build` above.
+    virtual std::unique_ptr<Item> build(rdd18::tag itemTag, RDD18AncillaryDataStreamReader& reader,
+                                        unsigned long length) const {
+        return build(itemTag, static_cast<RDD18StreamReader&>(reader), length);
+    }
     /// Why `build` refused a payload with length field `length`: the decoder's rule, in words.
     virtual std::string whyRejected(unsigned long length) const = 0;
     /// True when a payload cut off by the end of the stream is kept with a zero tail.
@@ -313,14 +356,25 @@ class TaggedItem : public Item {
       public:
         std::unique_ptr<Item> build(rdd18::tag itemTag, RDD18StreamReader& reader,
                                     unsigned long length) const override {
-            assert(itemTag == make_tag(Tag1, Tag2) && "itemTag == make_tag(Tag1, Tag2)");
-            (void)itemTag;
-            return std::make_unique<TaggedItem>(make_type_from_reader<T>::make(reader, length));
+            return buildFrom(itemTag, reader, length);
+        }
+        std::unique_ptr<Item> build(rdd18::tag itemTag, RDD18AncillaryDataStreamReader& reader,
+                                    unsigned long length) const override {
+            return buildFrom(itemTag, reader, length);
         }
         std::string whyRejected(unsigned long length) const override {
             return make_type_from_reader<T>::whyRejected(length);
         }
         bool zeroFillsShortPayload() const override { return std::is_same_v<T, ByteVector>; }
+
+      private:
+        template <class Reader>
+        static std::unique_ptr<Item> buildFrom(rdd18::tag itemTag, Reader& reader,
+                                               unsigned long length) {
+            assert(itemTag == make_tag(Tag1, Tag2) && "itemTag == make_tag(Tag1, Tag2)");
+            (void)itemTag;
+            return std::make_unique<TaggedItem>(make_type_from_reader<T>::make(reader, length));
+        }
     };
 
   private:
@@ -331,7 +385,8 @@ class TaggedItem : public Item {
 /// the stream doesn't have are zero.
 class VELMORA_RDD18_EXPORT UnsupportedItem : public Item {
   public:
-    UnsupportedItem(rdd18::tag itemTag, RDD18StreamReader& reader, unsigned long length)
+    template <class Reader>
+    UnsupportedItem(rdd18::tag itemTag, Reader& reader, unsigned long length)
         : bytes_(make_type_from_reader<ByteVector>::make(reader, length)), tag_(itemTag) {}
 
     rdd18::tag tag() const override { return tag_; }

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstdio>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,49 +14,84 @@ namespace {
 
 using namespace rdd18;
 
+/// "Unknown_0x%02x_0x%02x" of the two tag bytes.
 std::string unknownItemKey(rdd18::tag itemTag) {
-    char key[32];
-    std::snprintf(key, sizeof key, "Unknown_0x%02x_0x%02x", itemTag.first, itemTag.second);
+    static constexpr char kHex[] = "0123456789abcdef";
+    std::string key = "Unknown_0x00_0x00";
+    key[10] = kHex[itemTag.first >> 4];
+    key[11] = kHex[itemTag.first & 0xF];
+    key[15] = kHex[itemTag.second >> 4];
+    key[16] = kHex[itemTag.second & 0xF];
     return key;
 }
 
-/// Items of the stream, each written into the answer in the order of its key (the table's key
-/// rank, then stream order), so every entry is appended or replaces the one before it: a later
-/// item of a key still replaces an earlier, and any number of items in any order costs one sort
-/// of small numbers.
+/// A frame of registered items only, the usual frame: the last item of each key is found by the
+/// place of its key, and the places are walked in order, so the entries are appended without a
+/// sort, and an item that a later one of its key replaces is not translated at all. False, with
+/// nothing written, when an item has no row of the table.
+template <class Table>
+bool writeByKeyPlace(ItemList& items, ItemTranslator<Table>& translator) {
+    constexpr std::uint32_t kNone = ~std::uint32_t{0};
+    std::array<std::uint32_t, Table::size + 1> lastOfPlace;  // places 0..size
+    lastOfPlace.fill(kNone);
+    for (std::size_t i = 0; i < items.size(); ++i) {
+        const Item& item = *items[i];
+        const std::uint32_t rank = Table::keyRank(item.tag(), item.isSupported());
+        if (Table::rowOfRank(rank) == Table::size) return false;
+        lastOfPlace[rank >> 16] = static_cast<std::uint32_t>(i);
+    }
+    for (std::uint32_t place = 0; place < lastOfPlace.size(); ++place) {
+        if (lastOfPlace[place] == kNone) continue;
+        translator.translateRow(Table::rowOfRank(place << 16), *items[lastOfPlace[place]]);
+    }
+    return true;
+}
+
+/// Any frame: the items in the order of their keys (the table's key rank, then stream order), so
+/// every entry is appended or replaces the one before it: a later item of a key still replaces an
+/// earlier, and any number of items in any order costs one sort of small numbers.
+template <class Table>
+void writeSorted(ItemList& items, ItemTranslator<Table>& translator, Dictionary& result) {
+    // Rank of the key in the high half, index in the low half.
+    constexpr std::size_t kInPlace = 64;
+    std::array<std::uint64_t, kInPlace> small;
+    std::vector<std::uint64_t> large;
+    std::uint64_t* order = small.data();
+    if (items.size() > kInPlace) {
+        large.resize(items.size());
+        order = large.data();
+    }
+    for (std::size_t i = 0; i < items.size(); ++i) {
+        const std::uint64_t rank = Table::keyRank(items[i]->tag(), items[i]->isSupported());
+        order[i] = (rank << 32) | i;
+    }
+    std::sort(order, order + items.size());
+    for (std::size_t n = 0; n < items.size(); ++n) {
+        Item& item = *items[static_cast<std::uint32_t>(order[n])];
+        const std::size_t row = Table::rowOfRank(static_cast<std::uint32_t>(order[n] >> 32));
+        if (row < Table::size) {
+            translator.translateRow(row, item);
+        } else if (!item.isSupported()) {
+            result.set(unknownItemKey(item.tag()), Data(std::move(item.payloadAs<ByteVector>())));
+        } else {
+            translator.dispatch(item, item.tag());
+        }
+    }
+}
+
+/// The answer of a frame's items, written in the order of their keys, so that every entry is
+/// appended. The items end with the parse, so their decoded payloads are taken over.
 template <class Table>
 Dictionary buildAnswer(const ItemFactory& factory, RDD18StreamReader& reader,
                        ParseObserver* observer) {
     try {
-        const ItemList items = parseDataForItems(reader, factory, observer);
-        // Rank of the key in the high half, index in the low half.
-        constexpr std::size_t kInPlace = 64;
-        std::array<std::uint64_t, kInPlace> small;
-        std::vector<std::uint64_t> large;
-        std::uint64_t* order = small.data();
-        if (items.size() > kInPlace) {
-            large.resize(items.size());
-            order = large.data();
-        }
-        for (std::size_t i = 0; i < items.size(); ++i) {
-            const std::uint64_t rank = Table::keyRank(items[i]->tag(), items[i]->isSupported());
-            order[i] = (rank << 32) | i;
-        }
-        std::sort(order, order + items.size());
-
+        ItemList items = parseDataForItems(reader, factory, observer);
         Dictionary result;
         // One entry per item in a frame without repeats; never more than the flavour has names
         // for when a frame repeats its items, so a long frame holds no idle room.
         result.reserve(std::min(items.size(), factory.tagsToNames.size()));
         ItemTranslator<Table> translator(factory, result);
-        for (std::size_t n = 0; n < items.size(); ++n) {
-            const Item& item = *items[static_cast<std::uint32_t>(order[n])];
-            if (item.isSupported()) {
-                translator.dispatch(item, item.tag());
-            } else {
-                result.set(unknownItemKey(item.tag()), Data(item.payloadAs<ByteVector>()));
-            }
-        }
+        if (!writeByKeyPlace(items, translator)) writeSorted(items, translator, result);
         return result;
     } catch (const AncillaryDataBuildingError&) {
         return Dictionary();

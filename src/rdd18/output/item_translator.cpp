@@ -5,14 +5,6 @@
 namespace rdd18 {
 
 namespace {
-Value rationalValue(const Rational& r) {
-    Dictionary d;
-    d.reserve(2);
-    d.set("den", Number::unsignedInt(r.denominator.value()));
-    d.set("num", Number::unsignedInt(r.numerator.value()));
-    return d;
-}
-
 std::string filenameStyleName(unsigned char code) {
     switch (code) {
         case 0:
@@ -34,65 +26,81 @@ void ItemTranslatorBase::write(rdd18::tag itemTag, Value value) {
     result_.set(stringFromLatin1(text), std::move(value));
 }
 
-void ItemTranslatorBase::translate(rdd18::tag itemTag, const Uint16& v) {
-    write(itemTag, Number::integer(v.value()));
+Value answerValue(const Uint16& v) {
+    return Number::integer(v.value());
 }
 
-void ItemTranslatorBase::translate(rdd18::tag itemTag, const unsigned char& v) {
-    write(itemTag, Number::integer(v));
+Value answerValue(const unsigned char& v) {
+    return Number::integer(v);
 }
 
-void ItemTranslatorBase::translate(rdd18::tag itemTag, const Int16& v) {
-    write(itemTag, Number::shortNumber(v.value()));
+Value answerValue(const Int16& v) {
+    return Number::shortNumber(v.value());
 }
 
-void ItemTranslatorBase::translate(rdd18::tag itemTag, const Uint32& v) {
-    write(itemTag, Number::unsignedInt(v.value()));
+Value answerValue(const Uint32& v) {
+    return Number::unsignedInt(v.value());
 }
 
-void ItemTranslatorBase::translate(rdd18::tag itemTag, const Boolean& v) {
-    write(itemTag, Number::boolean(v.value()));
+Value answerValue(const Boolean& v) {
+    return Number::boolean(v.value());
 }
 
-void ItemTranslatorBase::translate(rdd18::tag itemTag, const HalfFloatLensSerial& v) {
-    write(itemTag, Number::doubleNumber(v.value()));
+Value answerValue(const HalfFloatLensSerial& v) {
+    return Number::doubleNumber(v.value());
 }
 
-void ItemTranslatorBase::translate(rdd18::tag itemTag, const std::string& v) {
-    write(itemTag, stringFromLatin1(v));
+Value answerValue(const std::string& v) {
+    return stringFromLatin1(v);
 }
 
-void ItemTranslatorBase::translate(rdd18::tag itemTag, const Label& v) {
+Value answerValue(std::string&& v) {
+    // 7-bit text is the same in both encodings: the decoded buffer becomes the value as it is.
+    for (const char c : v) {
+        if (static_cast<unsigned char>(c) > 0x7F) return stringFromLatin1(v);
+    }
+    return std::move(v);
+}
+
+Value answerValue(const Label& v) {
     Dictionary d;
     d.reserve(2);
     d.set("value0", Number::unsignedChar(v.value0));
     d.set("value1", Number::unsignedChar(v.value1));
-    write(itemTag, std::move(d));
+    return d;
 }
 
-void ItemTranslatorBase::translate(rdd18::tag itemTag, const Rational& v) {
-    write(itemTag, rationalValue(v));
+Value answerValue(const Rational& v) {
+    Dictionary d;
+    d.reserve(2);
+    d.set("den", Number::unsignedInt(v.denominator.value()));
+    d.set("num", Number::unsignedInt(v.numerator.value()));
+    return d;
 }
 
-void ItemTranslatorBase::translate(rdd18::tag itemTag, const std::vector<Rational>& v) {
+Value answerValue(const std::vector<Rational>& v) {
     Array array;
     array.reserve(v.size());
-    for (const Rational& r : v) array.push_back(rationalValue(r));
-    write(itemTag, std::move(array));
+    for (const Rational& r : v) array.push_back(answerValue(r));
+    return array;
 }
 
-void ItemTranslatorBase::translate(rdd18::tag itemTag, const std::vector<HalfFloat>& v) {
+Value answerValue(const std::vector<HalfFloat>& v) {
     Array array;
     array.reserve(v.size());
     for (const HalfFloat& h : v) array.push_back(Number::doubleNumber(h.value()));
-    write(itemTag, std::move(array));
+    return array;
 }
 
-void ItemTranslatorBase::translate(rdd18::tag itemTag, const ByteVector& v) {
-    write(itemTag, Data(v));
+Value answerValue(const ByteVector& v) {
+    return Data(v);
 }
 
-void ItemTranslatorBase::translate(rdd18::tag itemTag, const VaricamExtendedMetadata& v) {
+Value answerValue(ByteVector&& v) {
+    return Data(std::move(v));
+}
+
+Value answerValue(const VaricamExtendedMetadata& v) {
     Dictionary d;
     d.reserve(5);
     d.set("clipNameValid", Number::unsignedChar(v.clipNameValid));
@@ -100,7 +108,7 @@ void ItemTranslatorBase::translate(rdd18::tag itemTag, const VaricamExtendedMeta
     d.set("reelCounter", Number::unsignedShort(v.reelCounter.value()));
     d.set("clipCounter", Number::unsignedShort(v.clipCounter.value()));
     d.set("filenameStyle", filenameStyleName(v.filenameStyle));
-    write(itemTag, std::move(d));
+    return d;
 }
 
 }  // namespace rdd18

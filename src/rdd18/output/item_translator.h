@@ -1,9 +1,13 @@
 // Translation of typed items into the answer dictionary. Each flavour has a compile-time list of
-// item classes (its table); dispatch walks the list head first, with no run-time table. The value
-// written depends on the payload type alone, never on the tag.
+// item classes (its table); an item is written either by its row of the table (the facade, which
+// knows the row from the item's key rank) or by a walk of the list head first. The value written
+// depends on the payload type alone, never on the tag.
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "rdd18/items/item_factory.h"
@@ -22,25 +26,39 @@ namespace rdd18 {
 ///   Rational -> {"den", "num"} of unsigned int numbers
 ///   vector of Rational -> array of such dictionaries; vector of HalfFloat -> array of doubles
 ///   byte vector -> data;  VaricamExtendedMetadata -> dictionary of five entries
-/// String payloads are 8-bit text: bytes 0x80-0xFF are taken as ISO 8859-1.
+/// String payloads are 8-bit text: bytes 0x80-0xFF are taken as ISO 8859-1. The overloads of an
+/// rvalue string or byte vector take its buffer over where the value needs no conversion.
+Value answerValue(const Uint16& v);
+Value answerValue(const unsigned char& v);
+Value answerValue(const Int16& v);
+Value answerValue(const Uint32& v);
+Value answerValue(const Boolean& v);
+Value answerValue(const HalfFloatLensSerial& v);
+Value answerValue(const std::string& v);
+Value answerValue(std::string&& v);
+Value answerValue(const Label& v);
+Value answerValue(const Rational& v);
+Value answerValue(const std::vector<Rational>& v);
+Value answerValue(const std::vector<HalfFloat>& v);
+Value answerValue(const ByteVector& v);
+Value answerValue(ByteVector&& v);
+Value answerValue(const VaricamExtendedMetadata& v);
+
+/// Writes entries of typed items under the names of a factory.
 class ItemTranslatorBase {
   public:
     ItemTranslatorBase(const ItemFactory& factory, Dictionary& result) noexcept
         : factory_(factory), result_(result) {}
 
-    void translate(rdd18::tag itemTag, const Uint16& v);
-    void translate(rdd18::tag itemTag, const unsigned char& v);
-    void translate(rdd18::tag itemTag, const Int16& v);
-    void translate(rdd18::tag itemTag, const Uint32& v);
-    void translate(rdd18::tag itemTag, const Boolean& v);
-    void translate(rdd18::tag itemTag, const HalfFloatLensSerial& v);
-    void translate(rdd18::tag itemTag, const std::string& v);
-    void translate(rdd18::tag itemTag, const Label& v);
-    void translate(rdd18::tag itemTag, const Rational& v);
-    void translate(rdd18::tag itemTag, const std::vector<Rational>& v);
-    void translate(rdd18::tag itemTag, const std::vector<HalfFloat>& v);
-    void translate(rdd18::tag itemTag, const ByteVector& v);
-    void translate(rdd18::tag itemTag, const VaricamExtendedMetadata& v);
+    /// Writes the value of `v` under the factory's name of `itemTag` (the empty key for a tag the
+    /// factory doesn't name).
+    template <class T>
+    void translate(rdd18::tag itemTag, const T& v) {
+        write(itemTag, answerValue(v));
+    }
+
+  protected:
+    Dictionary& result() noexcept { return result_; }
 
   private:
     void write(rdd18::tag itemTag, Value value);
@@ -64,7 +82,25 @@ class ItemTranslator<ItemTable<Rows...>> : public ItemTranslatorBase {
         return dispatchFrom<Rows...>(item, itemTag);
     }
 
+    /// Writes the entry of `item`, a typed item of the table's row `row`, under the row's name,
+    /// taking its payload over. The factory must be the table's own (its names are the rows'),
+    /// as the flavour's shared factory is.
+    void translateRow(std::size_t row, Item& item) { kRowWriters[row](result(), item); }
+
   private:
+    static_assert(ItemTable<Rows...>::namesAreAscii(), "a key is its name without conversion");
+
+    using RowWriter = void (*)(Dictionary&, Item&);
+
+    template <class Row>
+    static void writeRow(Dictionary& result, Item& item) {
+        using Payload = typename Row::ItemType::PayloadType;
+        result.set(std::string(Row::name()),
+                   answerValue(std::move(item.template payloadAs<Payload>())));
+    }
+
+    static constexpr std::array<RowWriter, sizeof...(Rows)> kRowWriters = {&writeRow<Rows>...};
+
     template <class Head, class... Rest>
     bool dispatchFrom(const Item& item, rdd18::tag itemTag) {
         if (link<typename Head::ItemType>(item, itemTag)) return true;

@@ -64,14 +64,70 @@ class VELMORA_RDD18_EXPORT AncillaryDataBufferReader final : public virtual Anci
                               AncillaryDataBufferContainsFlags flags,
                               ParseObserver* observer = nullptr) noexcept;
 
-    std::optional<utils::AncillaryPacket> readNextPacket() override;
-    bool hasNextPacket() override;
+    std::optional<utils::AncillaryPacket> readNextPacket() override {
+        utils::AncillaryPacket packet;
+        if (nextPacket(packet)) return packet;
+        return std::nullopt;
+    }
+    bool hasNextPacket() override { return cursor_ < start_ + size_; }
+
+    /// `readNextPacket` into `packet`: true when this call found a packet. Defined here, so that
+    /// a stream reader that walks the buffer itself does so without a call per packet.
+    bool nextPacket(utils::AncillaryPacket& packet) {
+        if (!hasNextPacket()) return false;
+        const bool withFlags = flags_ == AncillaryDataBufferWithFlags;
+        const unsigned long minimum =
+            (withFlags ? kFlagSize : 0) + kHeaderSize + kChecksumSize;  // a packet with DC 0
+        if (remainingBufferSize() < minimum) {
+            endAtShortTail();
+            return false;
+        }
+        if (withFlags) {
+            // Resynchronisation is by whole flag widths: a bad flag costs exactly 3 bytes.
+            const bool matched = isAncillaryDataFlag(cursor_);
+            cursor_ += kFlagSize;
+            if (!matched) {
+                if (observer_) reportFlagMismatch();
+                return false;
+            }
+        }
+        packet.did = cursor_[0];
+        packet.sdid = cursor_[1];
+        packet.size = cursor_[2];
+        cursor_ += kHeaderSize;
+        if (remainingBufferSize() < packet.payloadSize() + kChecksumSize) {
+            endAtOverrun(packet.size);  // a packet cut off by the end of the buffer loses the tail
+            return false;
+        }
+        packet.payload = cursor_;
+        packet.checksum = cursor_[packet.size];
+        cursor_ += packet.payloadSize() + kChecksumSize;
+        return true;
+    }
 
     /// Bytes between the cursor and the end of the buffer.
-    unsigned long remainingBufferSize() const noexcept;
+    unsigned long remainingBufferSize() const noexcept {
+        return static_cast<unsigned long>(start_ + size_ - cursor_);
+    }
 
   private:
-    unsigned long offset() const noexcept;  // of the cursor, for the observer
+    static constexpr unsigned long kFlagSize = 3;
+    static constexpr unsigned long kHeaderSize = 3;  // DID, SDID, DC
+    static constexpr unsigned long kChecksumSize = 1;
+
+    static bool isAncillaryDataFlag(const unsigned char* p) noexcept {
+        return (p[0] == 0x00 && p[1] == 0xFF && p[2] == 0xFF) ||
+               (p[0] == 0x04 && p[1] == 0xFB && p[2] == 0xFB);
+    }
+
+    // The rare ends of the walk, out of line: each tells the observer (when there is one).
+    void endAtShortTail();
+    void reportFlagMismatch();
+    void endAtOverrun(std::uint8_t dataCount);
+
+    unsigned long offset() const noexcept {  // of the cursor, for the observer
+        return static_cast<unsigned long>(cursor_ - start_);
+    }
 
     std::uint64_t size_;
     const unsigned char* cursor_;

@@ -46,6 +46,9 @@ class VELMORA_RDD18_EXPORT RDD18AncillaryDataStreamReader final
 
     explicit RDD18AncillaryDataStreamReader(AncillaryDataReader& source) noexcept
         : utils::AncillaryPackagedDataStreamReader<RDD18StreamReader>(source) {}
+    /// Over a buffer of packets: the stream walks it without a call per packet.
+    explicit RDD18AncillaryDataStreamReader(AncillaryDataBufferReader& source) noexcept
+        : utils::AncillaryPackagedDataStreamReader<RDD18StreamReader>(source) {}
 
     void resynchronize() override {
         utils::AncillaryPackagedDataStreamReader<RDD18StreamReader>::discardRestOfPacket();

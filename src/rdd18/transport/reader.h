@@ -78,18 +78,21 @@ class AncillaryPackagedDataStreamReader : public virtual T {
   public:
     explicit AncillaryPackagedDataStreamReader(AncillaryDataReader& source) noexcept
         : source_(source) {}
+    /// Over a buffer of packets, which the stream then walks itself, without a call per packet.
+    explicit AncillaryPackagedDataStreamReader(AncillaryDataBufferReader& source) noexcept
+        : source_(source), buffer_(&source) {}
 
     /// Copies up to `count` bytes, moving on through accepted packets as needed. A read that comes
     /// up short delivers what there was and moves the packet offset, but leaves `position()`.
     unsigned long read(unsigned char* buffer, unsigned long count) override {
-        unsigned long total = 0;
-        while (total < count) {
-            const unsigned long n = readFromCurrentPacket(buffer + total, count - total);
-            if (n == 0) return total;
-            total += n;
+        // Most reads (item headers, values) lie inside the current packet.
+        if (count != 0 && count <= bytesLeftInPacket()) {
+            std::memcpy(buffer, currentPacket_.payload + packetOffset_, count);
+            packetOffset_ += count;
+            streamPosition_ += count;
+            return count;
         }
-        streamPosition_ += total;
-        return total;
+        return readAcrossPackets(buffer, count);
     }
 
     unsigned long position() override { return static_cast<unsigned long>(streamPosition_); }
@@ -140,14 +143,16 @@ class AncillaryPackagedDataStreamReader : public virtual T {
     /// Moves on to the next accepted packet that holds stream bytes. A packet whose header is
     /// accepted but that holds no stream bytes is taken up on the way.
     bool readNextMatchingPacket() {
+        if (buffer_) {
+            AncillaryPacket packet;
+            while (valid_ && buffer_->hasNextPacket()) {
+                if (buffer_->nextPacket(packet) && takePacket(packet)) return true;
+            }
+            return false;
+        }
         while (valid_ && source_.hasNextPacket()) {
             const std::optional<AncillaryPacket> packet = source_.readNextPacket();
-            if (!packet || !doesAcceptPacket(*packet)) continue;
-            const std::int64_t offset = readHeaderOfPacket(*packet);
-            if (offset < 0) continue;
-            currentPacket_ = *packet;
-            packetOffset_ = static_cast<std::uint64_t>(offset);
-            if (currentPacket_.payloadSize() > packetOffset_) return true;
+            if (packet && takePacket(*packet)) return true;
         }
         return false;
     }
@@ -170,7 +175,13 @@ class AncillaryPackagedDataStreamReader : public virtual T {
     bool continuesSequence(const AncillaryPacket& packet, N& last, N found) {
         const std::uint32_t expected = std::uint32_t{last} + 1;
         if (std::uint32_t{found} != expected) {
-            if (observer_) observer_->sequenceBroken(packet, expected, found);
+            if (observer_) {
+                // The observer gets a copy: the packet of the walk itself never has its address
+                // taken, so it can live in registers (a packet in memory, stored byte by byte and
+                // compared in wider loads, stalls every packet).
+                const AncillaryPacket broken = packet;
+                observer_->sequenceBroken(broken, expected, found);
+            }
             invalidateStream();
             return false;
         }
@@ -179,12 +190,42 @@ class AncillaryPackagedDataStreamReader : public virtual T {
     }
 
   private:
+    /// `read` of bytes that cross into later packets, or of none. Kept out of `read`, so that
+    /// the short path of `read` stays small enough to be inlined into its callers.
+    [[gnu::noinline]] unsigned long readAcrossPackets(unsigned char* buffer, unsigned long count) {
+        unsigned long total = 0;
+        while (total < count) {
+            const unsigned long n = readFromCurrentPacket(buffer + total, count - total);
+            if (n == 0) return total;
+            total += n;
+        }
+        streamPosition_ += total;
+        return total;
+    }
+
+    /// Makes `packet` the current packet when the stream accepts it and it holds stream bytes.
+    bool takePacket(const AncillaryPacket& packet) {
+        if (!doesAcceptPacket(packet)) return false;
+        const std::int64_t offset = readHeaderOfPacket(packet);
+        if (offset < 0) return false;
+        // Field by field: a packet walk that has just stored the packet field by field would
+        // make one wide load of it wait for those stores to drain, on every packet.
+        currentPacket_.did = packet.did;
+        currentPacket_.sdid = packet.sdid;
+        currentPacket_.size = packet.size;
+        currentPacket_.payload = packet.payload;
+        currentPacket_.checksum = packet.checksum;
+        packetOffset_ = static_cast<std::uint64_t>(offset);
+        return currentPacket_.payloadSize() > packetOffset_;
+    }
+
     unsigned long bytesLeftInPacket() const noexcept {
         const std::uint64_t size = currentPacket_.payloadSize();
         return packetOffset_ < size ? static_cast<unsigned long>(size - packetOffset_) : 0;
     }
 
     AncillaryDataReader& source_;
+    AncillaryDataBufferReader* buffer_ = nullptr;  // the same source, when it is a buffer
     AncillaryPacket currentPacket_{};
     std::uint64_t streamPosition_ = 0;
     std::uint64_t packetOffset_ = 0;
