@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "rdd18/internal/anc_words.h"
+#include "rdd18/host/word_scan.h"
 #include "rdd18/transport/parse_observer.h"
 
 namespace rdd18::host {

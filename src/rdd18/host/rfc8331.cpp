@@ -2,8 +2,8 @@
 
 #include <cstring>
 
+#include "rdd18/host/word_scan.h"
 #include "rdd18/host/words10.h"
-#include "rdd18/internal/anc_words.h"
 #include "rdd18/internal/byte_order.h"
 #include "rdd18/transport/parse_observer.h"
 

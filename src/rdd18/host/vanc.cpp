@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <memory>
 
-#include "rdd18/internal/anc_words.h"
+#include "rdd18/host/word_scan.h"
 #include "rdd18/internal/byte_order.h"
 #include "rdd18/transport/parse_observer.h"
 

@@ -3,6 +3,7 @@
 // the 9-bit sum of DID..last UDW with b9 the inverse of b8.
 #pragma once
 
+#include <bit>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -14,7 +15,7 @@ namespace rdd18::host {
 
 /// `value` with its parity bits: b8 even parity of b0-b7, b9 = not b8.
 constexpr std::uint16_t withParity(std::uint8_t value) noexcept {
-    const unsigned odd = static_cast<unsigned>(__builtin_parity(value));
+    const unsigned odd = static_cast<unsigned>(std::popcount(value) & 1);
     return static_cast<std::uint16_t>(value | (odd << 8) | ((odd ^ 1u) << 9));
 }
 
