@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <new>
+#include <type_traits>
 #include <utility>
 
 #include "rdd18/internal/byte_order.h"
@@ -78,47 +79,59 @@ double detail::decimalToDouble(unsigned short mantissa, short exponent) noexcept
 namespace {
 
 /// Freed item blocks of each size class (16, 32, 48 and 64 bytes), one list per class, kept by
-/// the thread that freed them up to a bound and given back to the heap when the thread ends.
-class ItemBlockCache {
-  public:
+/// the thread that freed them up to a bound. The lists are trivially destructible, so they stay
+/// usable to the thread's last moment: an item freed by a later destructor of the same thread
+/// (another thread-local, a static of the main thread) finds the lists closed and goes straight
+/// back to the heap.
+struct ItemBlockCache {
     static constexpr std::size_t kGrain = 16;
     static constexpr std::size_t kClasses = 4;
     static constexpr unsigned kMostPerClass = 512;
 
-    ~ItemBlockCache() {
-        closed_ = true;
-        for (Block*& head : heads_) {
-            while (head) ::operator delete(std::exchange(head, head->next));
-        }
-    }
-
-    void* take(std::size_t sizeClass) {
-        Block* const block = heads_[sizeClass];
-        if (!block) return ::operator new((sizeClass + 1) * kGrain);
-        heads_[sizeClass] = block->next;
-        --counts_[sizeClass];
-        return block;
-    }
-
-    void give(void* memory, std::size_t sizeClass) noexcept {
-        if (closed_ || counts_[sizeClass] == kMostPerClass) {
-            ::operator delete(memory);
-            return;
-        }
-        heads_[sizeClass] = ::new (memory) Block{heads_[sizeClass]};
-        ++counts_[sizeClass];
-    }
-
-  private:
     struct Block {
         Block* next;
     };
-    Block* heads_[kClasses] = {};
-    unsigned counts_[kClasses] = {};
-    bool closed_ = false;  // the thread is ending: blocks go straight back to the heap
-};
+    Block* heads[kClasses];
+    unsigned counts[kClasses];
+    bool closed;
 
-thread_local ItemBlockCache itemBlocks;
+    void* take(std::size_t sizeClass);
+    void give(void* memory, std::size_t sizeClass) noexcept;
+    void drain() noexcept {
+        closed = true;
+        for (Block*& head : heads) {
+            while (head) ::operator delete(std::exchange(head, head->next));
+        }
+    }
+};
+static_assert(std::is_trivially_destructible_v<ItemBlockCache>);
+
+constinit thread_local ItemBlockCache itemBlocks{};
+
+/// Gives the thread's cached blocks back to the heap when the thread ends. Touched by the first
+/// block the thread caches, which registers its destructor.
+struct ItemBlockDrain {
+    ~ItemBlockDrain() { itemBlocks.drain(); }
+};
+thread_local ItemBlockDrain itemBlockDrain;
+
+void* ItemBlockCache::take(std::size_t sizeClass) {
+    Block* const block = heads[sizeClass];
+    if (!block) return ::operator new((sizeClass + 1) * kGrain);
+    heads[sizeClass] = block->next;
+    --counts[sizeClass];
+    return block;
+}
+
+void ItemBlockCache::give(void* memory, std::size_t sizeClass) noexcept {
+    if (closed || counts[sizeClass] == kMostPerClass) {
+        ::operator delete(memory);
+        return;
+    }
+    [[maybe_unused]] const ItemBlockDrain* const registered = &itemBlockDrain;
+    heads[sizeClass] = ::new (memory) Block{heads[sizeClass]};
+    ++counts[sizeClass];
+}
 
 }  // namespace
 
