@@ -1,5 +1,6 @@
 #include "rdd18/host/st436m.h"
 
+#include "rdd18/host/word_scan.h"
 #include "rdd18/internal/byte_order.h"
 
 namespace rdd18::host {
@@ -20,16 +21,6 @@ Coding codingKind(std::uint8_t coding) noexcept {
     if ((coding >= 4 && coding <= 6) || (coding >= 10 && coding <= 12)) return Coding::EightBit;
     if (coding >= 7 && coding <= 9) return Coding::TenBit;
     return Coding::Unknown;
-}
-
-// A 10-bit word carries its 8-bit value with bit 8 the even parity of bits 7..0 and bit 9 the
-// inverse of bit 8.
-bool hasParity(std::uint16_t word) noexcept {
-    unsigned ones = 0;
-    for (unsigned v = word & 0xFFu; v != 0; v >>= 1) ones += v & 1u;
-    const unsigned b8 = (word >> 8) & 1u;
-    const unsigned b9 = (word >> 9) & 1u;
-    return b8 == (ones & 1u) && b9 != b8;
 }
 
 // The samples of one packet payload, 8 or 10 bits each.
@@ -64,14 +55,13 @@ std::optional<St436mFault> readPacket(const Samples& samples, bool tenBit, St436
     if (samples.size() < 3 + dc) return St436mFault::PacketTooShort;
     if (tenBit) {
         for (std::size_t i = 0; i < 3; ++i) {
-            if (!hasParity(samples[i])) return St436mFault::BadParity;
+            if (samples[i] != withParity(static_cast<std::uint8_t>(samples[i])))
+                return St436mFault::BadParity;
         }
         if (samples.size() >= 4 + dc) {
             unsigned sum = 0;
             for (std::size_t i = 0; i < 3 + dc; ++i) sum += samples[i] & 0x1FFu;
-            sum &= 0x1FFu;
-            const unsigned expected = sum | ((~sum & 0x100u) << 1);
-            if (samples[3 + dc] != expected) return St436mFault::BadChecksum;
+            if (samples[3 + dc] != detail::checksumFromSum(sum)) return St436mFault::BadChecksum;
         }
     }
     packet.did = static_cast<std::uint8_t>(samples[0]);
@@ -90,19 +80,7 @@ std::uint64_t st436mPayloadSize(const unsigned char* packetHeader) noexcept {
 
 std::vector<unsigned char> flaggedBuffer(std::span<const St436mPacket> packets) {
     std::vector<unsigned char> out;
-    std::size_t size = 0;
-    for (const auto& p : packets) size += 7 + p.udw.size();
-    out.reserve(size);
-    for (const auto& p : packets) {
-        const auto dc = static_cast<std::uint8_t>(p.udw.size());
-        unsigned sum = p.did + p.sdid + dc;
-        out.insert(out.end(), {0x00, 0xFF, 0xFF, p.did, p.sdid, dc});
-        for (std::size_t i = 0; i < dc; ++i) {
-            out.push_back(p.udw[i]);
-            sum += p.udw[i];
-        }
-        out.push_back(static_cast<unsigned char>(sum & 0xFFu));
-    }
+    for (const Packet& p : packets) appendAncillaryBuffer({&p, 1}, out);
     return out;
 }
 

@@ -29,24 +29,21 @@
 #include <vector>
 
 #include "rdd18/export.h"
+#include "rdd18/host/packet.h"
 
 namespace rdd18::host {
 
 // --- The packet of an element ---------------------------------------------------------------
-// Self-contained for now; a common packet type of all host forms may take its place.
 
-/// One ANC packet taken from an element, with where the element says it came from.
-struct St436mPacket {
-    std::uint16_t line = 0;     ///< line number the packet was taken from
+/// One ANC packet taken from an element (`line` from its header, `stream` 0), with how the
+/// element stored it.
+struct St436mPacket : Packet {
     std::uint8_t wrapping = 0;  ///< wrapping type (VANC/HANC, frame/field/progressive)
     std::uint8_t coding = 0;    ///< payload sample coding it was stored in
-    std::uint8_t did = 0;
-    std::uint8_t sdid = 0;
-    std::vector<unsigned char> udw;  ///< user data words, 8 bits each; at most 255
 };
 
-/// The packets as the parsers read them with flags: per packet 00 FF FF, DID, SDID, DC, the user
-/// data words and the 8-bit checksum (DID + SDID + DC + UDW) mod 256, in the given order.
+/// The packets as the parsers read them with flags, in the given order (see
+/// `appendAncillaryBuffer`).
 VELMORA_RDD18_EXPORT std::vector<unsigned char> flaggedBuffer(
     std::span<const St436mPacket> packets);
 
