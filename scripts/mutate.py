@@ -18,6 +18,7 @@ it fails; otherwise it survived that checker.
     nice -n 19 scripts/mutate.py --mode all      # every fault, both checkers (about 45 minutes)
     scripts/mutate.py --mode unit --only bcd-nibbles-swapped uint16-little-endian
     scripts/mutate.py --list                     # names and areas, nothing built
+    scripts/mutate.py --mode unit --tests-from 163c10d   # an earlier suite, today's code
 
 The scratch build is optimised lightly (-O1, assertions kept): compiling and linking are most of
 what a fault costs, and the tests run fast enough at -O1.
@@ -30,6 +31,7 @@ import argparse
 import configparser
 import os
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
@@ -94,6 +96,7 @@ class Scratch:
     def __init__(self, directory, jobs, compiler, fuzz, unit):
         self.src = Path(directory) / "src"
         self.build = Path(directory) / "build"
+        self.clean_build = Path(directory) / "build.clean"
         self.corpus = Path(directory) / "corpus"
         self.log = Path(directory) / "mutate.log"
         self.jobs = jobs
@@ -111,6 +114,20 @@ class Scratch:
             if source.is_file():
                 (self.src / f).parent.mkdir(parents=True, exist_ok=True)
                 shutil.copy2(source, self.src / f)
+
+    def take_tests_from(self, revision):
+        """Replaces tests/ and testsupport/ with those of an earlier commit (the suite before a
+        trimming), so that the same faults score that suite against today's code."""
+        for d in ("tests", "testsupport"):
+            shutil.rmtree(self.src / d, ignore_errors=True)
+        files = subprocess.run(["git", "ls-tree", "-r", "-z", "--name-only", revision, "--",
+                                "tests", "testsupport"], cwd=ROOT, check=True,
+                               capture_output=True).stdout.decode().split("\0")
+        for f in filter(None, files):
+            (self.src / f).parent.mkdir(parents=True, exist_ok=True)
+            (self.src / f).write_bytes(subprocess.run(["git", "show", f"{revision}:{f}"],
+                                                      cwd=ROOT, check=True,
+                                                      capture_output=True).stdout)
 
     def configure(self):
         on = {True: "ON", False: "OFF"}
@@ -132,6 +149,15 @@ class Scratch:
             names.append("velmora_fuzz_corpus")
         return run(["cmake", "--build", self.build, "-j", str(self.jobs), "--target", *names],
                    ROOT, self.log) == 0
+
+    def set_aside(self):
+        """Copies the build directory aside (see `plant`)."""
+        shutil.rmtree(self.clean_build, ignore_errors=True)
+        shutil.copytree(self.build, self.clean_build, symlinks=True)
+
+    def put_back(self):
+        shutil.rmtree(self.build)
+        self.clean_build.rename(self.build)
 
     def keep_corpus(self):
         shutil.copytree(self.build / "fuzz" / "corpus", self.corpus)
@@ -178,12 +204,20 @@ MODES = {"fuzz": ["fuzz"], "unit": ["unit"], "all": ["fuzz", "unit"]}
 
 
 def plant(scratch, fault, checkers):
-    """Plants one fault and runs the checkers: ("STALE", why) or ({checker: failures}, "")."""
+    """Plants one fault and runs the checkers: ("STALE", why) or ({checker: failures}, "").
+
+    A fault in a header rebuilds most of the tree, and so would taking it out again. For those the
+    build directory is copied aside first and put back afterwards, with the header's own time
+    stamp restored, so that ninja sees the clean build as it was."""
     path = scratch.src / fault["file"]
     original = path.read_text(encoding="utf-8") if path.is_file() else ""
     at = locate(original, fault)
     if at is None:
         return "STALE", "text not found as the entry says"
+    header = path.suffix != ".cpp"
+    stamp = path.stat()
+    if header:
+        scratch.set_aside()
     path.write_text(original[:at] + fault["replace"] + original[at + len(fault["find"]):],
                     encoding="utf-8")
     try:
@@ -192,6 +226,9 @@ def plant(scratch, fault, checkers):
         return {name: CHECKERS[name](scratch) for name in checkers}, ""
     finally:
         path.write_text(original, encoding="utf-8")
+        if header:
+            scratch.put_back()
+            os.utime(path, ns=(stamp.st_atime_ns, stamp.st_mtime_ns))
 
 
 def report(results, checkers):
@@ -221,6 +258,8 @@ def main():
     ap.add_argument("--mode", default="fuzz", choices=sorted(MODES))
     ap.add_argument("--jobs", type=int, default=2)
     ap.add_argument("--compiler", default=os.environ.get("CXX", "g++"))
+    ap.add_argument("--tests-from", metavar="REVISION",
+                    help="run the tests/ and testsupport/ of this commit against today's code")
     ap.add_argument("--keep", action="store_true", help="keep the scratch directory")
     ap.add_argument("--list", action="store_true")
     args = ap.parse_args()
@@ -239,12 +278,15 @@ def main():
         return 0
 
     checkers = MODES[args.mode]
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))  # a stopped run removes its scratch
     directory = tempfile.mkdtemp(prefix="velmora-mutate-")
     scratch = Scratch(directory, args.jobs, args.compiler, "fuzz" in checkers, "unit" in checkers)
     print(f"scratch tree in {directory} (log: {scratch.log})", flush=True)
     run_started = time.monotonic()
     try:
         scratch.copy_tree()
+        if args.tests_from:
+            scratch.take_tests_from(args.tests_from)
         if not scratch.configure() or not scratch.build_targets():
             print("the clean tree doesn't build; see the log", file=sys.stderr)
             return 2
@@ -263,6 +305,9 @@ def main():
         print(f"clean tree built and checked ({time.monotonic() - run_started:.0f} s)",
               flush=True)
 
+        # Faults in .cpp files first: each rebuilds one file, so their results come in early;
+        # a fault in a header rebuilds most of the tree.
+        faults.sort(key=lambda f: not f["file"].endswith(".cpp"))
         results = []
         for fault in faults:
             started = time.monotonic()
