@@ -4,7 +4,6 @@
 
 #include <cmath>
 #include <filesystem>
-#include <fstream>
 #include <limits>
 #include <sstream>
 
@@ -16,6 +15,7 @@
 
 #include "dump/dump.h"
 #include "dump/plot.h"
+#include "sample_index.h"
 #endif
 
 using namespace rdd18;
@@ -155,14 +155,11 @@ TEST(Interpret, UnitsOfEverySample) {
     std::set<std::string> known;
     for (const auto& f : interpret::numberFields()) known.emplace(f.key);
     for (const auto& f : interpret::textFields()) known.emplace(f.key);
-    std::ifstream index(samples / "index.txt");
     int frames = 0;
-    for (std::string line; std::getline(index, line);) {
-        if (line.empty() || line[0] == '#') continue;
-        std::istringstream words(line);
-        std::vector<std::string> args;
-        for (std::string w; words >> w;) args.push_back(w);
-        args[0] = (samples / args[0]).string();
+    for (const auto& entry : testsupport::readSampleIndex(samples / "index.txt")) {
+        const std::string& line = entry.file;
+        std::vector<std::string> args{(samples / entry.file).string()};
+        args.insert(args.end(), entry.options.begin(), entry.options.end());
         args.insert(args.end(), {"--units=only", "--format", "json"});
         const auto report = nlohmann::json::parse(runTool(args)).at(0);
         EXPECT_FALSE(report.contains("rdd18") || report.contains("arri")) << line;
@@ -175,7 +172,6 @@ TEST(Interpret, UnitsOfEverySample) {
         ++frames;
     }
     EXPECT_GE(frames, 20);
-    // The reports name the files as given: run where the goldens were made.
 }
 
 // Missing values are gaps: one run of two frames draws one line, a lone value a dot only.
