@@ -186,11 +186,8 @@ TEST(Interpret, PlotLeavesGapsForMissingFrames) {
     std::ostringstream svg;
     plot.writeSvg(svg);
     const std::string s = svg.str();
-    std::size_t lines = 0;
-    for (auto at = s.find("<polyline"); at != std::string::npos; at = s.find("<polyline", at + 1)) {
-        ++lines;
-    }
-    EXPECT_EQ(lines, 1u);
+    EXPECT_TRUE(s.find("<polyline") != std::string::npos &&
+                s.find("<polyline") == s.rfind("<polyline"));  // one line
     EXPECT_NE(s.find("4 frames"), std::string::npos);
     EXPECT_NE(s.find("no values in these frames"), std::string::npos);
     EXPECT_EQ(s.find("nan"), std::string::npos);

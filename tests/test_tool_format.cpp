@@ -51,18 +51,11 @@ TEST(ToolNumberText, ExactForEveryKind) {
 }
 
 TEST(ToolValueText, Base64AndUtf8) {
-    // RFC 4648 test vectors.
-    const std::pair<const char*, const char*> vectors[] = {{"", ""},
-                                                           {"f", "Zg=="},
-                                                           {"fo", "Zm8="},
-                                                           {"foo", "Zm9v"},
-                                                           {"foob", "Zm9vYg=="},
-                                                           {"fooba", "Zm9vYmE="},
-                                                           {"foobar", "Zm9vYmFy"}};
-    for (const auto& [plain, encoded] : vectors) {
-        const std::string s(plain);
-        EXPECT_EQ(base64Text(Data(reinterpret_cast<const unsigned char*>(s.data()), s.size())),
-                  encoded);
+    // RFC 4648 test vectors: the prefixes of "foobar".
+    const char* encoded[] = {"", "Zg==", "Zm8=", "Zm9v", "Zm9vYg==", "Zm9vYmE=", "Zm9vYmFy"};
+    for (std::size_t n = 0; n < 7; ++n) {
+        const auto* foobar = reinterpret_cast<const unsigned char*>("foobar");
+        EXPECT_EQ(base64Text(Data(foobar, n)), encoded[n]) << n;
     }
     EXPECT_EQ(hexText(Data(std::vector<unsigned char>{0x00, 0xAB, 0x0F})), "00ab0f");
     EXPECT_EQ(validUtf8("caf\xC3\xA9"), "caf\xC3\xA9");
