@@ -100,7 +100,6 @@ TEST(Api, TypedReadsAreExactOrRefused) {
     EXPECT_THROW(minus1.get<unsigned>(), BadValueAccess);
     EXPECT_EQ(Value("text").value_or(5), 5);
     EXPECT_EQ(u7.value_or(std::string("none")), "none");
-    // Number's own conversions: the top of the ranges, the sign of a float, the kind in equality.
     EXPECT_EQ(Number::doubleNumber(0x1p63).uint64Value(), std::uint64_t{1} << 63);
     EXPECT_EQ(Number::doubleNumber(0x1.fffffep127 + 0x1p103).floatValue(), INFINITY);  // a tie
     EXPECT_TRUE(Number::floatNumber(-0.5f).boolValue() &&

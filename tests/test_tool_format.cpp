@@ -1,6 +1,5 @@
 // velmora-dump's output layer: exact number text, base64, hex and UTF-8 repair. How the formats
 // write values plain JSON can't hold is checked by the golden files of extreme-values.
-
 #include <gtest/gtest.h>
 
 #include <cstdlib>
