@@ -57,7 +57,7 @@ TEST(ToolValueText, Base64AndUtf8) {
         EXPECT_EQ(base64Text(Data(foobar, n)), encoded[n]) << n;
     }
     EXPECT_EQ(hexText(Data(std::vector<unsigned char>{0x00, 0xAB, 0x0F})), "00ab0f");
-    EXPECT_EQ(validUtf8("caf\xC3\xA9"), "caf\xC3\xA9");
+    EXPECT_EQ(validUtf8("caf\xC3\xA9\xF0\x9F\x8E\xA5"), "caf\xC3\xA9\xF0\x9F\x8E\xA5");
     EXPECT_EQ(validUtf8("a\xE9z"), "a\xEF\xBF\xBDz");              // Latin-1 byte, not UTF-8
     EXPECT_EQ(validUtf8("\xC0\xAF"), "\xEF\xBF\xBD\xEF\xBF\xBD");  // overlong '/'
     EXPECT_EQ(validUtf8("\xED\xA0\x80"), "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD");  // surrogate
