@@ -127,7 +127,7 @@ TEST(HostForms, FailureTables) {
          {R::LengthMismatch, R::CountBeyondData}},
         {"rfc8331: ANC_Count beyond data", rfc([](auto& b) { b[4] = 3; }), {0x43, 0x44}, {R::CountBeyondData}},
         {"rfc8331: bad parity (DID b9)", rfc([](auto& b) { b[12] ^= 0x80; }), {0x44}, {R::BadParity}},
-        {"rfc8331: bad checksum", rfc([](auto& b) { b[19] ^= 0x01; }), {0x44}, {R::BadChecksum}},
+        {"rfc8331: bad checksum (b9)", rfc([](auto& b) { b[19] ^= 0x08; }), {0x44}, {R::BadChecksum}},
         {"packets, words: 256 words", [](ParseObserver* o) {
              std::vector<Packet> p{{1, 2, 0, 0, std::vector<unsigned char>(256)}, kTwo[0]};
              words10FromPackets(p, o);
