@@ -15,10 +15,11 @@ it fails; otherwise it survived that checker.
   all    both in one build; every fault goes through both checkers, so the report gives the score
          of each and of the two together.
 
-    nice -n 19 scripts/mutate.py --mode all      # every fault, both checkers (about 45 minutes)
+    nice -n 19 scripts/mutate.py --mode all          # every fault, both checkers (about an hour)
     scripts/mutate.py --mode unit --only bcd-nibbles-swapped uint16-little-endian
-    scripts/mutate.py --list                     # names and areas, nothing built
+    scripts/mutate.py --mode all --area host tool    # the faults of some areas
     scripts/mutate.py --mode unit --tests-from 163c10d   # an earlier suite, today's code
+    scripts/mutate.py --list                         # names and areas, nothing built
 
 The scratch build is optimised lightly (-O1, assertions kept): compiling and linking are most of
 what a fault costs, and the tests run fast enough at -O1.
