@@ -94,7 +94,7 @@ TEST(Api, TypedReadsAreExactOrRefused) {
         f(Number::floatNumber(1.5f));
     EXPECT_EQ(u7.get<int>() + minus1.get<std::int8_t>() + f.get<double>(), 7.5);
     EXPECT_TRUE(Value(Number::boolean(true)).get<bool>());
-    EXPECT_FALSE(Value(Number::unsignedInt(300)).tryGet<std::uint8_t>() ||
+    EXPECT_FALSE(Value(Number::unsignedInt(256)).tryGet<std::uint8_t>() ||
                  minus1.tryGet<unsigned>() || f.tryGet<long>() ||
                  Value(Number::integer(1)).tryGet<bool>());
     EXPECT_THROW(minus1.get<unsigned>(), BadValueAccess);
