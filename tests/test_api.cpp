@@ -95,7 +95,7 @@ TEST(Api, TypedReadsAreExactOrRefused) {
     EXPECT_EQ(u7.get<int>() + minus1.get<std::int8_t>() + f.get<double>(), 7.5);
     EXPECT_TRUE(Value(Number::boolean(true)).get<bool>());
     EXPECT_FALSE(Value(Number::unsignedInt(256)).tryGet<std::uint8_t>() ||
-                 minus1.tryGet<unsigned>() || f.tryGet<long>() ||
+                 minus1.tryGet<std::uint64_t>() || f.tryGet<long>() ||
                  Value(Number::integer(1)).tryGet<bool>());
     EXPECT_THROW(minus1.get<unsigned>(), BadValueAccess);
     EXPECT_EQ(Value("text").value_or(5), 5);
