@@ -94,12 +94,16 @@ TEST(Api, TypedReadsAreExactOrRefused) {
         f(Number::floatNumber(1.5f));
     EXPECT_EQ(u7.get<int>() + minus1.get<std::int8_t>() + f.get<double>(), 7.5);
     EXPECT_TRUE(Value(Number::boolean(true)).get<bool>());
-    EXPECT_FALSE(Value(Number::unsignedInt(300)).tryGet<std::uint8_t>() ||
-                 minus1.tryGet<unsigned>() || f.tryGet<long>() ||
+    EXPECT_FALSE(Value(Number::unsignedInt(256)).tryGet<std::uint8_t>() ||
+                 minus1.tryGet<std::uint64_t>() || f.tryGet<long>() ||
                  Value(Number::integer(1)).tryGet<bool>());
     EXPECT_THROW(minus1.get<unsigned>(), BadValueAccess);
     EXPECT_EQ(Value("text").value_or(5), 5);
     EXPECT_EQ(u7.value_or(std::string("none")), "none");
+    EXPECT_EQ(Number::doubleNumber(0x1p63).uint64Value(), std::uint64_t{1} << 63);
+    EXPECT_EQ(Number::doubleNumber(0x1.fffffep127 + 0x1p103).floatValue(), INFINITY);  // a tie
+    EXPECT_TRUE(Number::floatNumber(-0.5f).boolValue() &&
+                !(Number::integer(1) == Number::unsignedInt(1)));
 
     const Dictionary d{{"b", Number::integer(2)}, {"a", "x"}};
     EXPECT_EQ(d.get<long>("b"), 2);

@@ -121,7 +121,8 @@ TEST(HostForms, FailureTables) {
                                                     w[0] = 0x3FC; }), {0x43, 0x44}, {}},
         {"words: truncated header", w10([](auto& w) { w.resize(15); }), {0x43}, {R::Truncated}},
         {"words: count beyond data", w10([](auto& w) { w.resize(18); }), {0x43}, {R::CountBeyondData}},
-        {"words: bad parity", w10([](auto& w) { w[6] ^= 0x300; }), {0x44}, {R::BadParity}},
+        {"words: bad parity (DID)", w10([](auto& w) { w[3] ^= 0x300; }), {0x44}, {R::BadParity}},
+        {"words: damaged header hides a flag", w10([](auto& w) { w[5] = 0x205; }), {0x44}, {R::BadParity}},
         {"words: bad parity, kept", w10([](auto& w) { w[6] ^= 0x300; }, true), {0x43, 0x44}, {R::BadParity}},
         {"words: bad checksum", w10([](auto& w) { w[9] ^= 1; }), {0x44}, {R::BadChecksum}},
         {"words: b9 of checksum", w10([](auto& w) { w[9] ^= 0x200; }), {0x44}, {R::BadChecksum}},
@@ -129,6 +130,8 @@ TEST(HostForms, FailureTables) {
         {"v210: last line short", line(sd, [](auto& b) { b.resize(b.size() - 120); }), {0x43}, {R::ShortLine}},
         {"v210: bad checksum (sample 9)", line(sd, [](auto& b) { b[12] ^= 1; }), {0x44}, {R::BadChecksum}},
         {"v210: count beyond line", line(sd, [](auto& b) { b[6] ^= 0x80; }), {0x44}, {R::CountBeyondData}},
+        {"v210: line ends inside a group", [](ParseObserver* o) { return packetsFromVancLines(
+             std::vector<unsigned char>(352), {VancFormat::V210, 133, VancPlacement::Sd, 352}, {}, o); }, {}, {R::ShortLine}},
         {"v210: stride below width", [&](ParseObserver* o) {
              return packetsFromVancLines(v210, {VancFormat::V210, 6, VancPlacement::Sd, 8}, {}, o);
          }, {}, {R::ShortLine}},
@@ -141,11 +144,12 @@ TEST(HostForms, FailureTables) {
          {R::LengthMismatch, R::CountBeyondData}},
         {"rfc8331: ANC_Count beyond data", rfc([](auto& b) { b[4] = 3; }), {0x43, 0x44}, {R::CountBeyondData}},
         {"rfc8331: bad parity (DID b9)", rfc([](auto& b) { b[12] ^= 0x80; }), {0x44}, {R::BadParity}},
-        {"rfc8331: bad checksum", rfc([](auto& b) { b[19] ^= 0x01; }), {0x44}, {R::BadChecksum}},
-        {"packets: 256 words", [](ParseObserver* o) {
+        {"rfc8331: bad checksum (b9)", rfc([](auto& b) { b[19] ^= 0x08; }), {0x44}, {R::BadChecksum}},
+        {"packets, words: 256 words", [](ParseObserver* o) {
              std::vector<Packet> p{{1, 2, 0, 0, std::vector<unsigned char>(256)}, kTwo[0]};
+             words10FromPackets(p, o);
              return packetsFromAncillaryBuffer(ancillaryBufferFromPackets(p, o), true);
-         }, {0x43}, {R::TooManyWords}},
+         }, {0x43}, {R::TooManyWords, R::TooManyWords}},
     };
     // clang-format on
     for (const FailureRow& row : rows) {
@@ -155,6 +159,11 @@ TEST(HostForms, FailureTables) {
         EXPECT_EQ(dids, row.dids) << row.name;
         EXPECT_EQ(drops.reasons, row.reasons) << row.name;
     }
+    EXPECT_EQ(vancLinesFromPackets(kTwo, {VancFormat::Uyvy, 1280})[0], 0x80);  // HD: chroma first
+    auto rtp5 = rfc8331FromPackets(std::vector<Packet>{{1, 2, 0, 5, {}}});
+    rtp5[11] &= 0x7F;                                     // S = 0: StreamNum is not valid
+    EXPECT_EQ(packetsFromRfc8331(rtp5).at(0).stream, 0);  // so the packet has stream 0
+    EXPECT_EQ(rtp5[8], 0x7F);                             // line 0 is written as "no line"
 }
 
 #ifdef VELMORA_HAVE_DUMP_TOOL

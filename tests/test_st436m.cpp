@@ -49,7 +49,7 @@ TEST(St436m, CodingsAndFaults) {
         {"8-bit, parity error noted", be16(1) + packet(10, 4, k8Bit), 1, {}},
         {"10-bit with checksum", be16(1) + packet(7, 5, tenBit(0x143, 0x14A)), 1, {}},
         {"10-bit without checksum", be16(1) + packet(9, 4, tenBit(0x143, 0x3FF)), 1, {}},
-        {"10-bit bad parity", be16(1) + packet(7, 5, tenBit(0x043, 0x14A)), 0, {{0, F::BadParity}}},
+        {"10-bit b9 = b8", be16(1) + packet(7, 5, tenBit(0x343, 0x14A)), 0, {{0, F::BadParity}}},
         {"10-bit bad checksum",
          be16(1) + packet(8, 5, tenBit(0x143, 0x14B)),
          0,

