@@ -12,6 +12,7 @@
 #include "rdd18/arri/arri_ancillary_parser.h"
 #include "rdd18/arri/arri_blob.h"
 #include "rdd18/arri/arri_stream_reader.h"
+#include "rdd18/platform/key_order_writer.h"
 #include "rdd18/transport/ancillary_packet.h"
 
 namespace {
@@ -91,9 +92,10 @@ Value dropFrame(const ArriFileHeader& h) {
 Value ndFilter(const ArriFileHeader& h) {
     Dictionary d;
     d.reserve(2);
-    d.set("density",
-          Number::doubleNumber(static_cast<double>(h.load(fh::kNdFilterDensity)) / 1000.0));
-    d.set("type", Number::unsignedShort(h.load(fh::kNdFilterType)));
+    KeyOrderWriter w(d);
+    w.append("density",
+             Number::doubleNumber(static_cast<double>(h.load(fh::kNdFilterDensity)) / 1000.0));
+    w.append("type", Number::unsignedShort(h.load(fh::kNdFilterType)));
     return d;
 }
 
@@ -307,9 +309,10 @@ rdd18::Dictionary VLArriANCParser::translateFileHeaderToDictionary(
     if (header == nullptr) return {};
     Dictionary result;
     result.reserve(std::size(kRows));
+    KeyOrderWriter writer(result);
     for (const Row& row : kRows) {
         if (row.present == nullptr || row.present(*header)) {
-            result.set(std::string(row.key), row.make(*header));
+            writer.append(std::string(row.key), row.make(*header));
         }
     }
     return result;

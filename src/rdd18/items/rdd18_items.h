@@ -351,6 +351,8 @@ class TaggedItem : public Item {
     bool isSupported() const override { return true; }
     const void* payload() const override { return &value_; }
     const T& value() const noexcept { return value_; }
+    /// The payload, to change or to take over.
+    T& value() noexcept { return value_; }
 
     class Builder : public ItemBuilder {
       public:

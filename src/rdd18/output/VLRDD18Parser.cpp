@@ -35,14 +35,15 @@ bool writeByKeyPlace(ItemList& items, ItemTranslator<Table>& translator) {
     std::array<std::uint32_t, Table::size + 1> lastOfPlace;  // places 0..size
     lastOfPlace.fill(kNone);
     for (std::size_t i = 0; i < items.size(); ++i) {
-        const Item& item = *items[i];
-        const std::uint32_t rank = Table::keyRank(item.tag(), item.isSupported());
+        // The table's own factory builds a typed item for every tag of the table and an
+        // unsupported one for any other, so the tag alone says which it is.
+        const std::uint32_t rank = Table::keyRank(items[i]->tag(), true);
         if (Table::rowOfRank(rank) == Table::size) return false;
         lastOfPlace[rank >> 16] = static_cast<std::uint32_t>(i);
     }
     for (std::uint32_t place = 0; place < lastOfPlace.size(); ++place) {
         if (lastOfPlace[place] == kNone) continue;
-        translator.translateRow(Table::rowOfRank(place << 16), *items[lastOfPlace[place]]);
+        translator.appendRow(Table::rowOfRank(place << 16), *items[lastOfPlace[place]]);
     }
     return true;
 }

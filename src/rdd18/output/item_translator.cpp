@@ -65,16 +65,18 @@ Value answerValue(std::string&& v) {
 Value answerValue(const Label& v) {
     Dictionary d;
     d.reserve(2);
-    d.set("value0", Number::unsignedChar(v.value0));
-    d.set("value1", Number::unsignedChar(v.value1));
+    KeyOrderWriter w(d);
+    w.append("value0", Number::unsignedChar(v.value0));
+    w.append("value1", Number::unsignedChar(v.value1));
     return d;
 }
 
 Value answerValue(const Rational& v) {
     Dictionary d;
     d.reserve(2);
-    d.set("den", Number::unsignedInt(v.denominator.value()));
-    d.set("num", Number::unsignedInt(v.numerator.value()));
+    KeyOrderWriter w(d);
+    w.append("den", Number::unsignedInt(v.denominator.value()));
+    w.append("num", Number::unsignedInt(v.numerator.value()));
     return d;
 }
 
@@ -103,11 +105,12 @@ Value answerValue(ByteVector&& v) {
 Value answerValue(const VaricamExtendedMetadata& v) {
     Dictionary d;
     d.reserve(5);
-    d.set("clipNameValid", Number::unsignedChar(v.clipNameValid));
-    d.set("cameraId", Number::unsignedChar(v.cameraId));
-    d.set("reelCounter", Number::unsignedShort(v.reelCounter.value()));
-    d.set("clipCounter", Number::unsignedShort(v.clipCounter.value()));
-    d.set("filenameStyle", filenameStyleName(v.filenameStyle));
+    KeyOrderWriter w(d);
+    w.append("cameraId", Number::unsignedChar(v.cameraId));
+    w.append("clipCounter", Number::unsignedShort(v.clipCounter.value()));
+    w.append("clipNameValid", Number::unsignedChar(v.clipNameValid));
+    w.append("filenameStyle", filenameStyleName(v.filenameStyle));
+    w.append("reelCounter", Number::unsignedShort(v.reelCounter.value()));
     return d;
 }
 

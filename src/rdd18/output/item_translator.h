@@ -14,6 +14,7 @@
 #include "rdd18/items/item_table.h"
 #include "rdd18/items/rdd18_items.h"
 #include "rdd18/items/varicam_items.h"
+#include "rdd18/platform/key_order_writer.h"
 #include "rdd18/platform/value.h"
 
 namespace rdd18 {
@@ -82,24 +83,34 @@ class ItemTranslator<ItemTable<Rows...>> : public ItemTranslatorBase {
         return dispatchFrom<Rows...>(item, itemTag);
     }
 
-    /// Writes the entry of `item`, a typed item of the table's row `row`, under the row's name,
-    /// taking its payload over. The factory must be the table's own (its names are the rows'),
-    /// as the flavour's shared factory is.
-    void translateRow(std::size_t row, Item& item) { kRowWriters[row](result(), item); }
+    /// Writes the entry of `item` under the name of the table's row `row`, taking its payload
+    /// over. The item must be the row's item class, as every item of a row's tag is that the
+    /// table's own factory builds (the flavour's shared factory).
+    void translateRow(std::size_t row, Item& item) { kRowSetters[row](result(), item); }
+
+    /// The same for an entry whose key sorts after every key of the answer: appended at once.
+    void appendRow(std::size_t row, Item& item) { kRowAppenders[row](result(), item); }
 
   private:
     static_assert(ItemTable<Rows...>::namesAreAscii(), "a key is its name without conversion");
 
     using RowWriter = void (*)(Dictionary&, Item&);
 
-    template <class Row>
+    template <class Row, bool InKeyOrder>
     static void writeRow(Dictionary& result, Item& item) {
-        using Payload = typename Row::ItemType::PayloadType;
-        result.set(std::string(Row::name()),
-                   answerValue(std::move(item.template payloadAs<Payload>())));
+        auto& payload = static_cast<typename Row::ItemType&>(item).value();
+        if constexpr (InKeyOrder) {
+            KeyOrderWriter(result).append(std::string(Row::name()),
+                                          answerValue(std::move(payload)));
+        } else {
+            result.set(std::string(Row::name()), answerValue(std::move(payload)));
+        }
     }
 
-    static constexpr std::array<RowWriter, sizeof...(Rows)> kRowWriters = {&writeRow<Rows>...};
+    static constexpr std::array<RowWriter, sizeof...(Rows)> kRowSetters = {
+        &writeRow<Rows, false>...};
+    static constexpr std::array<RowWriter, sizeof...(Rows)> kRowAppenders = {
+        &writeRow<Rows, true>...};
 
     template <class Head, class... Rest>
     bool dispatchFrom(const Item& item, rdd18::tag itemTag) {

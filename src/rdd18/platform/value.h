@@ -116,6 +116,8 @@ class Value;
 /// An ordered list of values.
 using Array = std::vector<Value>;
 
+class KeyOrderWriter;
+
 /// A dictionary from string keys to values: one vector of entries sorted by key. Setting a key
 /// replaces its entry. Iteration runs in ascending byte order of the keys, so output built from a
 /// dictionary is stable; the order has no other meaning. A key set behind the others is appended
@@ -162,6 +164,7 @@ class VELMORA_RDD18_EXPORT Dictionary {
     VELMORA_RDD18_EXPORT friend bool operator==(const Dictionary& a, const Dictionary& b);
 
   private:
+    friend class KeyOrderWriter;
     std::vector<Entry> entries_;  // ascending by key, keys unique
 };
 
