@@ -16,7 +16,7 @@ using internal::kKlvLengthFieldSize;
 using internal::readOrThrow;
 constexpr unsigned long kItemTagSize = 2;     // tag bytes
 constexpr unsigned long kItemHeaderSize = 4;  // tag bytes, then 2 length bytes
-constexpr std::size_t kReservedItems = 512;   // the most item slots a pack reserves at once
+constexpr std::size_t kReservedItems = 128;   // the most item slots a pack reserves at once (1 KiB)
 
 /// The builder of `itemTag` in `builders`, or null. Out of line: the tables serve every parse.
 [[gnu::noinline]] const ItemBuilder* builderInMap(
@@ -47,9 +47,10 @@ void ItemFactory::parsePacks(Reader& reader, ItemList& items, ParseObserver* obs
         // Only the end matters: an item may run past it, and what follows it is read as a key.
         const unsigned long length = internal::klvLength(lengthField);
         const unsigned long end = reader.position() + length;
-        // Room for as many items as the pack can hold (each takes at least its 4 header bytes),
-        // within a bound: a long pack grows the list as it goes.
-        const std::size_t most = std::min<unsigned long>(length / 4, kReservedItems);
+        // Room for the items of a pack of the usual sizes (8 bytes or more each), within a bound
+        // that keeps the list among the allocator's small blocks, which it reuses at once: a
+        // pack of smaller items, or a long pack, grows the list as it goes.
+        const std::size_t most = std::min<unsigned long>(length / 8, kReservedItems);
         if (items.capacity() - items.size() < most)
             items.reserve(std::max(items.size() + most, 2 * items.capacity()));
         while (reader.position() < end) items.push_back(buildFrom(reader, observer));
