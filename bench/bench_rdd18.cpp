@@ -101,6 +101,32 @@ BENCHMARK_CAPTURE(BM_RDD18Answer, standard, kStandard);
 BENCHMARK_CAPTURE(BM_RDD18Answer, varicam, kVaricam);
 BENCHMARK_CAPTURE(BM_RDD18Answer, sony, kSony);
 
+// The parse and its floor in alternating batches: their ratio, free of the machine's drift.
+void BM_RDD18ParsePaired(benchmark::State& state, int flavour) {
+    std::vector<ItemSample> items = typicalItems(flavour);
+    const RDD18Frame frame = frameOf(items);
+    std::stable_sort(items.begin(), items.end(),
+                     [](const ItemSample& a, const ItemSample& b) { return a.name < b.name; });
+    const VLRDD18Parser parser(flavour);
+    if (parser.parseData(frame.bytes) != buildAnswer(items)) {
+        state.SkipWithError("the parse differs from the expected answer");
+        return;
+    }
+    pairedCost(
+        state,
+        [&] {
+            Dictionary answer = parser.parseData(frame.bytes);
+            benchmark::DoNotOptimize(answer);
+        },
+        [&] {
+            Dictionary answer = buildAnswer(items);
+            benchmark::DoNotOptimize(answer);
+        });
+}
+BENCHMARK_CAPTURE(BM_RDD18ParsePaired, standard, kStandard);
+BENCHMARK_CAPTURE(BM_RDD18ParsePaired, varicam, kVaricam);
+BENCHMARK_CAPTURE(BM_RDD18ParsePaired, sony, kSony);
+
 // The largest frame of distinct keys: 16,187 items of unregistered tags with empty payloads (one
 // pack of 64,768 stream bytes), in ascending, descending and random tag order. The cost per item
 // must not depend on the order nor grow with the number of items.

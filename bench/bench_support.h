@@ -4,6 +4,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 
@@ -39,5 +40,31 @@ class AllocationTally {
     std::uint64_t start_ = 0;
     std::uint64_t total_ = 0;
 };
+
+/// Times `measured` and `floor` in alternating batches of the same thread, and reports the ratio of
+/// their total times as the counter "ratio" (with "measured_ns" and "floor_ns" per call). A
+/// machine whose speed drifts (a shared or virtual one) slows both alike, so the ratio holds where
+/// two separate benchmarks, seconds apart, would each see another machine.
+template <class Measured, class Floor>
+void pairedCost(benchmark::State& state, Measured&& measured, Floor&& floor) {
+    using Clock = std::chrono::steady_clock;
+    constexpr int kBatch = 8;
+    Clock::duration measuredTime{}, floorTime{};
+    for (auto _ : state) {
+        const auto t0 = Clock::now();
+        for (int i = 0; i < kBatch; ++i) measured();
+        const auto t1 = Clock::now();
+        for (int i = 0; i < kBatch; ++i) floor();
+        const auto t2 = Clock::now();
+        measuredTime += t1 - t0;
+        floorTime += t2 - t1;
+    }
+    const double calls = static_cast<double>(state.iterations()) * kBatch;
+    const double m = std::chrono::duration<double, std::nano>(measuredTime).count();
+    const double f = std::chrono::duration<double, std::nano>(floorTime).count();
+    state.counters["measured_ns"] = m / calls;
+    state.counters["floor_ns"] = f / calls;
+    state.counters["ratio"] = f > 0 ? m / f : 0;
+}
 
 }  // namespace velmora::bench
