@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <span>
 #include <vector>
 
@@ -102,21 +103,57 @@ inline std::uint8_t sumBytes(const unsigned char* bytes, std::size_t count) noex
     return static_cast<std::uint8_t>(sum + byteSum(low) + byteSum(high));
 }
 
-/// The parity bits a 10-bit word `w` breaks, in b8 and b9 of the result (0 when b8 is the even
-/// parity of b0-b7 and b9 = not b8; bits above b9 are ignored). The parity is folded with shifts
-/// and xor rather than looked up, so that loops over words run on whole vectors.
+/// The parity bits a 10-bit word breaks, from its low byte `low` (b0-b7) and its high byte `high`
+/// (b8-b15): 0 in b0 and b1 of the result when b8 is the even parity of b0-b7 and b9 = not b8
+/// (bits above b9 are ignored: mask the result with 3). The parity is folded with shifts and xor
+/// in bytes rather than looked up, so that loops over words run on whole vectors of bytes.
+constexpr std::uint8_t brokenParity(std::uint8_t low, std::uint8_t high) noexcept {
+    auto v = static_cast<std::uint8_t>(low ^ (low >> 4));  // b0 of the folds: parity of b0-b7
+    v = static_cast<std::uint8_t>(v ^ (v >> 2));
+    v = static_cast<std::uint8_t>(v ^ (v >> 1));
+    // The high byte a parity p asks for: b8 = p, b9 = not p, so 1 for p = 1 and 2 for p = 0.
+    return static_cast<std::uint8_t>(high ^ ((v & 1u) * 3u) ^ 2u);
+}
+
+/// The parity bits 10-bit word `w` breaks, in b8 and b9 (see above).
 constexpr std::uint16_t brokenParity(std::uint16_t w) noexcept {
-    auto v = static_cast<std::uint16_t>(w ^ (w >> 4));  // b0 of the folds: parity of b0-b7
-    v = static_cast<std::uint16_t>(v ^ (v >> 2));
-    v = static_cast<std::uint16_t>(v ^ (v >> 1));
-    // Parity 1: b8 set, b9 clear (0x100); parity 0: 0x200.
-    return static_cast<std::uint16_t>(w ^ ((v & 1u) * 0x300u) ^ 0x200u);
+    const auto broken =
+        brokenParity(static_cast<std::uint8_t>(w), static_cast<std::uint8_t>(w >> 8));
+    return static_cast<std::uint16_t>((broken & 3u) << 8);
 }
 
 /// What `takeWords10` gathers, lane by lane.
 struct Words10Lanes {
-    std::uint16_t broken[kWordBlock] = {};
+    std::uint8_t broken[kWordBlock] = {};
     std::uint16_t sum[kWordBlock] = {};
+
+    // The lanes are folded eight or four at a time in 64-bit words rather than one by one; every
+    // step works on whole lanes alike, so the byte order of the words doesn't matter.
+    static constexpr std::uint64_t kLaneLow9 = 0x01FF01FF01FF01FFu;
+    static constexpr std::uint64_t kLaneParity = 0x0303030303030303u;
+    static_assert(kWordBlock % 8 == 0);
+
+    /// The parity bits broken in any lane, in b8 and b9.
+    std::uint16_t foldedBroken() const noexcept {
+        std::uint64_t any = 0;
+        for (std::size_t q = 0; q < kWordBlock; q += 8) any |= load(broken + q);
+        return (any & kLaneParity) ? 0x300u : 0u;
+    }
+    /// The sum of the lanes, mod 512: each lane cut to its low 9 bits, four words added (no lane
+    /// passes 4 x 511), the four lanes of the result added by one multiplication into the top.
+    std::uint16_t foldedSum() const noexcept {
+        std::uint64_t lanes4 = 0;
+        for (std::size_t q = 0; q < kWordBlock; q += 4) lanes4 += load(sum + q) & kLaneLow9;
+        return static_cast<std::uint16_t>(lanes4 * 0x0001000100010001u >> 48);
+    }
+
+  private:
+    template <class Lane>
+    static std::uint64_t load(const Lane* lanes) noexcept {
+        std::uint64_t v;
+        std::memcpy(&v, lanes, sizeof v);
+        return v;
+    }
 };
 
 /// One block of `takeWords10`.
@@ -124,9 +161,11 @@ inline void takeBlock10(const std::uint16_t* __restrict words, unsigned char* __
                         Words10Lanes& __restrict lanes) noexcept {
     for (std::size_t j = 0; j < kWordBlock; ++j) {
         const std::uint16_t w = words[j];
-        lanes.broken[j] = static_cast<std::uint16_t>(lanes.broken[j] | brokenParity(w));
+        const auto low = static_cast<std::uint8_t>(w);
+        lanes.broken[j] = static_cast<std::uint8_t>(
+            lanes.broken[j] | brokenParity(low, static_cast<std::uint8_t>(w >> 8)));
         lanes.sum[j] = static_cast<std::uint16_t>(lanes.sum[j] + w);
-        values[j] = static_cast<unsigned char>(w);
+        values[j] = low;
     }
 }
 
@@ -138,17 +177,14 @@ inline bool takeWords10(const std::uint16_t* words, std::size_t count, unsigned 
     Words10Lanes lanes;
     std::size_t k = 0;
     for (; k + kWordBlock <= count; k += kWordBlock) takeBlock10(words + k, values + k, lanes);
-    std::uint16_t broken = 0, total = sum;
-    for (std::size_t j = 0; j < kWordBlock; ++j) {
-        broken = static_cast<std::uint16_t>(broken | lanes.broken[j]);
-        total = static_cast<std::uint16_t>(total + lanes.sum[j]);
-    }
+    std::uint16_t total = static_cast<std::uint16_t>(sum + lanes.foldedSum());
+    std::uint16_t broken = lanes.foldedBroken();
     if (k < count && count >= kWordBlock) {
         // The last 16 words once more (checking and storing a word twice changes nothing) rather
         // than a word-by-word tail; only the sum must not see a word twice.
         Words10Lanes last;
         takeBlock10(words + count - kWordBlock, values + count - kWordBlock, last);
-        for (std::uint16_t b : last.broken) broken = static_cast<std::uint16_t>(broken | b);
+        broken = static_cast<std::uint16_t>(broken | last.foldedBroken());
         for (; k < count; ++k) total = static_cast<std::uint16_t>(total + words[k]);
     }
     for (; k < count; ++k) {
