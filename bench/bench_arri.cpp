@@ -346,5 +346,23 @@ void BM_ArriStreamMemcpy(benchmark::State& state) {
 }
 BENCHMARK(BM_ArriStreamMemcpy)->Name("BM_ArriStreamMemcpy/payload:255");
 
+// The join and the memcpy in alternating batches: their ratio, free of the machine's drift.
+void BM_ArriStreamJoinPaired(benchmark::State& state) {
+    const ArriStream input = arriStream();
+    std::vector<unsigned char> destination(input.stream.size());
+    pairedCost(
+        state,
+        [&] {
+            benchmark::DoNotOptimize(joinArriStream(input, destination.data()));
+            benchmark::ClobberMemory();
+        },
+        [&] {
+            benchmark::DoNotOptimize(destination.data());
+            std::memcpy(destination.data(), input.stream.data(), input.stream.size());
+            benchmark::ClobberMemory();
+        });
+}
+BENCHMARK(BM_ArriStreamJoinPaired)->Name("BM_ArriStreamJoinPaired/payload:255");
+
 }  // namespace
 }  // namespace velmora::bench

@@ -135,12 +135,33 @@ void BM_HostMemcpy(benchmark::State& state) {
     state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * size));
 }
 
+// The conversion and the memcpy in alternating batches: their ratio, free of the machine's drift.
+void BM_HostPaired(benchmark::State& state) {
+    const auto form = static_cast<Form>(state.range(0));
+    const std::vector<Packet> packets = framePackets();
+    const Workload w = workload(form, packets);
+    std::vector<Packet> out;
+    std::vector<unsigned char> buffer;
+    if (convert(form, w, packets, out, buffer) != packets.size()) {
+        state.SkipWithError("the conversion lost packets");
+        return;
+    }
+    std::vector<unsigned char> from(w.inputBytes(), 0x5A), to(w.inputBytes());
+    pairedCost(
+        state, [&] { benchmark::DoNotOptimize(convert(form, w, packets, out, buffer)); },
+        [&] {
+            std::memcpy(to.data(), from.data(), from.size());
+            benchmark::ClobberMemory();
+        });
+}
+
 void forms(benchmark::internal::Benchmark* b) {
     b->ArgName("form");
     for (int f = kPacketList; f <= kRfc8331; ++f) b->Arg(f);
 }
 BENCHMARK(BM_HostConvert)->Apply(forms);
 BENCHMARK(BM_HostMemcpy)->Apply(forms);
+BENCHMARK(BM_HostPaired)->Apply(forms);
 
 }  // namespace
 }  // namespace velmora::bench

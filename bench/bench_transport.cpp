@@ -155,5 +155,23 @@ void BM_StreamMemcpy(benchmark::State& state) {
 }
 BENCHMARK(BM_StreamMemcpy)->ArgName("payload")->Arg(255)->Arg(32);
 
+// The join and the memcpy in alternating batches: their ratio, free of the machine's drift.
+void BM_StreamJoinPaired(benchmark::State& state) {
+    const StreamFrames input = streamFrames(static_cast<std::size_t>(state.range(0)));
+    std::vector<unsigned char> destination(input.stream.size() + 256);
+    pairedCost(
+        state,
+        [&] {
+            benchmark::DoNotOptimize(joinStreams(input, destination.data(), 0));
+            benchmark::ClobberMemory();
+        },
+        [&] {
+            benchmark::DoNotOptimize(destination.data());
+            std::memcpy(destination.data(), input.stream.data(), input.stream.size());
+            benchmark::ClobberMemory();
+        });
+}
+BENCHMARK(BM_StreamJoinPaired)->ArgName("payload")->Arg(255);
+
 }  // namespace
 }  // namespace velmora::bench
