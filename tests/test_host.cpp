@@ -126,6 +126,10 @@ TEST(HostForms, FailureTables) {
         {"words: bad parity, kept", w10([](auto& w) { w[6] ^= 0x300; }, true), {0x43, 0x44}, {R::BadParity}},
         {"words: bad checksum", w10([](auto& w) { w[9] ^= 1; }), {0x44}, {R::BadChecksum}},
         {"words: b9 of checksum", w10([](auto& w) { w[9] ^= 0x200; }), {0x44}, {R::BadChecksum}},
+        {"words: b9 of a user word, 20 of them", [](ParseObserver* o) {
+             auto w = words10FromPackets(std::vector<Packet>{{0x43, 0x05, 9, 0, std::vector<unsigned char>(20, 7)}});
+             w[10] ^= 0x200;  // the fifth user word: checked in a block of 16
+             return packetsFromWords10(w, WordLayout::Flagged, {}, o); }, {}, {R::BadParity}},
         {"v210: whole", line(sd, [](auto&) {}), {0x43, 0x44}, {}},
         {"v210: last line short", line(sd, [](auto& b) { b.resize(b.size() - 120); }), {0x43}, {R::ShortLine}},
         {"v210: bad checksum (sample 9)", line(sd, [](auto& b) { b[12] ^= 1; }), {0x44}, {R::BadChecksum}},
