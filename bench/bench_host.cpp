@@ -37,7 +37,7 @@ std::vector<Packet> framePackets() {
     return packets;
 }
 
-/// The form's bytes of the frame, and one conversion (the number of packets it found or wrote).
+/// The bytes of the frame in one form.
 struct Workload {
     std::vector<unsigned char> bytes;
     std::vector<std::uint16_t> words;
@@ -66,30 +66,39 @@ Workload workload(Form form, const std::vector<Packet>& packets) {
     return w;
 }
 
-/// One conversion in the steady state of a capture host: into a packet list (or, for form 0, a
-/// buffer) that the previous frame left behind, so its storage is reused. Returns the number of
-/// packets found or written.
-std::size_t convert(Form form, const Workload& w, const std::vector<Packet>& packets,
-                    std::vector<Packet>& out, std::vector<unsigned char>& buffer) {
-    switch (form) {
-        case kPacketList:
-            ancillaryBufferFromPackets(packets, buffer);
-            return buffer.size() / (7 + 255);
-        case kWords10:
-            packetsFromWords10(w.words, out);
-            break;
-        case kV210:
-            packetsFromVancLines(w.bytes, {VancFormat::V210, 1920}, out);
-            break;
-        case kUyvy:
-            packetsFromVancLines(w.bytes, {VancFormat::Uyvy, 1920}, out);
-            break;
-        case kRfc8331:
-            packetsFromRfc8331(w.bytes, out);
-            break;
+/// The conversion of one form in the steady state of a capture host: into a packet list (or, for
+/// form 0, a buffer) that the previous frame left behind, so its storage is reused.
+struct Conversion {
+    explicit Conversion(Form f) : form(f), packets(framePackets()), w(workload(f, packets)) {}
+
+    /// One conversion: the number of packets it found or wrote.
+    std::size_t run() {
+        switch (form) {
+            case kPacketList:
+                ancillaryBufferFromPackets(packets, buffer);
+                return buffer.size() / (7 + 255);
+            case kWords10:
+                packetsFromWords10(w.words, out);
+                break;
+            case kV210:
+                packetsFromVancLines(w.bytes, {VancFormat::V210, 1920}, out);
+                break;
+            case kUyvy:
+                packetsFromVancLines(w.bytes, {VancFormat::Uyvy, 1920}, out);
+                break;
+            case kRfc8331:
+                packetsFromRfc8331(w.bytes, out);
+                break;
+        }
+        return out.size();
     }
-    return out.size();
-}
+
+    Form form;
+    std::vector<Packet> packets;
+    Workload w;
+    std::vector<Packet> out;
+    std::vector<unsigned char> buffer;
+};
 
 /// The same packet, wherever it travelled (an RFC 8331 payload gives line 0 as "no line", 0x7FF).
 bool sameWords(const Packet& a, const Packet& b) {
@@ -97,17 +106,13 @@ bool sameWords(const Packet& a, const Packet& b) {
 }
 
 void BM_HostConvert(benchmark::State& state) {
-    const auto form = static_cast<Form>(state.range(0));
-    const std::vector<Packet> packets = framePackets();
-    const Workload w = workload(form, packets);
-    std::vector<Packet> out;
-    std::vector<unsigned char> buffer;
+    Conversion c(static_cast<Form>(state.range(0)));
     // Every packet found, with its words, in the first conversion and the last.
     auto whole = [&] {
-        return convert(form, w, packets, out, buffer) == packets.size() &&
-               (form == kPacketList
-                    ? buffer == ancillaryBufferFromPackets(packets)
-                    : std::equal(out.begin(), out.end(), packets.begin(), sameWords));
+        return c.run() == c.packets.size() &&
+               (c.form == kPacketList
+                    ? c.buffer == ancillaryBufferFromPackets(c.packets)
+                    : std::equal(c.out.begin(), c.out.end(), c.packets.begin(), sameWords));
     };
     if (!whole()) {
         state.SkipWithError("the conversion lost packets");
@@ -116,11 +121,11 @@ void BM_HostConvert(benchmark::State& state) {
     AllocationTally allocations;
     for (auto _ : state) {
         allocations.begin();
-        benchmark::DoNotOptimize(convert(form, w, packets, out, buffer));
+        benchmark::DoNotOptimize(c.run());
         allocations.end();
     }
     if (!whole()) state.SkipWithError("the conversion lost packets");
-    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * w.inputBytes()));
+    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * c.w.inputBytes()));
     allocations.requireNone(state, "the steady-state conversion");
 }
 
@@ -137,18 +142,14 @@ void BM_HostMemcpy(benchmark::State& state) {
 
 // The conversion and the memcpy in alternating batches: their ratio, free of the machine's drift.
 void BM_HostPaired(benchmark::State& state) {
-    const auto form = static_cast<Form>(state.range(0));
-    const std::vector<Packet> packets = framePackets();
-    const Workload w = workload(form, packets);
-    std::vector<Packet> out;
-    std::vector<unsigned char> buffer;
-    if (convert(form, w, packets, out, buffer) != packets.size()) {
+    Conversion c(static_cast<Form>(state.range(0)));
+    if (c.run() != c.packets.size()) {
         state.SkipWithError("the conversion lost packets");
         return;
     }
-    std::vector<unsigned char> from(w.inputBytes(), 0x5A), to(w.inputBytes());
+    std::vector<unsigned char> from(c.w.inputBytes(), 0x5A), to(c.w.inputBytes());
     pairedCost(
-        state, [&] { benchmark::DoNotOptimize(convert(form, w, packets, out, buffer)); },
+        state, [&] { benchmark::DoNotOptimize(c.run()); },
         [&] {
             std::memcpy(to.data(), from.data(), from.size());
             benchmark::ClobberMemory();
