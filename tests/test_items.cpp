@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstdio>
 #include <map>
 #include <optional>
 #include <string>
@@ -16,6 +17,14 @@
 
 using namespace rdd18;
 using namespace rdd18::testsupport;
+
+#if defined(__SANITIZE_ADDRESS__)
+#define VELMORA_TEST_ADDRESS_SANITIZER 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define VELMORA_TEST_ADDRESS_SANITIZER 1
+#endif
+#endif
 
 namespace {
 
@@ -130,6 +139,25 @@ TEST(PackLoop, UndecodablePayloadDiscardsTheWholeList) {
         const Bytes frame = FrameBuilder().rdd18Stream(rdd18Pack(kItemA) + rdd18Pack(bad)).bytes();
         EXPECT_TRUE(parseFrame(frame, factory).empty());
     }
+}
+
+// Item blocks are kept by the thread for the next parse, but AddressSanitizer still sees an item
+// read after its delete.
+TEST(ItemBlocks, ReadAfterDeleteIsReportedUnderAddressSanitizer) {
+#ifndef VELMORA_TEST_ADDRESS_SANITIZER
+    GTEST_SKIP() << "needs a build with AddressSanitizer";
+#else
+    const Bytes block = rdd18Pack(kItemA);
+    EXPECT_DEATH(
+        {
+            ItemList items = parseDataForItems(block.data(), block.size(), ItemFactory{});
+            const volatile unsigned char* freed =
+                reinterpret_cast<const volatile unsigned char*>(items.front().get());
+            items.clear();
+            std::fprintf(stderr, "%d", freed[8]);
+        },
+        "use-after-poison");
+#endif
 }
 
 TEST(Registration, FirstRegistrationOfATagOrANameWins) {

@@ -11,6 +11,18 @@
 #include "rdd18/internal/decimal_powers.h"
 #include "rdd18/items/flavour_table.h"
 
+// AddressSanitizer: g++ tells with __SANITIZE_ADDRESS__, clang through __has_feature.
+#if defined(__SANITIZE_ADDRESS__)
+#define VELMORA_ADDRESS_SANITIZER 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define VELMORA_ADDRESS_SANITIZER 1
+#endif
+#endif
+#ifdef VELMORA_ADDRESS_SANITIZER
+#include <sanitizer/asan_interface.h>
+#endif
+
 namespace rdd18 {
 
 std::uint16_t Uint16::value() const noexcept {
@@ -78,6 +90,20 @@ double detail::decimalToDouble(unsigned short mantissa, short exponent) noexcept
 
 namespace {
 
+// A block in the cache is poisoned for AddressSanitizer, so that an item used after its delete is
+// reported as it would be without the cache.
+#ifdef VELMORA_ADDRESS_SANITIZER
+void poisonBlock(const void* block, std::size_t size) noexcept {
+    ASAN_POISON_MEMORY_REGION(block, size);
+}
+void unpoisonBlock(const void* block, std::size_t size) noexcept {
+    ASAN_UNPOISON_MEMORY_REGION(block, size);
+}
+#else
+void poisonBlock(const void*, std::size_t) noexcept {}
+void unpoisonBlock(const void*, std::size_t) noexcept {}
+#endif
+
 /// Freed item blocks of each size class (16, 32, 48 and 64 bytes), one list per class, kept by
 /// the thread that freed them up to a bound. The lists are trivially destructible, so they stay
 /// usable to the thread's last moment: an item freed by a later destructor of the same thread
@@ -95,12 +121,20 @@ struct ItemBlockCache {
     unsigned counts[kClasses];
     bool closed;
 
+    static constexpr std::size_t blockSize(std::size_t sizeClass) noexcept {
+        return (sizeClass + 1) * kGrain;
+    }
+
     void* take(std::size_t sizeClass);
     void give(void* memory, std::size_t sizeClass) noexcept;
     void drain() noexcept {
         closed = true;
-        for (Block*& head : heads) {
-            while (head) ::operator delete(std::exchange(head, head->next));
+        for (std::size_t sizeClass = 0; sizeClass < kClasses; ++sizeClass) {
+            while (Block* const block = heads[sizeClass]) {
+                unpoisonBlock(block, blockSize(sizeClass));
+                heads[sizeClass] = block->next;
+                ::operator delete(block);
+            }
         }
     }
 };
@@ -117,7 +151,8 @@ thread_local ItemBlockDrain itemBlockDrain;
 
 void* ItemBlockCache::take(std::size_t sizeClass) {
     Block* const block = heads[sizeClass];
-    if (!block) return ::operator new((sizeClass + 1) * kGrain);
+    if (!block) return ::operator new(blockSize(sizeClass));
+    unpoisonBlock(block, blockSize(sizeClass));
     heads[sizeClass] = block->next;
     --counts[sizeClass];
     return block;
@@ -131,6 +166,7 @@ void ItemBlockCache::give(void* memory, std::size_t sizeClass) noexcept {
     [[maybe_unused]] const ItemBlockDrain* const registered = &itemBlockDrain;
     heads[sizeClass] = ::new (memory) Block{heads[sizeClass]};
     ++counts[sizeClass];
+    poisonBlock(memory, blockSize(sizeClass));
 }
 
 }  // namespace
