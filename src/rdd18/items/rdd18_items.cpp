@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <new>
 #include <type_traits>
-#include <utility>
 
 #include "rdd18/internal/byte_order.h"
 #include "rdd18/internal/decimal_powers.h"

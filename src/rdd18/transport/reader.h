@@ -12,19 +12,6 @@
 
 namespace rdd18::utils {
 
-/// Asks for the two cache lines from `distance` bytes behind `address` on, ahead of their use. A
-/// hint only: it never faults, whatever the address.
-inline void prefetchLinesAfter(const void* address, std::uintptr_t distance) noexcept {
-#if defined(__GNUC__) || defined(__clang__)
-    const std::uintptr_t at = reinterpret_cast<std::uintptr_t>(address) + distance;
-    __builtin_prefetch(reinterpret_cast<const void*>(at));
-    __builtin_prefetch(reinterpret_cast<const void*>(at + 64));
-#else
-    (void)address;
-    (void)distance;
-#endif
-}
-
 /// An abstract byte stream.
 class VELMORA_RDD18_EXPORT Reader {
   public:
@@ -148,10 +135,7 @@ class AncillaryPackagedDataStreamReader : public virtual T {
     unsigned long readFromCurrentPacket(unsigned char* buffer, unsigned long count) {
         if (packetOffset_ >= currentPacket_.payloadSize() && !readNextMatchingPacket()) return 0;
         const unsigned long n = std::min(bytesLeftInPacket(), count);
-        // The walk's next header load would wait for its line to come in from the next cache
-        // level; the copy asks for the two lines 256 bytes on (the next packet, when packets are
-        // full) meanwhile.
-        prefetchLinesAfter(currentPacket_.payload, 256);
+        prefetchNextPacket(currentPacket_.payload);
         std::memcpy(buffer, currentPacket_.payload + packetOffset_, n);
         packetOffset_ += n;
         return n;
@@ -218,6 +202,20 @@ class AncillaryPackagedDataStreamReader : public virtual T {
         }
         streamPosition_ += total;
         return total;
+    }
+
+    /// Asks for the two cache lines 256 bytes past `payload`: where the next packet's header
+    /// lies when packets are full. The walk to it after the copy would otherwise wait for its
+    /// line from the next cache level, every packet. A hint only: it never faults, whatever the
+    /// address, and does nothing where the compiler has no prefetch.
+    static void prefetchNextPacket(const unsigned char* payload) noexcept {
+#if defined(__GNUC__) || defined(__clang__)
+        const std::uintptr_t next = reinterpret_cast<std::uintptr_t>(payload) + 256;
+        __builtin_prefetch(reinterpret_cast<const void*>(next));
+        __builtin_prefetch(reinterpret_cast<const void*>(next + 64));
+#else
+        (void)payload;
+#endif
     }
 
     /// Makes `packet` the current packet when the stream accepts it and it holds stream bytes.
