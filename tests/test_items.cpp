@@ -11,20 +11,13 @@
 #include <vector>
 
 #include "frame_builder.h"
+#include "rdd18/internal/address_sanitizer.h"
 #include "rdd18/items/item_factory.h"
 #include "rdd18/items/standard_items.h"
 #include "rdd18/transport/rdd18_stream_reader.h"
 
 using namespace rdd18;
 using namespace rdd18::testsupport;
-
-#if defined(__SANITIZE_ADDRESS__)
-#define VELMORA_TEST_ADDRESS_SANITIZER 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define VELMORA_TEST_ADDRESS_SANITIZER 1
-#endif
-#endif
 
 namespace {
 
@@ -144,7 +137,7 @@ TEST(PackLoop, UndecodablePayloadDiscardsTheWholeList) {
 // Item blocks are kept by the thread for the next parse, but AddressSanitizer still sees an item
 // read after its delete.
 TEST(ItemBlocks, ReadAfterDeleteIsReportedUnderAddressSanitizer) {
-#ifndef VELMORA_TEST_ADDRESS_SANITIZER
+#ifndef VELMORA_ADDRESS_SANITIZER
     GTEST_SKIP() << "needs a build with AddressSanitizer";
 #else
     const Bytes block = rdd18Pack(kItemA);

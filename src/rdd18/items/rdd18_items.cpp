@@ -6,18 +6,11 @@
 #include <new>
 #include <type_traits>
 
+#include "rdd18/internal/address_sanitizer.h"
 #include "rdd18/internal/byte_order.h"
 #include "rdd18/internal/decimal_powers.h"
 #include "rdd18/items/flavour_table.h"
 
-// AddressSanitizer: g++ tells with __SANITIZE_ADDRESS__, clang through __has_feature.
-#if defined(__SANITIZE_ADDRESS__)
-#define VELMORA_ADDRESS_SANITIZER 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define VELMORA_ADDRESS_SANITIZER 1
-#endif
-#endif
 #ifdef VELMORA_ADDRESS_SANITIZER
 #include <sanitizer/asan_interface.h>
 #endif
