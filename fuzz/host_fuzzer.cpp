@@ -11,11 +11,12 @@
 #include <vector>
 
 #include "fuzz_support.h"
-#include "rdd18/host/parse.h"
+#include "rdd18/arri/VLArriANCParser.h"
 #include "rdd18/host/rfc8331.h"
 #include "rdd18/host/vanc.h"
 #include "rdd18/host/words10.h"
-#include "rdd18/transport/parse_observer.h"
+#include "rdd18/output/VLRDD18Parser.h"
+#include "rdd18/transport/fault.h"
 
 using namespace rdd18;
 using namespace rdd18::host;
@@ -23,16 +24,24 @@ using namespace rdd18::fuzz;
 
 namespace {
 
-struct DropCheck : ParseObserver {
+struct DropCheck final : FaultSink {
     explicit DropCheck(std::size_t offsetLimit) : limit(offsetLimit) {}
     std::size_t limit;  // offsets lie below it (a report on empty input is at 0)
     std::size_t drops = 0, kept = 0;
-    void hostInputDropped(const Drop& d) override {
-        VELMORA_FUZZ_CHECK(d.offset < std::max<std::size_t>(limit, 1));
+    void report(const Fault& f) override {
+        VELMORA_FUZZ_CHECK(f.layer() == FaultLayer::Host);
+        VELMORA_FUZZ_CHECK(f.offset < std::max<std::size_t>(limit, 1));
         ++drops;
-        kept += d.kept ? 1 : 0;
+        kept += f.kept ? 1 : 0;
     }
 };
+
+/// The answer `parser` gives for a packet list, read where the list holds the words.
+template <class Parser>
+Dictionary answerOf(const Parser& parser, std::span<const Packet> packets) {
+    PacketListReader reader(packets);
+    return parser.parseData(reader);
+}
 
 template <class Convert, class ConvertInto>
 void checkRaw(std::size_t limit, Convert convert, ConvertInto convertInto) {
@@ -75,7 +84,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         const auto layout = flags ? WordLayout::Flagged : WordLayout::Bare;
         checkRaw(
             words.size(),
-            [&](ConvertOptions o, ParseObserver* obs) {
+            [&](ConvertOptions o, FaultSink* obs) {
                 return packetsFromWords10(words, layout, o, obs);
             },
             [&](ConvertOptions o, std::vector<Packet>& out) {
@@ -90,7 +99,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                              static_cast<VancPlacement>(input.fromEnd(4) % 3)};
         checkRaw(
             size,
-            [&](ConvertOptions o, ParseObserver* obs) {
+            [&](ConvertOptions o, FaultSink* obs) {
                 return packetsFromVancLines(bytes, raw, o, obs);
             },
             [&](ConvertOptions o, std::vector<Packet>& out) {
@@ -107,7 +116,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     } else {
         checkRaw(
             size,
-            [&](ConvertOptions o, ParseObserver* obs) { return packetsFromRfc8331(bytes, o, obs); },
+            [&](ConvertOptions o, FaultSink* obs) { return packetsFromRfc8331(bytes, o, obs); },
             [&](ConvertOptions o, std::vector<Packet>& out) { packetsFromRfc8331(bytes, out, o); });
         // One payload holds at most 255 packets in 65,535 bytes; the writer says what it left out.
         DropCheck leftOut(packets.size());
@@ -118,8 +127,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     VELMORA_FUZZ_CHECK(back == packets);
     const VLRDD18Parser standard(0);
-    VELMORA_FUZZ_CHECK(parseRDD18(standard, back) == standard.parseData(bytes, flags));
+    VELMORA_FUZZ_CHECK(answerOf(standard, back) == standard.parseData(bytes, flags));
     const VLArriANCParser arri;
-    VELMORA_FUZZ_CHECK(parseArri(arri, back) == arri.parseData(bytes, flags));
+    VELMORA_FUZZ_CHECK(answerOf(arri, back) == arri.parseData(bytes, flags));
     return 0;
 }

@@ -18,7 +18,7 @@
 #include "rdd18/host/words10.h"
 #include "rdd18/interpret/camera_model.h"
 #include "rdd18/interpret/interpret.h"
-#include "rdd18/transport/parse_observer.h"
+#include "rdd18/transport/fault.h"
 #include "value_conversion.h"
 
 namespace py = pybind11;
@@ -31,22 +31,18 @@ namespace {
 namespace host = rdd18::host;
 namespace interpret = rdd18::interpret;
 
-/// Keeps every drop a converter reports.
-struct DropList : rdd18::ParseObserver {
-    std::vector<host::Drop> drops;
-    void hostInputDropped(const host::Drop& d) override { drops.push_back(d); }
-};
-
 /// The packet buffer of `packets`, and with `withDrops` the list of what was dropped on the way.
-py::object bufferOf(const std::vector<host::Packet>& packets, DropList& list, bool withDrops) {
+py::object bufferOf(const std::vector<host::Packet>& packets, rdd18::FaultList& list,
+                    bool withDrops) {
     const std::vector<unsigned char> buffer = host::ancillaryBufferFromPackets(packets, &list);
     py::bytes bytes(reinterpret_cast<const char*>(buffer.data()), buffer.size());
     if (!withDrops) return bytes;
     py::list drops;
-    for (const host::Drop& d : list.drops) {
-        drops.append(py::dict("reason"_a = std::string(host::describe(d.reason)),
-                              "offset"_a = d.offset, "line"_a = d.line, "did"_a = d.did,
-                              "sdid"_a = d.sdid, "kept"_a = d.kept));
+    for (const rdd18::Fault& f : list.faults()) {
+        drops.append(py::dict(
+            "code"_a = std::string(rdd18::codeName(f.code)), "reason"_a = rdd18::describe(f),
+            "unit"_a = std::string(rdd18::unitName(f.unit)), "offset"_a = f.offset,
+            "line"_a = f.line, "did"_a = f.did, "sdid"_a = f.sdid, "kept"_a = f.kept));
     }
     return py::make_tuple(std::move(bytes), std::move(drops));
 }
@@ -54,7 +50,7 @@ py::object bufferOf(const std::vector<host::Packet>& packets, DropList& list, bo
 /// Runs `convert` (over bytes the caller lent) without the GIL, then builds the answer.
 template <class Convert>
 py::object converted(Convert convert, bool withDrops) {
-    DropList list;
+    rdd18::FaultList list;
     std::vector<host::Packet> packets;
     {
         py::gil_scoped_release unlocked;
@@ -70,7 +66,7 @@ py::object fromWords10(const py::buffer& words, bool flagged, bool keepDamaged, 
     const std::span<const std::uint16_t> view(static_cast<const std::uint16_t*>(info.ptr),
                                               static_cast<std::size_t>(info.shape[0]));
     return converted(
-        [&](DropList* list) {
+        [&](rdd18::FaultList* list) {
             return host::packetsFromWords10(
                 view, flagged ? host::WordLayout::Flagged : host::WordLayout::Bare, {keepDamaged},
                 list);
@@ -87,7 +83,7 @@ py::object fromVanc(const py::buffer& lines, const std::string& format, std::uin
         host::VancPlacement::Auto, stride, 0};
     const ByteInput input(lines);
     return converted(
-        [&](DropList* list) {
+        [&](rdd18::FaultList* list) {
             return host::packetsFromVancLines(input.bytes(), layout, {keepDamaged}, list);
         },
         withDrops);
@@ -96,7 +92,7 @@ py::object fromVanc(const py::buffer& lines, const std::string& format, std::uin
 py::object fromRfc8331(const py::buffer& payload, bool keepDamaged, bool withDrops) {
     const ByteInput input(payload);
     return converted(
-        [&](DropList* list) {
+        [&](rdd18::FaultList* list) {
             return host::packetsFromRfc8331(input.bytes(), {keepDamaged}, list);
         },
         withDrops);
@@ -129,7 +125,9 @@ py::dict unitsArri(const py::buffer& data, bool flags) {
 void bindHost(py::module_& m) {
     const char* drops =
         "\n\nWith drops=True returns (buffer, drops): one dict per dropped (or, with "
-        "keep_damaged, kept) packet with 'reason', 'offset', 'line', 'did', 'sdid' and 'kept'.";
+        "keep_damaged, kept) packet with 'code' (the fault's name, e.g. 'BadParity'), 'reason' "
+        "(a line of text), 'offset' (in words, samples of the line or bytes, as the form counts), "
+        "'line', 'did', 'sdid' and 'kept'.";
     m.def("from_words10", &fromWords10, "words"_a, py::kw_only(), "flagged"_a = true,
           "keep_damaged"_a = false, "drops"_a = false,
           (std::string(R"(The packet buffer of 10-bit ancillary words.

@@ -3,7 +3,6 @@
 // the Python answer after taking the GIL back.
 #include <pybind11/pybind11.h>
 
-#include <array>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -20,12 +19,6 @@ using namespace pybind11::literals;
 namespace velmora::python {
 
 namespace {
-
-struct FlavourName {
-    std::string_view name;
-    std::int32_t type;  // the VLRDD18Parser constructor's code
-};
-constexpr std::array<FlavourName, 3> kFlavours{{{"standard", 0}, {"sony", 2}, {"varicam", 1}}};
 
 // One parser per flavour for the life of the process: building one costs more than a parse.
 const VLRDD18Parser& parserOfType(std::int32_t type) {
@@ -62,9 +55,9 @@ py::object translateFileHeader(const py::buffer& record, bool kinds) {
 
 const VLRDD18Parser& rdd18Parser(const py::str& flavour) {
     const std::string name = flavour;
-    for (const FlavourName& f : kFlavours) {
-        if (f.name == name) return parserOfType(f.type);
-    }
+    // A flavour's value is the VLRDD18Parser constructor's code.
+    if (const auto f = rdd18::flavourFromName(name))
+        return parserOfType(static_cast<std::int32_t>(*f));
     throw py::value_error("unknown flavour '" + name + "': use 'standard', 'sony' or 'varicam'");
 }
 

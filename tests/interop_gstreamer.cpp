@@ -9,9 +9,10 @@
 #include <fstream>
 #include <iterator>
 
+#include "rdd18/arri/VLArriANCParser.h"
 #include "rdd18/host/packet.h"
-#include "rdd18/host/parse.h"
 #include "rdd18/host/vanc.h"
+#include "rdd18/output/VLRDD18Parser.h"
 
 using namespace rdd18;
 using namespace rdd18::host;
@@ -40,8 +41,12 @@ std::vector<Sample> samples() {
 /// The answers of every parser: three RDD 18 flavours and ARRI.
 std::vector<Dictionary> answers(std::span<const Packet> packets) {
     std::vector<Dictionary> out;
-    for (int type : {0, 1, 2}) out.push_back(parseRDD18(VLRDD18Parser(type), packets));
-    out.push_back(parseArri(VLArriANCParser(), packets));
+    for (int type : {0, 1, 2}) {
+        PacketListReader reader(packets);
+        out.push_back(VLRDD18Parser(type).parseData(reader));
+    }
+    PacketListReader reader(packets);
+    out.push_back(VLArriANCParser().parseData(reader));
     return out;
 }
 

@@ -63,9 +63,7 @@ TEST(ArriParser, TranslatesTheFirstMetadataBlockOfAtLeast4096Bytes) {
         const Dictionary d = parser.parseData(c.frame, c.flags);
         if (c.translated) {
             EXPECT_EQ(d.size(), 57u) << c.name;
-            EXPECT_TRUE(d.contains("rawImageWidth") &&
-                        d.at("rawImageWidth") == Value(Number::unsignedInt(1920)))
-                << c.name;
+            EXPECT_EQ(d.get<Number>("rawImageWidth"), Number::unsignedInt(1920)) << c.name;
         } else {
             EXPECT_TRUE(d.empty()) << c.name;
         }
@@ -85,8 +83,10 @@ TEST(ArriParser, NumberConversionsOfHostileValuesAreDefined) {
                  {Number::doubleNumber(-3276.8), -3276, 0},
                  {Number::doubleNumber(-1.023e26), INT64_MIN, 0},
                  {Number::floatNumber(1e30f), INT64_MAX, UINT64_MAX}};
-    for (const auto& c : cases)
-        EXPECT_TRUE(c.n.int64Value() == c.i && c.n.uint64Value() == c.u) << c.n.doubleValue();
+    for (const auto& c : cases) {
+        EXPECT_EQ(c.n.int64Value(), c.i) << c.n.doubleValue();
+        EXPECT_EQ(c.n.uint64Value(), c.u) << c.n.doubleValue();
+    }
     EXPECT_EQ(Number::doubleNumber(1e300).floatValue(), std::numeric_limits<float>::infinity());
 }
 

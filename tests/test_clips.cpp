@@ -9,24 +9,30 @@
 #include <sstream>
 
 #include "dump/dump.h"
-#include "dump/st436m_writer.h"
+#include "frame_builder.h"
+#include "rdd18/host/st436m.h"
 
 namespace fs = std::filesystem;
 using nlohmann::json;
-using rdd18::dump::ElementCoding;
+namespace host = rdd18::host;
 
 namespace {
 
 const fs::path kSamples = VELMORA_SAMPLES_DIR;
 
+using rdd18::testsupport::fileBytes;
 std::string fileText(const fs::path& p) {
-    std::ifstream in(p, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
+    const auto bytes = fileBytes(p);
+    return {bytes.begin(), bytes.end()};
 }
 
-std::vector<unsigned char> fileBytes(const fs::path& p) {
-    const std::string t = fileText(p);
-    return {t.begin(), t.end()};
+// The element of the packets of a flagged buffer, each on line 9 of a VANC frame in `coding`.
+std::vector<unsigned char> elementOf(const std::vector<unsigned char>& frame, std::uint8_t coding,
+                                     bool checksumByte) {
+    std::vector<host::St436mPacket> packets;
+    for (host::Packet& p : host::packetsFromAncillaryBuffer(frame, true))
+        packets.push_back({{p.did, p.sdid, 9, 0, std::move(p.udw)}, 1, coding});
+    return host::st436mElement(packets, {checksumByte});
 }
 
 struct ToolRun {
@@ -62,10 +68,10 @@ TEST(Clips, ElementRunGivesTheFramesAnswersInOrder) {
     std::vector<json> expected;
     {
         std::ofstream out(run, std::ios::binary);
-        for (auto coding : {ElementCoding::EightBit, ElementCoding::EightBitWithChecksum,
-                            ElementCoding::TenBit}) {
+        for (auto [coding, checksumByte] :
+             {std::pair<std::uint8_t, bool>{4, false}, {4, true}, {7, false}}) {
             for (const char* f : frames) {
-                const auto e = rdd18::dump::st436mElement(fileBytes(kSamples / f), coding);
+                const auto e = elementOf(fileBytes(kSamples / f), coding, checksumByte);
                 out.write(reinterpret_cast<const char*>(e.data()),
                           static_cast<std::streamsize>(e.size()));
                 expected.push_back(answerOf(f));
@@ -84,10 +90,14 @@ TEST(Clips, ElementRunGivesTheFramesAnswersInOrder) {
         EXPECT_EQ(json({{"rdd18", got[i].at("rdd18")}, {"arri", got[i].at("arri")}}), expected[i])
             << i;
     }
-    const ToolRun some =
-        tool({"--input", "st436m", "--frames", "4:6", "-f", "jsonl", run.string()});
-    EXPECT_EQ(lines(some.out).size(), 2u);
-    EXPECT_EQ(lines(some.out).at(0).at("frame"), 4);
+    // The packet walk tells where each packet was stored; the explanation adds the element's own.
+    const ToolRun some = tool({"--input", "st436m", "--frames", "4:6", "--packets", "--explain",
+                               "-f", "jsonl", run.string()});
+    ASSERT_EQ(lines(some.out).size(), 2u);
+    const json frame4 = lines(some.out).at(0);
+    EXPECT_EQ(frame4.at("frame"), 4);
+    EXPECT_EQ(frame4.at("packets").at(0).at("coding"), 4);
+    EXPECT_EQ(frame4.at("faults").at("st436m"), json::array());
     fs::remove(run);
 }
 

@@ -1,23 +1,26 @@
 // One parser object shared by several threads: a parse keeps nothing in the parser, so frames
 // parsed at the same time on one object give exactly the answers of a serial run. Run under
-// ThreadSanitizer (the "tsan" preset), this also shows that a shared parser is only read.
+// ThreadSanitizer (the "tsan" preset), this also shows that a shared parser is only read, and that
+// the items of one parse, which share their memory, may be freed on any thread.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <thread>
 #include <vector>
 
+#include "frame_builder.h"
 #include "rdd18/arri/VLArriANCParser.h"
+#include "rdd18/items/item_factory.h"
 #include "rdd18/output/VLRDD18Parser.h"
 
 using namespace rdd18;
 
 namespace {
 
-using Bytes = std::vector<unsigned char>;
+using testsupport::Bytes;
+using testsupport::operator+;
 using Parse = std::function<Dictionary(const Bytes&)>;
 
 /// Every bundled frame (whole, broken, every flavour and ARRI), each also cut at a third.
@@ -25,8 +28,7 @@ std::vector<Bytes> sampleFrames() {
     std::vector<Bytes> frames;
     for (const auto& entry : std::filesystem::directory_iterator(VELMORA_SAMPLES_DIR)) {
         if (entry.path().extension() != ".anc") continue;
-        std::ifstream in(entry.path(), std::ios::binary);
-        frames.emplace_back(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+        frames.push_back(testsupport::fileBytes(entry.path()));
         frames.emplace_back(frames.back().begin(),
                             frames.back().begin() + frames.back().size() / 3);
     }
@@ -69,6 +71,29 @@ TEST(Concurrency, SharedParsersGiveTheSerialAnswers) {
         parses.push_back([&arri, flags](const Bytes& f) { return arri.parseData(f, flags); });
     }
     EXPECT_EQ(mismatchesUnderThreads(frames, parses), 0u);
+}
+
+// The items of a parse are cut from a few shared slabs, each counting its live items: here four
+// threads read and free the items of one parse at once, each thread every fourth item.
+TEST(Concurrency, ItemsOfOneParseAreFreedOnAnyThread) {
+    Bytes stream;
+    for (unsigned i = 0; i < 1000; ++i)  // more items than one slab holds
+        stream = stream + testsupport::rdd18Item(0x81, 0x0B, testsupport::be16(std::uint16_t(i)));
+    stream = testsupport::rdd18Pack(stream);
+    ItemList items = parseDataForItems(stream.data(), stream.size(), standardItemFactory());
+    ASSERT_EQ(items.size(), 1000u);
+    std::atomic<unsigned> sum{0};
+    std::vector<std::thread> threads;
+    for (unsigned t = 0; t < 4; ++t) {
+        threads.emplace_back([&items, &sum, t] {
+            for (std::size_t i = t; i < items.size(); i += 4) {
+                sum += items[i]->payloadAs<Uint16>().value();
+                items[i].reset();
+            }
+        });
+    }
+    for (auto& thread : threads) thread.join();
+    EXPECT_EQ(sum, 999u * 1000u / 2);
 }
 
 }  // namespace

@@ -3,22 +3,16 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
+#include "frame_builder.h"
 #include "rdd18/diagnostics/diagnostics.h"
 #include "rdd18/version.h"
 
 namespace fs = std::filesystem;
 
 namespace {
-
-std::vector<unsigned char> contents(const fs::path& p) {
-    std::ifstream in(p, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
 
 TEST(BinaryDump, WritesEveryByteIntoAFreshFile) {
     const fs::path dir = fs::temp_directory_path() / ("velmora-dump-" + std::to_string(::getpid()));
@@ -29,7 +23,7 @@ TEST(BinaryDump, WritesEveryByteIntoAFreshFile) {
     for (int i = 0; i < 256; ++i) data.push_back(static_cast<unsigned char>(i));
     rdd18::saveBinaryDataToDisk(std::vector<unsigned char>(1000, 0x55), file.string());
     rdd18::saveBinaryDataToDisk(data, file.string());  // an existing file is cut first
-    EXPECT_EQ(contents(file), data);
+    EXPECT_EQ(rdd18::testsupport::fileBytes(file), data);
     rdd18::saveBinaryDataToDisk({}, file.string());
     EXPECT_TRUE(fs::exists(file));
     EXPECT_EQ(fs::file_size(file), 0u);

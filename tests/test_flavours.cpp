@@ -2,7 +2,9 @@
 // come out as they should.
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "frame_builder.h"
@@ -47,6 +49,17 @@ TEST(Independence, VendorTagsAreUnknownOutsideTheirFlavour) {
     }
 }
 
+TEST(Independence, FlavourNames) {
+    const std::pair<Flavour, std::string_view> names[] = {
+        {Flavour::Standard, "standard"}, {Flavour::Sony, "sony"}, {Flavour::Varicam, "varicam"}};
+    for (const auto& [flavour, name] : names) {
+        EXPECT_EQ(flavourName(flavour), name);
+        EXPECT_EQ(flavourFromName(name), flavour);
+    }
+    for (const std::string_view other : {"", "Sony", "standard ", "vari"})
+        EXPECT_EQ(flavourFromName(other), std::nullopt) << other;
+}
+
 // --- Varicam items -----------------------------------------------------------------------------
 
 Value clipInfo(unsigned char valid, unsigned char camera, std::uint16_t reel, std::uint16_t clip,
@@ -75,9 +88,8 @@ TEST(Varicam, ClipInfoTranslation) {
 TEST(Varicam, ClipInfoLengthRule) {
     const Bytes seven = {0x01, 0x02, 0x01, 0x02, 0xFF, 0xFE, 0x01};
     const Bytes next = rdd18Item(0xE1, 0x24, text("A001"));
-    // Length 6 fails although the stream holds the bytes; so does length 0.
+    // Length 6 fails although the stream holds the bytes.
     EXPECT_TRUE(parse(kVaricam, rdd18ItemWithLength(0xE1, 0x22, 6, seven) + next).empty());
-    EXPECT_TRUE(parse(kVaricam, rdd18ItemWithLength(0xE1, 0x22, 0, {}) + next).empty());
     // Length 10: the first seven bytes make the value, the next item starts ten bytes in.
     EXPECT_EQ(parse(kVaricam, rdd18Item(0xE1, 0x22, seven + Bytes{0xE1, 0x24, 0x00}) + next),
               (Dictionary{{"VaricamClipInfoValueItem", clipInfo(1, 2, 258, 65534, "CINE")},

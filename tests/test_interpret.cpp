@@ -1,23 +1,13 @@
 // The interpreted view: worked values through the parsers, the rules that leave a field empty,
-// the ARRI sample record, and --units / --plot of the tool over every bundled sample.
+// the ARRI sample record.
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <filesystem>
 #include <limits>
-#include <sstream>
 
 #include "frame_builder.h"
+#include "rdd18/interpret/interpret.h"
 #include "rdd18/rdd18.h"
-#ifdef VELMORA_HAVE_DUMP_TOOL
-#include <nlohmann/json.hpp>
-#include <set>
-
-#include "dump/dump.h"
-#include "dump/plot.h"
-#include "dump/units_view.h"
-#include "sample_index.h"
-#endif
 
 using namespace rdd18;
 using namespace rdd18::testsupport;
@@ -141,61 +131,4 @@ TEST(Interpret, VaricamClipNameFollowsItsValidFlag) {
     EXPECT_FALSE(fromItems(name, 2).clipName) << "not a Varicam item under the Sony flavour";
 }
 
-#ifdef VELMORA_HAVE_DUMP_TOOL
-std::string runTool(std::vector<std::string> args) {
-    std::istringstream in;
-    std::ostringstream out, err;
-    EXPECT_EQ(rdd18::dump::run(args, in, out, err), 0) << err.str();
-    return out.str();
-}
-
-// Every sample, with its own options, in JSON and as a table: the units section holds only
-// known fields and plain numbers (no NaN, no infinity), and the table shows them with units.
-TEST(Interpret, UnitsOfEverySample) {
-    const std::filesystem::path samples = VELMORA_SAMPLES_DIR;
-    std::set<std::string> known;
-    for (const auto& f : interpret::numberFields()) known.emplace(f.key);
-    for (const auto& f : interpret::textFields()) known.emplace(f.key);
-    int frames = 0;
-    for (const auto& entry : testsupport::readSampleIndex(samples / "index.txt")) {
-        const std::string& line = entry.file;
-        std::vector<std::string> args{(samples / entry.file).string()};
-        args.insert(args.end(), entry.options.begin(), entry.options.end());
-        args.insert(args.end(), {"--units=only", "--format", "json"});
-        const auto report = nlohmann::json::parse(runTool(args)).at(0);
-        EXPECT_FALSE(report.contains("rdd18") || report.contains("arri")) << line;
-        for (const auto& [parser, model] : report.at("units").items()) {
-            for (const auto& [key, v] : model.items()) {
-                EXPECT_TRUE(known.count(key) && (v.is_number() || v.is_string()))
-                    << line << " " << parser << "." << key;
-            }
-        }
-        ++frames;
-    }
-    EXPECT_GE(frames, 20);
-    using U = interpret::Unit;  // unit texts at their edges: 1 s whole, density to 0.01, no "-0"
-    EXPECT_EQ(dump::unitText(U::Second, 1) + "|" + dump::unitText(U::Density, 0.45) + "|" +
-                  dump::unitText(U::Percent, -0.01),
-              "1 s|ND0.45|0 %");
-}
-
-// Missing values are gaps: one run of two frames draws one line, a lone value a dot only.
-TEST(Interpret, PlotLeavesGapsForMissingFrames) {
-    rdd18::dump::LensPlot plot;
-    for (const auto focus :
-         {std::optional(3.5), std::optional<double>(), std::optional(4.0), std::optional(4.1)}) {
-        CameraModel m;
-        m.focusDistanceM = focus;
-        plot.add(m);
-    }
-    std::ostringstream svg;
-    plot.writeSvg(svg);
-    const std::string s = svg.str();
-    EXPECT_TRUE(s.find("<polyline") != s.npos && s.find("<polyline") == s.rfind("<polyline") &&
-                s.find("4 frames") != s.npos && s.find("no values in these frames") != s.npos &&
-                s.find("nan") == s.npos)
-        << s;
-}
-
-#endif  // VELMORA_HAVE_DUMP_TOOL
 }  // namespace

@@ -86,7 +86,6 @@ TEST(CountedVectorDecoders, CountSizeAndLengthRules) {
         {"three", true, countedVector(3, 2, threeHalfFloats), 14, 3, 14},
         {"length 15", true, countedVector(3, 2, threeHalfFloats) + Bytes{0}, 15, -1, 8},
         {"element size 8", true, countedVector(3, 8, threeHalfFloats), 14, -1, 8},
-        {"empty", true, countedVector(0, 2, {}), 8, 0, 8},
         {"count x size past 32 bits", true, countedVector(0x80000000, 2, threeHalfFloats), 8, -1,
          8},
         {"element cut short", true, countedVector(3, 2, Bytes{0x3C, 0x03, 0xBC}), 14, -1, 11},

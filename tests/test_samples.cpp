@@ -7,10 +7,10 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 
 #include "dump/dump.h"
+#include "frame_builder.h"
 #include "sample_index.h"
 
 namespace fs = std::filesystem;
@@ -21,8 +21,8 @@ namespace {
 const fs::path kSamples = VELMORA_SAMPLES_DIR;
 
 std::string fileText(const fs::path& p) {
-    std::ifstream in(p, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
+    const Bytes bytes = fileBytes(p);
+    return {bytes.begin(), bytes.end()};
 }
 
 // The reports name the files as given; the expectations were made in the samples folder.

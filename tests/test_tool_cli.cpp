@@ -12,6 +12,7 @@
 #include <tuple>
 
 #include "dump/dump.h"
+#include "dump/frames.h"
 #include "dump/input.h"
 #include "frame_builder.h"
 
@@ -66,6 +67,35 @@ TEST(ToolInput, MalformedHexTextIsOneLineNamingThePlace) {
         EXPECT_EQ(r.err, c.error);
         EXPECT_EQ(r.out, "") << c.text;
     }
+}
+
+TEST(ToolInput, AnalyserSpellingsAndOneFramePerLine) {
+    using namespace rdd18::dump;
+    auto frames = [](const std::string& text, const SourceOptions& o) {
+        std::istringstream in(text);
+        std::vector<Frame> read;
+        readFrames("-", o, in, [&](const Frame& f) { read.push_back(f); });
+        return read;
+    };
+    SourceOptions hex;
+    hex.hex = true;
+    for (const char* text : {"00 FF FF 43 05 00 48", "0x00,0xFF,0xff, 0x43 0X05 00 48 # c",
+                             "00000000: 00ff ff43 0500 48  ...C..H\n"})
+        EXPECT_EQ(frames(text, hex).at(0).bytes, (Bytes{0, 0xFF, 0xFF, 0x43, 0x05, 0, 0x48}))
+            << text;
+    SourceOptions words = hex;
+    words.form = InputForm::Words10;
+    words.framePerLine = true;
+    const auto perLine =
+        frames("# a\n000 3FF 3FF 143 205 203 101 102 203 151\n\n3FC 143 205 200 149\n", words);
+    ASSERT_EQ(perLine.size(), 2u);
+    EXPECT_EQ(perLine[0].name, "-:2");
+    EXPECT_EQ(perLine[0].bytes, (Bytes{0, 0xFF, 0xFF, 0x43, 0x05, 3, 1, 2, 3, 0x51}));
+    EXPECT_EQ(perLine[1].faults.at(0).code, rdd18::FaultCode::BadChecksum);
+    EXPECT_THROW(frames("0001F", words), InputError);
+    const std::string bad = "3FC 143 205 200 149";  // the tool lists the frame's fault apart
+    const auto report = runTool({"--hex", "--input", "words10", "--explain", "-f", "jsonl"}, bad);
+    EXPECT_EQ(json::parse(report.out).at("input").size(), 1u);
 }
 
 TEST(ToolCommandLine, BadArgumentsAndUnreadableFiles) {

@@ -227,7 +227,7 @@ TEST(StreamReader, DiscardRestOfPacketAndResynchronize) {
 class OffsetStream : public virtual utils::AncillaryPackagedDataStreamReader<RDD18StreamReader> {
   public:
     explicit OffsetStream(AncillaryDataReader& source)
-        : utils::AncillaryPackagedDataStreamReader<RDD18StreamReader>(source) {}
+        : utils::AncillaryPackagedDataStreamReader<RDD18StreamReader>(source, 0x50, 0x00) {}
     void resynchronize() override {}
     bool doesAcceptPacket(const utils::AncillaryPacket& packet) override {
         return packet.did == 0x50 && packet.payloadSize() != 0;

@@ -6,6 +6,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -14,6 +15,9 @@ namespace rdd18::testsupport {
 using Bytes = std::vector<unsigned char>;
 
 Bytes operator+(Bytes a, const Bytes& b);
+
+/// The bytes of the file at `path`; empty when it can't be read.
+Bytes fileBytes(const std::string& path);
 
 // --- RDD 18 stream -----------------------------------------------------------------------------
 

@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-#include "dump/st436m_writer.h"
+#include "rdd18/host/st436m.h"
 
 extern "C" {
 #include <libavformat/avformat.h>
@@ -24,7 +24,7 @@ extern "C" {
 
 namespace {
 
-using rdd18::dump::ElementCoding;
+namespace host = rdd18::host;
 
 void check(int code, const std::string& what) {
     if (code >= 0) return;
@@ -39,15 +39,19 @@ std::vector<unsigned char> element(const std::string& spec) {
     if (spec == "zero") return std::vector<unsigned char>(2, 0);
     const auto colon = spec.rfind(':');
     const std::string form = colon == std::string::npos ? "" : spec.substr(colon + 1);
-    const ElementCoding coding = form == "8"     ? ElementCoding::EightBit
-                                 : form == "8cs" ? ElementCoding::EightBitWithChecksum
-                                 : form == "10"
-                                     ? ElementCoding::TenBit
-                                     : throw std::runtime_error(spec + ": not FILE:8|8cs|10");
+    if (form != "8" && form != "8cs" && form != "10")
+        throw std::runtime_error(spec + ": not FILE:8|8cs|10");
     std::ifstream file(spec.substr(0, colon), std::ios::binary);
     if (!file) throw std::runtime_error(spec + ": cannot open");
     const std::vector<unsigned char> frame(std::istreambuf_iterator<char>(file), {});
-    return rdd18::dump::st436mElement(frame, coding);
+    // Every packet on line 9 of a VANC frame (wrapping type 1), in coding 4 (8-bit luma) or 7
+    // (10-bit luma).
+    std::vector<host::St436mPacket> packets;
+    for (host::Packet& p : host::packetsFromAncillaryBuffer(frame, true)) {
+        p.line = 9;
+        packets.push_back({std::move(p), 1, static_cast<std::uint8_t>(form == "10" ? 7 : 4)});
+    }
+    return host::st436mElement(packets, {form == "8cs"});
 }
 
 void makeClip(const char* videoPath, const char* outPath, const std::vector<std::string>& specs) {

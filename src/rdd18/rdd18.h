@@ -1,30 +1,18 @@
-// Umbrella header: the whole public API of the library.
+// Umbrella header: what a host needs for most work. The two facades, the value model of their
+// answers, the faults they report, and the converters from the forms hosts hold (packet lists,
+// 10-bit words, VANC lines, RFC 8331 payloads, ST 436M elements). The packet, stream, item and blob
+// layers, the camera model in units and the diagnostics are public too; include their headers
+// where they are needed.
 #pragma once
 
 #include "rdd18/arri/VLArriANCParser.h"
-#include "rdd18/arri/arri_ancillary_parser.h"
-#include "rdd18/arri/arri_blob.h"
-#include "rdd18/arri/arri_file_header.h"
-#include "rdd18/arri/arri_stream_reader.h"
-#include "rdd18/diagnostics/diagnostics.h"
-#include "rdd18/diagnostics/fault_lines.h"
-#include "rdd18/explain/explain.h"
 #include "rdd18/host/packet.h"
-#include "rdd18/host/parse.h"
 #include "rdd18/host/rfc8331.h"
 #include "rdd18/host/st436m.h"
 #include "rdd18/host/vanc.h"
 #include "rdd18/host/words10.h"
-#include "rdd18/interpret/camera_model.h"
-#include "rdd18/interpret/interpret.h"
 #include "rdd18/items/flavour.h"
-#include "rdd18/items/item_factory.h"
-#include "rdd18/items/rdd18_items.h"
 #include "rdd18/output/VLRDD18Parser.h"
 #include "rdd18/platform/value.h"
-#include "rdd18/transport/ancillary_packet.h"
-#include "rdd18/transport/parse_observer.h"
-#include "rdd18/transport/parsing_error.h"
-#include "rdd18/transport/rdd18_stream_reader.h"
-#include "rdd18/transport/reader.h"
+#include "rdd18/transport/fault.h"
 #include "rdd18/version.h"

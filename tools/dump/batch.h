@@ -8,22 +8,17 @@
 #include <string>
 #include <vector>
 
-#include "dump/clip_input.h"
-#include "dump/host_input.h"
+#include "dump/frames.h"
 #include "dump/report.h"
 #include "dump/writers.h"
 
 namespace rdd18::dump {
 
 struct BatchOptions {
-    InputForm form = InputForm::Auto;
-    HostInputOptions host;  ///< how one-frame inputs are read (hex text, width, flags, ...)
-    FrameRange frames;      ///< the frames of clips and element runs to report
+    SourceOptions source;  ///< how the inputs are read
     WriteOptions write;
-    std::ostream* progress = nullptr;  ///< where long clips keep a progress line, if anywhere
-    bool explainInput = false;         ///< add "input": what converting a host form dropped
-    /// Sees each frame's report as it is written (for example to draw the frames afterwards).
-    std::function<void(const FrameReport&)> written = {};
+    /// Sees each frame and its report as it is written (for example to draw the frames).
+    std::function<void(const Frame&, const FrameReport&)> written = {};
 };
 
 /// Decodes `files` in order and writes their frames to `out` as they come. An input that can't

@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "dump/clip_input.h"
+#include "dump/frames.h"
 #include "dump/input.h"
 
 extern "C" {
@@ -69,11 +69,7 @@ class Progress {
 
 }  // namespace
 
-bool clipsSupported() noexcept {
-    return true;
-}
-
-void readClip(const std::string& path, const FrameRange& range, const ClipFrameVisitor& visit,
+void readClip(const std::string& path, const FrameRange& range, const FrameVisitor& visit,
               std::ostream* progress) {
     av_log_set_level(AV_LOG_QUIET);
     AVFormatContext* opened = nullptr;
@@ -116,7 +112,8 @@ void readClip(const std::string& path, const FrameRange& range, const ClipFrameV
         const std::int64_t frame = next++;
         bar.at(frame);
         if (!range.contains(frame)) return;
-        ClipFrame f{frame, av_q2d(tick) * static_cast<double>(frame + start), {}, element};
+        Frame f = elementFrame(path, frame, element);
+        f.time = av_q2d(tick) * static_cast<double>(frame + start);
         if (hasTimecode) {
             char text[AV_TIMECODE_STR_SIZE];
             f.timecode = av_timecode_make_string(&timecode, text, static_cast<int>(frame));

@@ -11,22 +11,6 @@ namespace {
 
 using CellVisitor = std::function<void(const std::string& key, std::string text)>;
 
-void flattenCells(const std::string& key, const Value& v, const CellVisitor& cell) {
-    if (v.isNumber()) {
-        cell(key, numberText(v.number()));
-    } else if (v.isString()) {
-        cell(key, validUtf8(v.string()));
-    } else if (v.isData()) {
-        cell(key, hexText(v.data()));
-    } else if (v.isArray()) {
-        for (std::size_t i = 0; i < v.array().size(); ++i) {
-            flattenCells(key + "[" + std::to_string(i) + "]", v.array()[i], cell);
-        }
-    } else {
-        for (const auto& [k, element] : v.dictionary()) flattenCells(key + "." + k, element, cell);
-    }
-}
-
 // A field quoted when it holds a comma, a quote or a line break; quotes inside are doubled.
 std::string csvField(std::string_view text) {
     if (text.find_first_of(",\"\r\n") == std::string_view::npos) return std::string(text);
@@ -71,7 +55,12 @@ class CsvReportWriter : public ReportWriter {
 void csvCells(const FrameReport& report, const CellVisitor& cell) {
     cell("file", report.source);
     for (const auto& s : report.sections) {
-        if (!s.walk) flattenCells(s.name, s.value, cell);
+        if (s.name == kPacketsSection) continue;
+        flatten(s.name, s.value, [&cell](const std::string& key, const Value& v) {
+            if (v.isNumber()) cell(key, numberText(v.number()));
+            if (v.isString()) cell(key, validUtf8(v.string()));
+            if (v.isData()) cell(key, hexText(v.data()));
+        });
     }
 }
 

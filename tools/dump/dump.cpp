@@ -8,10 +8,10 @@
 #include <fstream>
 #include <iostream>
 #include <map>
+#include <set>
 
 #include "dump/batch.h"
-#include "dump/host_input.h"
-#include "dump/input.h"
+#include "dump/frames.h"
 #include "dump/plot.h"
 #include "dump/report.h"
 #include "dump/writers.h"
@@ -73,11 +73,12 @@ int runCommand(const std::vector<std::string>& args, std::istream& in, std::ostr
     std::string parser = "both";
     std::string format = "json";
     ReportOptions report;
-    HostInputOptions host;
+    SourceOptions source;
     std::string form = "auto";
     WriteOptions write;
-    const std::map<std::string, Flavour> flavours{
-        {"standard", Flavour::Standard}, {"sony", Flavour::Sony}, {"varicam", Flavour::Varicam}};
+    std::set<std::string> flavours;  // the library's names, listed sorted in the help
+    for (const Flavour f : {Flavour::Standard, Flavour::Sony, Flavour::Varicam})
+        flavours.emplace(flavourName(f));
     const std::map<std::string, Format> formats{{"json", Format::Json},
                                                 {"jsonl", Format::JsonLines},
                                                 {"plist", Format::Plist},
@@ -102,15 +103,15 @@ int runCommand(const std::vector<std::string>& args, std::istream& in, std::ostr
                    "(clip for names ending in .mxf, else packets)")
         ->transform(CLI::IsMember(inputForms(), CLI::ignore_case))
         ->default_str("auto");
-    app.add_option("--width", host.width,
+    app.add_option("--width", source.width,
                    "Pixels per VANC line (v210, uyvy); HD placement "
                    "(luma, then chroma) from 1280 up")
         ->check(CLI::Range(1u, 65535u))
         ->default_str("1920");
     auto* framePerLine = app.add_flag(
-        "--frame-per-line", host.framePerLine,
+        "--frame-per-line", source.framePerLine,
         "Hex text holds one frame per line; answers come one per frame (JSON Lines unless -f)");
-    app.add_flag("--keep-damaged", host.keepDamaged,
+    app.add_flag("--keep-damaged", source.keepDamaged,
                  "Keep packets with a bad parity or checksum (words10, v210, uyvy, rfc8331)");
     app.add_flag("--no-flags", noFlags,
                  "Packets carry no 3-byte ancillary data flag: each starts with its DID");
@@ -175,15 +176,12 @@ int runCommand(const std::vector<std::string>& args, std::istream& in, std::ostr
     }
 
     // The checks above have turned each choice into its listed spelling.
-    report.flavour = flavours.at(flavour);
+    report.flavour = *flavourFromName(flavour);
     write.format = formats.at(format);
-    if (host.framePerLine && formatOption->count() == 0) write.format = Format::JsonLines;
-    host.form = inputForms().at(form);
-    host.hex = hex;
-    host.flags = !noFlags;
-    // Every form but the packet buffer is converted to a buffer with flags.
-    report.flags =
-        host.form == InputForm::Packets || host.form == InputForm::Auto ? !noFlags : true;
+    if (source.framePerLine && formatOption->count() == 0) write.format = Format::JsonLines;
+    source.form = inputForms().at(form);
+    source.hex = hex;
+    source.flags = !noFlags;
     report.rdd18 = parser != "arri";
     report.arri = parser != "rdd18";
     report.units = unitsViews.at(units);
@@ -197,7 +195,6 @@ int runCommand(const std::vector<std::string>& args, std::istream& in, std::ostr
         files.push_back("-");
     }
 
-    BatchOptions batch{host.form, host, {}, write, nullptr, report.explain};
     if (!frames.empty()) {
         const auto range = parseFrameRange(frames);
         if (!range) {
@@ -205,13 +202,14 @@ int runCommand(const std::vector<std::string>& args, std::istream& in, std::ostr
                 << " is not A:B, A:, :B or A (frame numbers from 0, B not below A)\n";
             return kExitBadArguments;
         }
-        batch.frames = *range;
+        source.frames = *range;
     }
-    if (&err == &std::cerr && isatty(STDERR_FILENO)) batch.progress = &err;
+    if (&err == &std::cerr && isatty(STDERR_FILENO)) source.progress = &err;
+    BatchOptions batch{source, write};
     LensPlot plot;
     if (!plotFile.empty()) {
-        batch.written = [&plot](const FrameReport& f) {
-            plot.add(f.camera.value_or(interpret::CameraModel{}));
+        batch.written = [&plot](const Frame& f, const FrameReport& r) {
+            plot.add(f.number, f.time, r.camera.value_or(interpret::CameraModel{}));
         };
     }
     const int status = decodeBatch(files, batch, Reporter(report), in, out, err);

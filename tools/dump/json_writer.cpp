@@ -43,29 +43,10 @@ class JsonWriter {
         for (const auto& s : f.sections) {
             separator(1, depth + 1);
             out_ << jsonQuoted(s.name) << (pretty_ ? ": " : ":");
-            if (s.walk) {
-                streamedArray(s.walk, depth + 1);
-            } else {
-                value(s.value, depth + 1);
-            }
+            value(s.value, depth + 1);
         }
         newline(depth);
         out_ << '}';
-    }
-
-    void streamedArray(const ElementWalk& walk, int depth) {
-        std::size_t count = 0;
-        walk([&](const Value& element) {
-            if (count == 0) out_ << '[';
-            separator(count++, depth + 1);
-            value(element, depth + 1);
-        });
-        if (count == 0) {
-            out_ << "[]";
-            return;
-        }
-        newline(depth);
-        out_ << ']';
     }
 
     // What comes before element `index` of a container whose elements stand at `depth`.

@@ -16,17 +16,11 @@ Value byteText(std::uint8_t b) {
     return Value(std::string(buf));
 }
 
-std::uint8_t senderChecksum(const utils::AncillaryPacket& p) {
-    unsigned sum = p.did + p.sdid + p.size;
-    for (unsigned long i = 0; i < p.payloadSize(); ++i) sum += p.payload[i];
-    return static_cast<std::uint8_t>(sum);
-}
-
 }  // namespace
 
-void walkPackets(std::span<const unsigned char> bytes, bool flags,
-                 std::span<const host::St436mPacket> origins,
-                 const std::function<void(const Value&)>& visit) {
+Array packetList(std::span<const unsigned char> bytes, bool flags,
+                 std::span<const host::St436mPacket> origins) {
+    Array list;
     AncillaryDataBufferReader reader(
         bytes.data(), bytes.size(),
         flags ? AncillaryDataBufferWithFlags : AncillaryDataBufferWithoutFlags);
@@ -40,12 +34,13 @@ void walkPackets(std::span<const unsigned char> bytes, bool flags,
         const bool arri = p.did == arri::ArriAncillaryDataStreamReader::kDid &&
                           p.sdid == arri::ArriAncillaryDataStreamReader::kSdid;
         Dictionary d;
-        d.set("offset", Number::integer(packetOffset(p, bytes.data())));
+        d.set("offset", Number::integer(reader.offsetOf(p)));
         d.set("did", byteText(p.did));
         d.set("sdid", byteText(p.sdid));
         d.set("dc", Number::integer(p.size));
         d.set("checksum", byteText(p.checksum));
-        d.set("checksumOk", Number::boolean(senderChecksum(p) == p.checksum));
+        const std::uint8_t sent = host::checksum8(p.did, p.sdid, {p.payload, p.payloadSize()});
+        d.set("checksumOk", Number::boolean(sent == p.checksum));
         d.set("kind", Value(rdd18 ? "rdd18" : arri ? "arri" : "other"));
         if (rdd18 && p.payloadSize() >= 1) d.set("sequence", Number::integer(p.payload[0]));
         if (arri && p.payloadSize() >= 3) {
@@ -59,8 +54,9 @@ void walkPackets(std::span<const unsigned char> bytes, bool flags,
             d.set("coding", Number::integer(origins[index].coding));
         }
         ++index;
-        visit(Value(std::move(d)));
+        list.emplace_back(std::move(d));
     }
+    return list;
 }
 
 }  // namespace rdd18::dump

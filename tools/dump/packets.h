@@ -1,7 +1,6 @@
 // The packet walk of a frame, as a value tree that every output format can show.
 #pragma once
 
-#include <functional>
 #include <span>
 
 #include "rdd18/host/st436m.h"
@@ -9,9 +8,8 @@
 
 namespace rdd18::dump {
 
-/// Calls `visit` with one dictionary per packet that the library's packet walk finds in `bytes`
-/// (`flags`: whether packets carry the 3-byte flag), in buffer order, as it finds them (nothing
-/// is kept, so a walk of any length takes the same memory):
+/// One dictionary per packet that the library's packet walk finds in `bytes` (`flags`: whether
+/// packets carry the 3-byte flag), in buffer order:
 /// - "offset": buffer offset of the packet's DID byte (integer);
 /// - "did", "sdid", "checksum": the bytes as text "0x43";
 /// - "dc": the data count (integer);
@@ -24,8 +22,7 @@ namespace rdd18::dump {
 ///   `origins` (the element's packets the buffer was made from, in the same order) is given.
 /// Bytes the walk passes over (bad flags, a short tail, a packet cut off by the end) are not
 /// listed: they are what the explanation of a frame reports.
-void walkPackets(std::span<const unsigned char> bytes, bool flags,
-                 std::span<const host::St436mPacket> origins,
-                 const std::function<void(const Value&)>& visit);
+Array packetList(std::span<const unsigned char> bytes, bool flags,
+                 std::span<const host::St436mPacket> origins);
 
 }  // namespace rdd18::dump

@@ -38,11 +38,7 @@ class PlistWriter {
         line(depth + 1, "<string>" + xmlText(f.source) + "</string>");
         for (const auto& s : f.sections) {
             key(depth + 1, s.name);
-            if (s.walk) {
-                streamedArray(s.walk, depth + 1);
-            } else {
-                value(s.value, depth + 1);
-            }
+            value(s.value, depth + 1);
         }
         line(depth, "</dict>");
     }
@@ -53,16 +49,6 @@ class PlistWriter {
     }
 
   private:
-    void streamedArray(const ElementWalk& walk, int depth) {
-        bool empty = true;
-        walk([&](const Value& element) {
-            if (empty) line(depth, "<array>");
-            empty = false;
-            value(element, depth + 1);
-        });
-        line(depth, empty ? "<array/>" : "</array>");
-    }
-
     void key(int depth, std::string_view k) { line(depth, "<key>" + xmlText(k) + "</key>"); }
 
     void number(const Number& n, int depth) {

@@ -90,13 +90,38 @@ std::optional<Range> valueRange(const Panel& p) {
     return Range{std::floor(low / step) * step, std::ceil(high / step) * step, step};
 }
 
+// The shared axis: where each frame stands on it, in the order added, and the tick step.
+struct FrameAxis {
+    std::vector<double> at;
+    const char* caption;
+    double low = 0, high = 0, step = 1;
+};
+
+// The frames' times when every frame has one, else their numbers.
+FrameAxis frameAxis(const std::vector<double>& numbers,
+                    const std::vector<std::optional<double>>& times) {
+    FrameAxis axis{numbers, "Frame"};
+    const bool timed =
+        !times.empty() && std::all_of(times.begin(), times.end(), [](auto t) { return t; });
+    if (timed) {
+        axis = {{}, "Time (s)", 0, 0, 0.001};  // a lone frame's time in milliseconds
+        for (const auto& t : times) axis.at.push_back(*t);
+    }
+    if (axis.at.empty()) return axis;
+    axis.low = *std::min_element(axis.at.begin(), axis.at.end());
+    axis.high = *std::max_element(axis.at.begin(), axis.at.end());
+    if (axis.high > axis.low) axis.step = niceStep(axis.high - axis.low, 10);
+    if (!timed) axis.step = std::max(axis.step, 1.0);  // whole frames
+    return axis;
+}
+
 class Svg {
   public:
-    explicit Svg(std::ostream& out, std::size_t frames) : out_(out), frames_(frames) {}
+    Svg(std::ostream& out, const FrameAxis& axis) : out_(out), axis_(axis) {}
 
-    double x(std::size_t frame) const {  // frame counts from 0
-        if (frames_ < 2) return kLeft + kPlotWidth / 2;
-        return kLeft + kPlotWidth * static_cast<double>(frame) / static_cast<double>(frames_ - 1);
+    double x(double at) const {
+        if (axis_.high <= axis_.low) return kLeft + kPlotWidth / 2;
+        return kLeft + kPlotWidth * (at - axis_.low) / (axis_.high - axis_.low);
     }
 
     void text(double x, double y, const std::string& s, const char* anchor, int size,
@@ -112,15 +137,14 @@ class Svg {
              << "\"/>\n";
     }
 
-    // The frame ticks: whole frame numbers, about ten of them.
-    std::vector<std::size_t> frameTicks() const {
-        std::vector<std::size_t> ticks;
-        if (frames_ == 0) return ticks;
-        const auto step = static_cast<std::size_t>(std::max(
-            1.0, niceStep(static_cast<double>(std::max<std::size_t>(frames_, 2) - 1), 10)));
-        ticks.push_back(0);
-        for (std::size_t f = step - 1; f < frames_; f += step) {
-            if (f > 0) ticks.push_back(f);
+    // The ticks of the shared axis: whole steps from its low end to its high end; a lone
+    // frame's place.
+    std::vector<double> frameTicks() const {
+        if (axis_.at.empty() || axis_.high <= axis_.low) return axis_.at;
+        std::vector<double> ticks;
+        for (auto k = std::ceil(axis_.low / axis_.step - 1e-9);
+             k * axis_.step <= axis_.high + axis_.step * 1e-9; ++k) {
+            ticks.push_back(k * axis_.step);
         }
         return ticks;
     }
@@ -148,7 +172,7 @@ class Svg {
         out_ << "<rect x=\"" << num(kLeft) << "\" y=\"" << num(top) << "\" width=\""
              << num(kPlotWidth) << "\" height=\"" << num(kPanelHeight)
              << "\" fill=\"#fbfbfb\" stroke=\"#bbb\"/>\n";
-        for (std::size_t f : frameTicks()) line(x(f), top, x(f), bottom, "#ececec");
+        for (double t : frameTicks()) line(x(t), top, x(t), bottom, "#ececec");
         const auto range = valueRange(p);
         if (!range) {
             text(kLeft + kPlotWidth / 2, top + kPanelHeight / 2 + 5, "no values in these frames",
@@ -168,31 +192,33 @@ class Svg {
         for (const auto& l : p.lines) series(l, y);
     }
 
-    // One line: a polyline per run of frames with values, a dot on each value when the frames
-    // are few enough to tell apart (and always on a value that stands alone).
+    // One line: a polyline per run of frames with values (a run ends where the axis goes back, at
+    // the start of another input), a dot on each value when the frames are few enough to tell
+    // apart (and always on a value that stands alone).
     template <class Y>
     void series(const Line& l, const Y& y) {
         const auto& v = *l.values;
-        const bool dots = frames_ <= 120;
+        const auto& at = axis_.at;
+        const bool dots = v.size() <= 120;
         for (std::size_t i = 0; i < v.size();) {
             if (!v[i]) {
                 ++i;
                 continue;
             }
-            std::size_t end = i;
-            while (end < v.size() && v[end]) ++end;
+            std::size_t end = i + 1;
+            while (end < v.size() && v[end] && at[end] > at[end - 1]) ++end;
             if (end - i > 1) {
                 out_ << "<polyline fill=\"none\" stroke=\"" << l.colour
                      << "\" stroke-width=\"2\" stroke-linejoin=\"round\""
                      << (l.dashed ? " stroke-dasharray=\"6 4\"" : "") << " points=\"";
                 for (std::size_t k = i; k < end; ++k) {
-                    out_ << (k > i ? " " : "") << num(x(k)) << "," << num(y(*v[k]));
+                    out_ << (k > i ? " " : "") << num(x(at[k])) << "," << num(y(*v[k]));
                 }
                 out_ << "\"/>\n";
             }
             for (std::size_t k = i; k < end; ++k) {
                 if (dots || end - i == 1) {
-                    out_ << "<circle cx=\"" << num(x(k)) << "\" cy=\"" << num(y(*v[k]))
+                    out_ << "<circle cx=\"" << num(x(at[k])) << "\" cy=\"" << num(y(*v[k]))
                          << "\" r=\"3\" fill=\"" << l.colour << "\"/>\n";
                 }
             }
@@ -201,21 +227,25 @@ class Svg {
     }
 
     void frameAxis(double top) {
-        for (std::size_t f : frameTicks()) {
-            line(x(f), top, x(f), top + 5, "#888");
-            text(x(f), top + 19, std::to_string(f + 1), "middle", 12);
+        for (double t : frameTicks()) {
+            line(x(t), top, x(t), top + 5, "#888");
+            text(x(t), top + 19, tickText(t, axis_.step), "middle", 12);
         }
-        text(kLeft + kPlotWidth / 2, top + 42, "Frame", "middle", 13, "#222");
+        text(kLeft + kPlotWidth / 2, top + 42, axis_.caption, "middle", 13, "#222");
     }
 
   private:
     std::ostream& out_;
-    std::size_t frames_;
+    const FrameAxis& axis_;
 };
 
 }  // namespace
 
-void LensPlot::add(const interpret::CameraModel& frame) {
+void LensPlot::add(std::optional<std::int64_t> number, std::optional<double> time,
+                   const interpret::CameraModel& frame) {
+    // Frames without a number are numbered by their place in the run.
+    numbers_.push_back(static_cast<double>(number.value_or(std::int64_t(numbers_.size()))));
+    times_.push_back(time);
     focus_.push_back(frame.focusDistanceM ? frame.focusDistanceM
                                           : frame.focusDistanceFromFrontVertexM);
     focalLength_.push_back(frame.focalLengthMm);
@@ -237,7 +267,8 @@ void LensPlot::writeSvg(std::ostream& out) const {
     out << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" << kWidth << "\" height=\""
         << height << "\" viewBox=\"0 0 " << kWidth << " " << height << "\">\n";
     out << "<rect width=\"100%\" height=\"100%\" fill=\"white\"/>\n";
-    Svg svg(out, frames());
+    const FrameAxis axis = frameAxis(numbers_, times_);
+    Svg svg(out, axis);
     const std::string subtitle = std::to_string(frames()) + (frames() == 1 ? " frame" : " frames");
     svg.text(kLeft, 30, "Lens per frame", "start", 18, "#111", "bold");
     svg.text(kLeft + kPlotWidth, 30, subtitle, "end", 13, "#666");

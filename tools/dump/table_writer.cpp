@@ -9,35 +9,27 @@ namespace rdd18::dump {
 
 namespace {
 
-struct Row {
-    std::string key;
-    std::string value;
-    std::string kind;
-};
+using Row = TextRow;
 
 void pad(std::ostream& out, std::string_view text, std::size_t width) {
     out << text;
     for (std::size_t n = displayWidth(text); n < width; ++n) out << ' ';
 }
 
-// One row per scalar, nested keys joined with dots and array elements with [index].
-void flatten(const std::string& key, const Value& v, std::vector<Row>& rows) {
-    if (v.isNumber()) {
-        rows.push_back(
-            {key, numberText(v.number()), std::string(numberKindName(v.number().kind()))});
-    } else if (v.isString()) {
-        rows.push_back({key, jsonQuoted(v.string()), "string"});
-    } else if (v.isData()) {
-        rows.push_back({key, "<" + hexText(v.data()) + ">", "data"});
-    } else if (v.isArray()) {
-        if (v.array().empty()) rows.push_back({key, "[]", "array"});
-        for (std::size_t i = 0; i < v.array().size(); ++i) {
-            flatten(key + "[" + std::to_string(i) + "]", v.array()[i], rows);
+// One row per scalar (and per empty dictionary or array): strings quoted, data as <hex>.
+void addRows(const std::string& key, const Value& value, std::vector<Row>& rows) {
+    flatten(key, value, [&rows](const std::string& k, const Value& v) {
+        if (v.isNumber()) {
+            rows.push_back(
+                {k, numberText(v.number()), std::string(numberKindName(v.number().kind()))});
+        } else if (v.isString()) {
+            rows.push_back({k, jsonQuoted(v.string()), "string"});
+        } else if (v.isData()) {
+            rows.push_back({k, "<" + hexText(v.data()) + ">", "data"});
+        } else {
+            rows.push_back(v.isArray() ? Row{k, "[]", "array"} : Row{k, "{}", "dictionary"});
         }
-    } else {
-        if (v.dictionary().empty()) rows.push_back({key, "{}", "dictionary"});
-        for (const auto& [k, element] : v.dictionary()) flatten(key + "." + k, element, rows);
-    }
+    });
 }
 
 bool isScalar(const Value& v) {
@@ -60,15 +52,15 @@ std::string cellText(const Value& v) {
     return v.string();
 }
 
-// Two walks over the records: the first finds the columns and their widths, the second writes.
-void writeRecordList(std::ostream& out, const ElementWalk& walk) {
+// One column per key of any record, as wide as its widest cell.
+void writeRecordList(std::ostream& out, const Array& records) {
     std::map<std::string, std::size_t> widths;
-    walk([&](const Value& r) {
+    for (const Value& r : records) {
         for (const auto& [key, v] : r.dictionary()) {
             auto& w = widths.try_emplace(key, displayWidth(key)).first->second;
             w = std::max(w, displayWidth(cellText(v)));
         }
-    });
+    }
     auto writeLine = [&](auto&& cell) {
         std::string text = "    ";
         std::size_t c = 0;
@@ -81,42 +73,25 @@ void writeRecordList(std::ostream& out, const ElementWalk& walk) {
         out << text << '\n';
     };
     writeLine([](const std::string& key) { return key; });
-    walk([&](const Value& r) {
+    for (const Value& r : records) {
         writeLine([&](const std::string& key) {
             const Value* v = r.dictionary().find(key);
             return v ? cellText(*v) : std::string();
         });
-    });
-}
-
-ElementWalk walkOf(const Array& a) {
-    return [&a](const std::function<void(const Value&)>& visit) {
-        for (const auto& e : a) visit(e);
-    };
+    }
 }
 
 void writeFrame(std::ostream& out, const FrameReport& f, bool types) {
     out << f.source << '\n';
-    // A streamed section without elements shows as an empty array, like any other.
-    const Value emptyArray{Array{}};
-    std::vector<const Value*> values;
-    std::vector<bool> recordLists;
-    for (const auto& s : f.sections) {
-        bool any = false;
-        if (s.walk) s.walk([&](const Value&) { any = true; });
-        values.push_back(s.walk ? &emptyArray : &s.value);
-        recordLists.push_back(s.walk ? any : isRecordList(s.value));
-    }
+    // The rows of every section first: their keys and values share two column widths.
     std::vector<std::vector<Row>> blocks;
     std::size_t keyWidth = 0, valueWidth = 0;
-    for (std::size_t i = 0; i < f.sections.size(); ++i) {
+    for (const auto& s : f.sections) {
         std::vector<Row> rows;
-        const std::string& name = f.sections[i].name;
-        if (name == kUnitsSection) {
-            for (auto& t : unitsTextRows(name, *values[i]))
-                rows.push_back({t.key, t.value, t.kind});
-        } else if (!recordLists[i]) {
-            flatten(name, *values[i], rows);
+        if (s.name == kUnitsSection) {
+            rows = unitsTextRows(s.name, s.value);
+        } else if (!isRecordList(s.value)) {
+            addRows(s.name, s.value, rows);
         }
         for (const auto& r : rows) {
             keyWidth = std::max(keyWidth, displayWidth(r.key));
@@ -124,14 +99,13 @@ void writeFrame(std::ostream& out, const FrameReport& f, bool types) {
         }
         blocks.push_back(std::move(rows));
     }
-    for (std::size_t s = 0; s < f.sections.size(); ++s) {
-        if (recordLists[s]) {
-            out << "  " << f.sections[s].name << '\n';
-            const auto& section = f.sections[s];
-            writeRecordList(out, section.walk ? section.walk : walkOf(section.value.array()));
+    for (std::size_t i = 0; i < f.sections.size(); ++i) {
+        if (isRecordList(f.sections[i].value)) {
+            out << "  " << f.sections[i].name << '\n';
+            writeRecordList(out, f.sections[i].value.array());
             continue;
         }
-        for (const auto& r : blocks[s]) {
+        for (const auto& r : blocks[i]) {
             out << "  ";
             pad(out, r.key, keyWidth + 2);
             if (types) {

@@ -82,24 +82,14 @@ std::string unitText(Unit unit, double v) {
 
 std::vector<TextRow> unitsTextRows(const std::string& prefix, const Value& section) {
     std::vector<TextRow> rows;
-    if (!section.isDictionary()) return rows;
-    for (const auto& [parser, model] : section.dictionary()) {
-        const std::string base = prefix + "." + parser;
-        if (!model.isDictionary()) continue;
-        if (model.dictionary().empty()) rows.push_back({base, "{}", "dictionary"});
-        for (const auto& [key, v] : model.dictionary()) {
-            TextRow row{base + "." + key, "", "string"};
-            if (v.isString()) {
-                row.value = validUtf8(v.string());
-            } else if (v.isNumber()) {
-                const auto* f = numberField(key);
-                const double d = v.number().doubleValue();
-                row.value = f ? unitText(f->unit, d) : numberText(v.number());
-                row.kind = std::string(numberKindName(v.number().kind()));
-            }
-            rows.push_back(std::move(row));
-        }
-    }
+    flatten(prefix, section, [&rows](const std::string& key, const Value& v) {
+        if (v.isString()) return rows.push_back({key, validUtf8(v.string()), "string"});
+        if (!v.isNumber()) return rows.push_back({key, "{}", "dictionary"});
+        const auto* f = numberField(std::string_view(key).substr(key.rfind('.') + 1));
+        rows.push_back({key,
+                        f ? unitText(f->unit, v.number().doubleValue()) : numberText(v.number()),
+                        std::string(numberKindName(v.number().kind()))});
+    });
     return rows;
 }
 

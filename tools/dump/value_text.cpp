@@ -150,6 +150,18 @@ std::string validUtf8(std::string_view s) {
     return out;
 }
 
+void flatten(const std::string& key, const Value& v,
+             const std::function<void(const std::string& key, const Value& leaf)>& leaf) {
+    if (v.isArray() && !v.array().empty()) {
+        for (std::size_t i = 0; i < v.array().size(); ++i)
+            flatten(key + "[" + std::to_string(i) + "]", v.array()[i], leaf);
+    } else if (v.isDictionary() && !v.dictionary().empty()) {
+        for (const auto& [k, element] : v.dictionary()) flatten(key + "." + k, element, leaf);
+    } else {
+        leaf(key, v);
+    }
+}
+
 std::size_t displayWidth(std::string_view s) noexcept {
     std::size_t n = 0;
     for (char c : s) n += (static_cast<unsigned char>(c) & 0xC0) != 0x80;

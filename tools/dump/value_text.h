@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -33,6 +34,12 @@ std::string jsonQuoted(std::string_view s);
 
 /// `s` with every byte sequence that isn't UTF-8 replaced by U+FFFD.
 std::string validUtf8(std::string_view s);
+
+/// Calls `leaf` with each scalar under `v`, and each empty dictionary or array, and its key: `key`
+/// followed by the dictionary keys on the way, each behind a dot, and the array indexes as [i]
+/// ("rdd18.CameraColorMatrixItem[0].num"). Dictionary entries come in key order.
+void flatten(const std::string& key, const Value& v,
+             const std::function<void(const std::string& key, const Value& leaf)>& leaf);
 
 /// Number of characters (code points) of UTF-8 text, for aligning columns.
 std::size_t displayWidth(std::string_view s) noexcept;

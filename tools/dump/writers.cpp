@@ -19,15 +19,4 @@ std::unique_ptr<ReportWriter> makeReportWriter(std::ostream& out, const WriteOpt
     return nullptr;
 }
 
-void writeReports(std::ostream& out, const std::vector<FrameReport>& frames,
-                  const WriteOptions& options) {
-    CsvColumns columns;
-    if (options.format == Format::Csv) {
-        for (const auto& f : frames) columns.add(f);
-    }
-    const auto writer = makeReportWriter(out, options, columns.columns());
-    for (const auto& f : frames) writer->frame(f);
-    writer->finish();
-}
-
 }  // namespace rdd18::dump

@@ -23,7 +23,7 @@ struct WriteOptions {
 class ReportWriter {
   public:
     virtual ~ReportWriter() = default;
-    /// Writes one frame's report at once (streamed sections are walked now).
+    /// Writes one frame's report.
     virtual void frame(const FrameReport& report) = 0;
     /// Closes the document (the JSON array, the property list); call once, after the last frame.
     virtual void finish() = 0;
@@ -51,7 +51,7 @@ std::unique_ptr<ReportWriter> tableWriter(std::ostream& out, bool types);
 
 /// The flattened cells of a report for CSV: "file", then per section its scalars under keys
 /// joined as in the table ("rdd18.LensZoom35mmStillCameraEquivalent", "arri.NDFilter.density");
-/// streamed sections (the packet walk) are left out. Calls `cell` once per key, in section order.
+/// the packet walk is left out. Calls `cell` once per key, in section order.
 void csvCells(const FrameReport& report,
               const std::function<void(const std::string& key, std::string text)>& cell);
 
@@ -75,9 +75,5 @@ std::unique_ptr<ReportWriter> csvWriter(std::ostream& out, std::vector<std::stri
 /// The writer of `options.format`; for CSV `csvColumns` are the columns.
 std::unique_ptr<ReportWriter> makeReportWriter(std::ostream& out, const WriteOptions& options,
                                                std::vector<std::string> csvColumns = {});
-
-/// Writes all `frames` and closes the document.
-void writeReports(std::ostream& out, const std::vector<FrameReport>& frames,
-                  const WriteOptions& options);
 
 }  // namespace rdd18::dump

@@ -14,6 +14,7 @@
 #include "rdd18/arri/arri_stream_reader.h"
 #include "rdd18/platform/key_order_writer.h"
 #include "rdd18/transport/ancillary_packet.h"
+#include "rdd18/transport/fault.h"
 
 namespace {
 
@@ -254,49 +255,65 @@ rdd18::Dictionary VLArriANCParser::parseData(std::span<const unsigned char> byte
     return parse(bytes, flags, nullptr);
 }
 
-rdd18::ParseResult VLArriANCParser::parseDataWithFaults(std::span<const unsigned char> bytes,
-                                                        bool flags) const {
-    FaultLines faults(bytes.data(), "ARRI", ArriAncillaryDataStreamReader::kDid,
-                      ArriAncillaryDataStreamReader::kSdid);
-    Dictionary answer = parse(bytes, flags, &faults);
-    faults.close(flags, "ARRI: the parse failed, so the answer is empty");
-    return {std::move(answer), faults.take()};
+rdd18::Dictionary VLArriANCParser::parseData(std::span<const unsigned char> bytes, bool flags,
+                                             rdd18::FaultSink& faults) const {
+    return parse(bytes, flags, &faults);
+}
+
+rdd18::Dictionary VLArriANCParser::parseData(rdd18::AncillaryDataReader& packets,
+                                             rdd18::FaultSink* faults) const {
+    return parse(packets, faults);
 }
 
 rdd18::Dictionary VLArriANCParser::parse(std::span<const unsigned char> bytes, bool flags,
-                                         rdd18::FaultLines* faults) const {
+                                         rdd18::FaultSink* faults) const {
     AncillaryDataBufferReader walk(
         bytes.data(), bytes.size(),
         flags ? AncillaryDataBufferWithFlags : AncillaryDataBufferWithoutFlags, faults);
-    std::optional<FaultLines::CountingSource> counted;
-    if (faults) counted.emplace(walk, *faults);
-    return parse(counted ? static_cast<AncillaryDataReader&>(*counted) : walk, faults);
+    return parse(walk, faults);
 }
 
-rdd18::Dictionary VLArriANCParser::parseData(rdd18::AncillaryDataReader& packets) const {
-    return parse(packets, nullptr);
-}
+namespace {
+
+/// Passes faults on and notes whether the stream had no packet at all: then the facade's own
+/// faults (no metadata item, a short record) would only repeat that.
+struct StreamWatch final : FaultSink {
+    explicit StreamWatch(FaultSink& next) noexcept : next(next) {}
+    void report(const Fault& fault) override {
+        noStream = noStream || fault.code == FaultCode::NoStreamPackets;
+        next.report(fault);
+    }
+    FaultSink& next;
+    bool noStream = false;
+};
+
+}  // namespace
 
 rdd18::Dictionary VLArriANCParser::parse(rdd18::AncillaryDataReader& packets,
-                                         rdd18::FaultLines* faults) const {
+                                         rdd18::FaultSink* faults) const {
+    std::optional<StreamWatch> watch;
+    if (faults) watch.emplace(*faults);
+    const auto report = [&](Fault fault) {
+        if (watch && !watch->noStream) faults->report(fault);
+    };
     std::vector<ArriAncBlob> blobs;
     try {
         blobs = parseAncillaryData(
-            packets, [](const ArriAncKey& key) { return key == ArriAncMetadataKey; }, faults);
+            packets, [](const ArriAncKey& key) { return key == ArriAncMetadataKey; },
+            watch ? &*watch : nullptr);
     } catch (const ParsingError&) {
+        report({.code = FaultCode::ArriParseFailed});
         return {};
     }
     // Only the first metadata item counts, and only when it holds a whole record.
     if (blobs.empty()) {
-        if (faults) faults->addIfStreamFound("ARRI: no complete item under the metadata key");
+        report({.code = FaultCode::NoMetadataItem});
         return {};
     }
     if (blobs.front().size() < ArriFileHeader::kSize) {
-        if (faults) {
-            faults->addIfStreamFound("ARRI: the first metadata item has " +
-                                     std::to_string(blobs.front().size()) + " bytes, needs " +
-                                     std::to_string(ArriFileHeader::kSize));
-        }
+        report({.code = FaultCode::RecordTooShort,
+                .expected = ArriFileHeader::kSize,
+                .found = blobs.front().size()});
         return {};
     }
     // The blob's buffer is a byte array, so a record may be read in place.

@@ -4,10 +4,10 @@
 #include <span>
 
 #include "rdd18/arri/arri_file_header.h"
-#include "rdd18/diagnostics/fault_lines.h"
 #include "rdd18/export.h"
 #include "rdd18/platform/value.h"
 #include "rdd18/transport/ancillary_packet.h"
+#include "rdd18/transport/fault.h"
 
 /// Parses the ARRI ancillary metadata of one frame into a dictionary.
 ///
@@ -30,14 +30,17 @@ class VELMORA_RDD18_EXPORT VLArriANCParser {
     rdd18::Dictionary parseData(std::span<const unsigned char> bytes) const;
     /// Parses a buffer; `flags` says whether its packets carry the 3-byte flag.
     rdd18::Dictionary parseData(std::span<const unsigned char> bytes, bool flags) const;
+    /// `parseData`, reporting the faults of the same pass to `faults`: every place the wire rules
+    /// dropped data, and a closing fault when the frame holds no ARRI packet
+    /// (`NoStreamPackets`), no whole record (`NoMetadataItem`, `RecordTooShort`) or the parse
+    /// lost the answer (`ArriParseFailed`). The answer is the one `parseData` gives.
+    rdd18::Dictionary parseData(std::span<const unsigned char> bytes, bool flags,
+                                rdd18::FaultSink& faults) const;
     /// Parses the packets that `packets` hands out (for example a packet list through
-    /// `rdd18::host::PacketListReader`), as the packets of a buffer are parsed.
-    rdd18::Dictionary parseData(rdd18::AncillaryDataReader& packets) const;
-    /// `parseData`, and the faults of the same pass: every place the wire rules dropped data, one
-    /// line each with its numbers, and a closing line when the frame holds no ARRI packet, no
-    /// whole record, or the parse lost the answer. The answer is the one `parseData` gives.
-    rdd18::ParseResult parseDataWithFaults(std::span<const unsigned char> bytes,
-                                           bool flags = true) const;
+    /// `rdd18::host::PacketListReader`), as the packets of a buffer are parsed, reporting to
+    /// `faults` when given.
+    rdd18::Dictionary parseData(rdd18::AncillaryDataReader& packets,
+                                rdd18::FaultSink* faults = nullptr) const;
 
     /// Translates a file header record into a dictionary; `header` must point to 4096 readable
     /// bytes (a null pointer gives an empty dictionary). Every bit pattern is accepted.
@@ -78,8 +81,8 @@ class VELMORA_RDD18_EXPORT VLArriANCParser {
 
   private:
     rdd18::Dictionary parse(std::span<const unsigned char> bytes, bool flags,
-                            rdd18::FaultLines* faults) const;
-    rdd18::Dictionary parse(rdd18::AncillaryDataReader& packets, rdd18::FaultLines* faults) const;
+                            rdd18::FaultSink* faults) const;
+    rdd18::Dictionary parse(rdd18::AncillaryDataReader& packets, rdd18::FaultSink* faults) const;
 };
 
 namespace rdd18 {

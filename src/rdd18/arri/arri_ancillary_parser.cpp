@@ -8,7 +8,8 @@
 
 #include "rdd18/arri/arri_stream_reader.h"
 #include "rdd18/internal/byte_order.h"
-#include "rdd18/internal/klv.h"
+#include "rdd18/transport/fault.h"
+#include "rdd18/transport/klv.h"
 
 namespace rdd18::arri {
 
@@ -39,27 +40,30 @@ std::unique_ptr<unsigned char[]> readValue(utils::Reader& stream, unsigned long 
     }
 }
 
-}  // namespace
-
-std::vector<ArriAncBlob> parseAncillaryData(AncillaryDataReader& reader,
-                                            const ArriAncKeyFilter& filter,
-                                            ParseObserver* observer) {
+template <class Packets>
+std::vector<ArriAncBlob> parseStream(Packets& packets, const ArriAncKeyFilter& filter,
+                                     FaultSink* faults) {
     std::vector<ArriAncBlob> blobs;
-    ArriAncillaryDataStreamReader stream(reader);
-    stream.setObserver(observer);
+    ArriAncillaryDataStreamReader stream(packets);
+    stream.setFaultSink(faults);
 
     while (!stream.isAtEnd()) {
         const unsigned long itemStart = stream.position();
         ArriAncKey key{};
         static_assert(sizeof key.bytes == kKlvKeySize);
-        internal::readOrThrow(stream, key.bytes.data(), kKlvKeySize, TruncatedField::ArriKey,
-                              itemStart, observer);
+        internal::readOrThrow(stream, key.bytes.data(), kKlvKeySize, FaultCode::ArriKeyCutOff,
+                              itemStart, faults);
         unsigned char lengthField[kKlvLengthFieldSize];
-        internal::readOrThrow(stream, lengthField, kKlvLengthFieldSize, TruncatedField::ArriLength,
-                              itemStart + kKlvKeySize, observer);
+        internal::readOrThrow(stream, lengthField, kKlvLengthFieldSize, FaultCode::ArriLengthCutOff,
+                              itemStart + kKlvKeySize, faults);
         // Only the BER long form with three length bytes is valid here.
         if (lengthField[0] != internal::kKlvLengthMarker) {
-            if (observer) observer->badLengthMarker(itemStart + kKlvKeySize, lengthField[0]);
+            if (faults) {
+                faults->report({.code = FaultCode::BadLengthMarker,
+                                .unit = FaultUnit::StreamPosition,
+                                .offset = itemStart + kKlvKeySize,
+                                .found = lengthField[0]});
+            }
             throw ParsingError();
         }
         const std::uint32_t length = internal::klvLength(lengthField);
@@ -76,7 +80,13 @@ std::vector<ArriAncBlob> parseAncillaryData(AncillaryDataReader& reader,
         unsigned long delivered = 0;
         auto value = readValue(stream, length, delivered);
         if (delivered < length) {
-            if (observer) observer->valueIncomplete(valueStart, length, delivered);
+            if (faults) {
+                faults->report({.code = FaultCode::ValueIncomplete,
+                                .unit = FaultUnit::StreamPosition,
+                                .offset = valueStart,
+                                .expected = length,
+                                .found = delivered});
+            }
             return blobs;
         }
         blobs.emplace_back(key, std::move(value), length);
@@ -84,6 +94,16 @@ std::vector<ArriAncBlob> parseAncillaryData(AncillaryDataReader& reader,
         stream.discardRestOfPacket();
     }
     return blobs;
+}
+
+}  // namespace
+
+std::vector<ArriAncBlob> parseAncillaryData(AncillaryDataReader& reader,
+                                            const ArriAncKeyFilter& filter, FaultSink* faults) {
+    // A buffer's packets are walked by the stream itself, without a call per packet.
+    if (auto* buffer = dynamic_cast<AncillaryDataBufferReader*>(&reader))
+        return parseStream(*buffer, filter, faults);
+    return parseStream(reader, filter, faults);
 }
 
 }  // namespace rdd18::arri

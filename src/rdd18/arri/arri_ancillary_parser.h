@@ -14,7 +14,7 @@
 #include "rdd18/transport/parsing_error.h"
 
 namespace rdd18 {
-class ParseObserver;
+class FaultSink;
 }
 
 namespace rdd18::arri {
@@ -37,10 +37,11 @@ using ArriAncKeyFilter = std::function<bool(const ArriAncKey&)>;
 /// - A stream that ends or breaks inside a key or a length field, or a length marker other than
 ///   0x83: throws `rdd18::ParsingError`, and the values read so far are lost.
 ///
-/// `observer`, when given, hears of a broken numbering, a bad length marker, a cut-off field and
-/// a dropped value (see parse_observer.h); it changes nothing of the result.
+/// `faults`, when given, hears of a broken numbering, a bad length marker, a cut-off field, a
+/// dropped value and a source without ARRI packets (see fault.h); it changes nothing of the
+/// result.
 VELMORA_RDD18_EXPORT std::vector<ArriAncBlob> parseAncillaryData(AncillaryDataReader& reader,
                                                                  const ArriAncKeyFilter& filter,
-                                                                 ParseObserver* observer = nullptr);
+                                                                 FaultSink* faults = nullptr);
 
 }  // namespace rdd18::arri

@@ -58,6 +58,8 @@ class VELMORA_RDD18_EXPORT ArriAncBlob {
     /// The first value byte, valid for as long as the blob (or the blob it is moved into) lives.
     /// Never null for a blob that was constructed (rather than moved from), also at size 0.
     const unsigned char* data() const noexcept { return data_.get(); }
+    /// The key the value was found under (a moved-from blob keeps it).
+    const ArriAncKey& key() const noexcept { return key_; }
 
   private:
     std::unique_ptr<unsigned char[]> data_;

@@ -36,10 +36,10 @@ class VELMORA_RDD18_EXPORT ArriAncillaryDataStreamReader final
     static constexpr std::int64_t kHeaderSize = 3;
 
     explicit ArriAncillaryDataStreamReader(AncillaryDataReader& source) noexcept
-        : utils::AncillaryPackagedDataStreamReader<ArriReader>(source) {}
+        : utils::AncillaryPackagedDataStreamReader<ArriReader>(source, kDid, kSdid) {}
     /// Over a buffer of packets: the stream walks it without a call per packet.
     explicit ArriAncillaryDataStreamReader(AncillaryDataBufferReader& source) noexcept
-        : utils::AncillaryPackagedDataStreamReader<ArriReader>(source) {}
+        : utils::AncillaryPackagedDataStreamReader<ArriReader>(source, kDid, kSdid) {}
 
     /// DID 0x44, SDID 0x04 and a payload of at least 3 bytes, tested in that order.
     bool doesAcceptPacket(const utils::AncillaryPacket& packet) override {

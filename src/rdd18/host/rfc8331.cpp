@@ -5,11 +5,13 @@
 #include "rdd18/host/word_scan.h"
 #include "rdd18/host/words10.h"
 #include "rdd18/internal/byte_order.h"
-#include "rdd18/transport/parse_observer.h"
 
 namespace rdd18::host {
 
 namespace {
+
+using internal::loadBigEndian16;
+using internal::storeBigEndian16;
 
 constexpr std::size_t kHeaderBytes = 8;
 constexpr std::size_t kPacketHeaderBits = 32;  // C, Line_Number, Horizontal_Offset, S, StreamNum
@@ -98,34 +100,39 @@ class BitWriter {
 }  // namespace
 
 void packetsFromRfc8331(std::span<const unsigned char> payload, std::vector<Packet>& out,
-                        const ConvertOptions& options, ParseObserver* observer) {
+                        const ConvertOptions& options, FaultSink* faults) {
     detail::PacketSink sink(out);
-    auto report = [&](DropReason reason, std::size_t at, unsigned line, unsigned did, unsigned sdid,
+    auto report = [&](FaultCode code, std::size_t at, unsigned line, unsigned did, unsigned sdid,
                       bool kept) {
-        if (observer)
-            observer->hostInputDropped({reason, at, static_cast<std::uint16_t>(line),
-                                        static_cast<std::uint8_t>(did),
-                                        static_cast<std::uint8_t>(sdid), kept});
+        if (!faults) return;
+        Fault f = detail::hostFault(code, FaultUnit::Byte, at, line, did, sdid);
+        f.kept = kept;
+        faults->report(f);
     };
     if (payload.size() < kHeaderBytes) {
-        report(DropReason::Truncated, 0, 0, 0, 0, false);
+        report(FaultCode::HeaderCutOff, 0, 0, 0, 0, false);
         return sink.finish();
     }
-    const std::size_t length = std::size_t{payload[2]} << 8 | payload[3];
+    const std::size_t length = loadBigEndian16(payload.data() + 2);
     const unsigned count = payload[4];
     const std::size_t available = payload.size() - kHeaderBytes;
-    if (length != available) report(DropReason::LengthMismatch, 2, 0, 0, 0, false);
+    if (length != available && faults) {
+        Fault f = detail::hostFault(FaultCode::LengthMismatch, FaultUnit::Byte, 2);
+        f.expected = available;
+        f.found = length;
+        faults->report(f);
+    }
     const std::size_t bytes = kHeaderBytes + std::min(length, available);
     BitReader bits(payload.data(), bytes, kHeaderBytes * 8);
-    std::uint16_t words[3 + 255 + 1];  // DID, SDID, DC, the user data words, the checksum
+    std::uint16_t words[3 + kMaxUserDataWords + 1];  // DID, SDID, DC, the user data words, checksum
     for (unsigned k = 0; k < count; ++k) {
         const std::size_t at = bits.bit() / 8;
         if (bits.left() < kPacketHeaderBits + 30) {
             // No bits left at all: ANC_Count (byte 4) promised more packets than there are.
             if (bits.left() == 0) {
-                report(DropReason::CountBeyondData, 4, 0, 0, 0, false);
+                report(FaultCode::CountBeyondData, 4, 0, 0, 0, false);
             } else {
-                report(DropReason::Truncated, at, 0, 0, 0, false);
+                report(FaultCode::HeaderCutOff, at, 0, 0, 0, false);
             }
             break;
         }
@@ -137,7 +144,7 @@ void packetsFromRfc8331(std::span<const unsigned char> payload, std::vector<Pack
         for (int w = 0; w < 3; ++w) words[w] = static_cast<std::uint16_t>(bits.read(10));
         const unsigned did = words[0] & 0xFFu, sdid = words[1] & 0xFFu, dc = words[2] & 0xFFu;
         if (bits.left() < 10 * (std::size_t{dc} + 1)) {
-            report(DropReason::CountBeyondData, at, line, did, sdid, false);
+            report(FaultCode::CountBeyondData, at, line, did, sdid, false);
             break;
         }
         readWords(payload.data(), bytes, bits.bit(), dc + 1, words + 3);
@@ -152,7 +159,7 @@ void packetsFromRfc8331(std::span<const unsigned char> payload, std::vector<Pack
         const bool parity = detail::takeWords10(words + 3, dc, p.udw.data(), sum) && headerParity;
         const bool sumOk = words[3 + dc] == detail::checksumFromSum(sum);
         if (!parity || !sumOk) {
-            report(parity ? DropReason::BadChecksum : DropReason::BadParity, at, line, did, sdid,
+            report(parity ? FaultCode::BadChecksum : FaultCode::BadParity, at, line, did, sdid,
                    options.keepDamaged);
             if (!options.keepDamaged) continue;
         }
@@ -166,30 +173,28 @@ void packetsFromRfc8331(std::span<const unsigned char> payload, std::vector<Pack
 }
 
 std::vector<Packet> packetsFromRfc8331(std::span<const unsigned char> payload,
-                                       const ConvertOptions& options, ParseObserver* observer) {
+                                       const ConvertOptions& options, FaultSink* faults) {
     std::vector<Packet> packets;
-    packetsFromRfc8331(payload, packets, options, observer);
+    packetsFromRfc8331(payload, packets, options, faults);
     return packets;
 }
 
 std::vector<unsigned char> rfc8331FromPackets(std::span<const Packet> packets,
                                               std::uint16_t extendedSequenceNumber,
-                                              ParseObserver* observer) {
+                                              FaultSink* faults) {
     std::vector<unsigned char> out(kHeaderBytes, 0);
-    out[0] = static_cast<unsigned char>(extendedSequenceNumber >> 8);
-    out[1] = static_cast<unsigned char>(extendedSequenceNumber);
+    storeBigEndian16(out.data(), extendedSequenceNumber);
     BitWriter bits(out);
     unsigned count = 0;
     std::vector<std::uint16_t> words;
     for (std::size_t i = 0; i < packets.size(); ++i) {
         const Packet& p = packets[i];
-        // Bits of the packet, word_align included; Length (16 bits) bounds the payload.
+        if (detail::tooManyWords(p, i, faults)) continue;
+        // Bits of the packet, word_align included; ANC_Count (8 bits) bounds the packets and
+        // Length (16 bits) the bytes of the payload.
         const std::size_t bytes = (32 + 10 * (4 + p.udw.size()) + 31) / 32 * 4;
-        if (p.udw.size() > 255 || count == 255 || out.size() - kHeaderBytes + bytes > 0xFFFF) {
-            if (observer)
-                observer->hostInputDropped(
-                    {p.udw.size() > 255 ? DropReason::TooManyWords : DropReason::CountBeyondData, i,
-                     p.line, p.did, p.sdid, false});
+        if (count == 255 || out.size() - kHeaderBytes + bytes > 0xFFFF) {
+            detail::reportListFault(faults, FaultCode::CountBeyondData, p, i);
             continue;
         }
         ++count;
@@ -205,9 +210,7 @@ std::vector<unsigned char> rfc8331FromPackets(std::span<const Packet> packets,
         bits.write(checksumWord(words), 10);
         bits.alignTo32();
     }
-    const std::size_t length = out.size() - kHeaderBytes;
-    out[2] = static_cast<unsigned char>(length >> 8);
-    out[3] = static_cast<unsigned char>(length);
+    storeBigEndian16(out.data() + 2, static_cast<std::uint16_t>(out.size() - kHeaderBytes));
     out[4] = static_cast<unsigned char>(count);
     return out;
 }

@@ -16,15 +16,17 @@ namespace rdd18::host {
 
 /// The packets of one RTP payload (without the RTP header), with their Line_Number and, when S
 /// is set, StreamNum. Length counts the bytes behind the 8-byte header; when it disagrees with
-/// the payload, that is reported (`LengthMismatch`) and only the bytes both allow are read. A
-/// payload shorter than its header is `Truncated`; an ANC_Count or a Data_Count beyond the bytes
-/// ends the walk (`CountBeyondData`, or `Truncated` inside a packet header); a bad parity or
-/// checksum drops the packet unless `options.keepDamaged`. Drop offsets are byte offsets in
-/// `payload` of the packet, or of the header field at fault (Length: 2, ANC_Count: 4). Never reads
-/// outside `payload`; never throws but for allocation failure.
+/// the payload, that is reported (`LengthMismatch`, `found` the Length, `expected` the bytes
+/// there are) and only the bytes both allow are read. A payload shorter than its header is
+/// `HeaderCutOff`; an ANC_Count or a Data_Count beyond the bytes ends the walk
+/// (`CountBeyondData`, or `HeaderCutOff` inside a packet header); a bad parity or checksum drops
+/// the packet unless `options.keepDamaged` (`BadParity`, `BadChecksum`). Faults are reported in
+/// unit Byte at the byte offset in `payload` of the packet, or of the header field at fault
+/// (Length: 2, ANC_Count: 4), with `Fault::line` the packet's Line_Number when it was read.
+/// Never reads outside `payload`; never throws but for allocation failure.
 VELMORA_RDD18_EXPORT std::vector<Packet> packetsFromRfc8331(std::span<const unsigned char> payload,
                                                             const ConvertOptions& options = {},
-                                                            ParseObserver* observer = nullptr);
+                                                            FaultSink* faults = nullptr);
 
 /// `packetsFromRfc8331` into `out`, which ends holding exactly the packets found (the same
 /// packets and drops as the call above, on any input). Its elements and their word storage are
@@ -33,15 +35,16 @@ VELMORA_RDD18_EXPORT std::vector<Packet> packetsFromRfc8331(std::span<const unsi
 VELMORA_RDD18_EXPORT void packetsFromRfc8331(std::span<const unsigned char> payload,
                                              std::vector<Packet>& out,
                                              const ConvertOptions& options = {},
-                                             ParseObserver* observer = nullptr);
+                                             FaultSink* faults = nullptr);
 
 /// One RTP payload carrying `packets` (at most 255 of them in at most 65,535 bytes behind the
-/// header, as ANC_Count and Length allow; packets beyond that, and packets of more than 255
-/// words, are left out and reported). Each packet goes out with C = 0,
+/// header, as ANC_Count and Length allow; packets beyond that (`CountBeyondData`), and packets of
+/// more than `kMaxUserDataWords` words (`TooManyWords`), are left out and reported in unit
+/// Packet, offset = the packet's index). Each packet goes out with C = 0,
 /// its line (0x7FF when 0: no particular line), Horizontal_Offset 0xFFF (no particular place),
 /// S set and StreamNum given when its stream isn't 0; F is 0.
 VELMORA_RDD18_EXPORT std::vector<unsigned char> rfc8331FromPackets(
     std::span<const Packet> packets, std::uint16_t extendedSequenceNumber = 0,
-    ParseObserver* observer = nullptr);
+    FaultSink* faults = nullptr);
 
 }  // namespace rdd18::host

@@ -1,5 +1,5 @@
-// ST 436M ANC data elements, as MXF files carry a frame's ancillary packets, turned into the 8-bit
-// packet buffer that the parsers read.
+// ST 436M ANC data elements, as MXF files carry a frame's ancillary packets: read into packets
+// (and so into the 8-bit packet buffer that the parsers read), and written from packets.
 //
 // Element layout (all numbers big-endian):
 //   packet count                 u16   (0: the frame carries no ANC)
@@ -25,7 +25,6 @@
 #include <cstdint>
 #include <optional>
 #include <span>
-#include <string>
 #include <vector>
 
 #include "rdd18/export.h"
@@ -35,53 +34,41 @@ namespace rdd18::host {
 
 // --- The packet of an element ---------------------------------------------------------------
 
-/// One ANC packet taken from an element (`line` from its header, `stream` 0), with how the
-/// element stored it.
+/// One ANC packet of an element (`line` from its header, `stream` 0), with how the element
+/// stores it.
 struct St436mPacket : Packet {
     std::uint8_t wrapping = 0;  ///< wrapping type (VANC/HANC, frame/field/progressive)
-    std::uint8_t coding = 0;    ///< payload sample coding it was stored in
+    std::uint8_t coding = 0;    ///< payload sample coding it is stored in
+
+    friend bool operator==(const St436mPacket&, const St436mPacket&) = default;
 };
 
 /// The packets as the parsers read them with flags, in the given order (see
-/// `appendAncillaryBuffer`).
-VELMORA_RDD18_EXPORT std::vector<unsigned char> flaggedBuffer(
-    std::span<const St436mPacket> packets);
+/// `appendAncillaryBuffer`; a packet of more than `kMaxUserDataWords` words is left out and
+/// reported, offset = its index).
+VELMORA_RDD18_EXPORT std::vector<unsigned char> flaggedBuffer(std::span<const St436mPacket> packets,
+                                                              FaultSink* faults = nullptr);
 
 // --- Reading an element ---------------------------------------------------------------------
 
-/// Why a packet, or the rest of an element, was dropped.
-enum class St436mFault : std::uint8_t {
-    CountBeyondData,     ///< the packet count promises more packets than the element holds
-    PayloadBeyondData,   ///< a packet's array count runs past the end of the element
-    ElementSizeNotOne,   ///< element size other than 1
-    VbiCoding,           ///< coding 1-3: a 1-bit VBI line, not an ANC packet
-    UnknownCoding,       ///< a coding outside 1-12
-    SamplesBeyondArray,  ///< the sample count needs more bytes than the array count gives
-    PacketTooShort,      ///< fewer samples than DID, SDID, DC and the DC user data words
-    BadParity,           ///< 10-bit DID, SDID or DC with wrong parity bits
-    BadChecksum,         ///< 10-bit checksum word that doesn't match the other words
-};
-
-/// A dropped packet: its index in the element (0-based), its line and coding, and the reason.
-struct St436mDrop {
-    std::size_t index = 0;
-    std::uint16_t line = 0;
-    std::uint8_t coding = 0;
-    St436mFault fault{};
-};
-
-/// Everything a frame's element gives: the packets in element order and what was dropped.
+/// The packets of a frame's element, in element order.
 struct St436mElement {
     std::vector<St436mPacket> packets;
-    std::vector<St436mDrop> drops;
 };
 
 /// Reads one element from `element` and never reads outside it. An empty element and a count of
-/// 0 give no packets and no drop. A packet that breaks a rule is dropped with its fault and the
-/// walk goes on behind it, since the array count says where the next one starts; when a header or
-/// payload would run past the end the walk stops there (CountBeyondData, PayloadBeyondData).
-/// Samples behind the checksum are ignored; 8-bit packets keep their low 8 bits unchanged.
-VELMORA_RDD18_EXPORT St436mElement readSt436mElement(std::span<const unsigned char> element);
+/// 0 give no packets and no fault. A packet that breaks a rule is dropped and reported, and the
+/// walk goes on behind it, since the array count says where the next one starts:
+/// `ElementSizeNotOne` (`found` the element size), `VbiCoding` and `UnknownCoding` (`found` the
+/// coding), `SamplesBeyondArray`, `PacketTooShort`, and for 10-bit codings `BadParity` (DID,
+/// SDID or DC) and `BadChecksum`. When a header or payload would run past the end, the walk stops
+/// there (`ElementCountBeyondData`, `ArrayBeyondData`). Every fault is reported in unit Packet,
+/// `offset` and `packet` the packet's index in the element, with its line once its header was
+/// read, and its DID and SDID for `BadParity` and `BadChecksum`. Samples behind the checksum are
+/// ignored; 8-bit packets keep their low 8 bits unchanged. Never throws but for allocation
+/// failure.
+VELMORA_RDD18_EXPORT St436mElement readSt436mElement(std::span<const unsigned char> element,
+                                                     FaultSink* faults = nullptr);
 
 /// The size in bytes of the element at the start of `bytes`, found from its headers and array
 /// counts alone, or nothing when the element runs past the end of `bytes`. For splitting a run of
@@ -97,7 +84,28 @@ inline constexpr std::size_t kSt436mPacketHeaderSize = 14;
 /// its element size, in 64 bits so that it can't overflow.
 VELMORA_RDD18_EXPORT std::uint64_t st436mPayloadSize(const unsigned char* packetHeader) noexcept;
 
-/// One line of text for a drop, e.g. "packet 2 (line 9): coding 1 is a VBI line, not ANC".
-VELMORA_RDD18_EXPORT std::string describe(const St436mDrop& drop);
+// --- Writing an element ---------------------------------------------------------------------
+
+/// How `st436mElement` writes packets.
+struct St436mWriteOptions {
+    /// 8-bit codings: write the 8-bit checksum (see `checksum8`) behind the user data words, as
+    /// one more sample. 10-bit codings always carry their checksum word.
+    bool checksumByte = false;
+};
+
+/// The element of `packets`, in the layout above, packets in the given order: each with its
+/// line, wrapping type and coding as given. 8-bit codings (4-6, 10-12) store the samples DID SDID
+/// DC UDW[DC] and, with `options.checksumByte`, the 8-bit checksum; 10-bit codings (7-9) store
+/// the same values with their parity bits and the 9-bit checksum word, three to a word. Each
+/// payload is padded with zeros to a multiple of 4 bytes; the element size is 1.
+/// `readSt436mElement` gives back the packets written (with `stream` 0: an element doesn't
+/// carry it). A packet is left out and reported (unit
+/// Packet, `offset` and `packet` its index in `packets`) when it holds more than
+/// `kMaxUserDataWords` words (`TooManyWords`), when its coding is no ANC coding (`VbiCoding`,
+/// `UnknownCoding`, `found` the coding), or when 65,535 packets, as many as the packet count
+/// holds, were written before it (`CountBeyondData`). Never throws but for allocation failure.
+VELMORA_RDD18_EXPORT std::vector<unsigned char> st436mElement(
+    std::span<const St436mPacket> packets, const St436mWriteOptions& options = {},
+    FaultSink* faults = nullptr);
 
 }  // namespace rdd18::host

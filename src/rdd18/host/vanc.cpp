@@ -5,7 +5,6 @@
 
 #include "rdd18/host/word_scan.h"
 #include "rdd18/internal/byte_order.h"
-#include "rdd18/transport/parse_observer.h"
 
 namespace rdd18::host {
 
@@ -33,10 +32,6 @@ struct RunPlace {
         return index % 2 ? index / 2 : width + index / 2;
     }
 };
-
-void storeLe32(unsigned char* p, std::uint32_t v) noexcept {
-    for (int i = 0; i < 4; ++i) p[i] = static_cast<unsigned char>(v >> (8 * i));
-}
 
 /// Scratch for one line's run of samples: on the stack up to 2048 pixels, else on the heap, so
 /// that HD and 2K lines cost no allocation.
@@ -147,7 +142,7 @@ void packLine(const std::uint16_t* run, const VancLayout& layout, unsigned char*
             std::uint32_t packed = 0;
             for (int k = 0; k < 3 && index < samples; ++k, ++index)
                 packed |= std::uint32_t{run[place(index)]} << (10 * k);
-            storeLe32(group + 4 * word, packed);
+            internal::storeLittleEndian32(group + 4 * word, packed);
         }
     }
 }
@@ -166,7 +161,7 @@ std::size_t vancStride(VancFormat format, std::uint32_t width) noexcept {
 
 void packetsFromVancLines(std::span<const unsigned char> lines, const VancLayout& layout,
                           std::vector<Packet>& out, const ConvertOptions& options,
-                          ParseObserver* observer) {
+                          FaultSink* faults) {
     detail::PacketSink sink(out);
     if (layout.width == 0 || lines.empty()) return sink.finish();
     const std::size_t need = vancLineBytes(layout.format, layout.width);
@@ -181,20 +176,21 @@ void packetsFromVancLines(std::span<const unsigned char> lines, const VancLayout
         // Line numbers count from the first line's, when the caller knows it.
         const auto line =
             static_cast<std::uint16_t>(layout.firstLine ? layout.firstLine + index : 0);
+        const auto lineIndex = static_cast<std::uint16_t>(index);
         if (lines.size() - start < need || stride < need) {
-            if (observer)
-                observer->hostInputDropped(
-                    {DropReason::ShortLine, start, static_cast<std::uint16_t>(index), 0, 0, false});
+            if (faults)
+                faults->report(
+                    detail::hostFault(FaultCode::ShortLine, FaultUnit::Sample, 0, lineIndex));
             if (stride < need) break;
             continue;
         }
-        const detail::WordRun where{true, line, static_cast<std::uint16_t>(index), 0};
+        const detail::WordRun where{true, line, lineIndex, FaultUnit::Sample};
         if (v210) {
             detail::scanWords(v210Run(lines.data() + start, layout, words.data()), where, options,
-                              observer, sink);
+                              faults, sink);
         } else {
             detail::scanWords(uyvyRun(lines.data() + start, layout, bytes.data()), where, options,
-                              observer, sink);
+                              faults, sink);
         }
     }
     sink.finish();
@@ -202,14 +198,14 @@ void packetsFromVancLines(std::span<const unsigned char> lines, const VancLayout
 
 std::vector<Packet> packetsFromVancLines(std::span<const unsigned char> lines,
                                          const VancLayout& layout, const ConvertOptions& options,
-                                         ParseObserver* observer) {
+                                         FaultSink* faults) {
     std::vector<Packet> packets;
-    packetsFromVancLines(lines, layout, packets, options, observer);
+    packetsFromVancLines(lines, layout, packets, options, faults);
     return packets;
 }
 
 std::vector<unsigned char> vancLinesFromPackets(std::span<const Packet> packets,
-                                                const VancLayout& layout, ParseObserver* observer) {
+                                                const VancLayout& layout, FaultSink* faults) {
     std::vector<unsigned char> out;
     if (layout.width == 0) return out;
     const std::size_t samples = 2 * std::size_t{layout.width};
@@ -236,12 +232,10 @@ std::vector<unsigned char> vancLinesFromPackets(std::span<const Packet> packets,
     };
     for (std::size_t i = 0; i < packets.size(); ++i) {
         const Packet& p = packets[i];
+        if (detail::tooManyWords(p, i, faults)) continue;
         const std::size_t words = detail::packetWordCount(p);
-        if (p.udw.size() > 255 || words > samples) {
-            if (observer)
-                observer->hostInputDropped(
-                    {p.udw.size() > 255 ? DropReason::TooManyWords : DropReason::CountBeyondData, i,
-                     p.line, p.did, p.sdid, false});
+        if (words > samples) {
+            detail::reportListFault(faults, FaultCode::CountBeyondData, p, i);
             continue;
         }
         if (run.size() + words > samples) flush();

@@ -44,14 +44,16 @@ VELMORA_RDD18_EXPORT std::size_t vancStride(VancFormat format, std::uint32_t wid
 /// The packets of every line of `lines`, line after line. Packets behind a component flag
 /// (000 3FF 3FF, in 8 bits 00 FF FF) or a composite flag (3FC, in 8 bits FC) are found anywhere
 /// in the line's sample run. A last line (or every line, when `stride` is too small) with fewer
-/// bytes than `vancLineBytes` is dropped (`ShortLine`); damaged packets are dropped unless
-/// `options.keepDamaged`; a packet that runs past the end of its line is dropped. Offsets in
-/// drop reports count samples in the line's run (HD: luma first); `Drop::line` is the line's
-/// index in `lines`. Never reads outside `lines`; never throws but for allocation failure.
+/// bytes than `vancLineBytes` is dropped (`ShortLine`, offset 0); damaged packets are dropped
+/// unless `options.keepDamaged` (`BadParity`, `BadChecksum`); a packet that runs past the end of
+/// its line is dropped (`HeaderCutOff`, `CountBeyondData`). Faults are reported in unit Sample,
+/// counting samples in the line's run (HD: luma first) from the packet's flag; `Fault::line` is
+/// the line's index in `lines`. Never reads outside `lines`; never throws but for allocation
+/// failure.
 VELMORA_RDD18_EXPORT std::vector<Packet> packetsFromVancLines(std::span<const unsigned char> lines,
                                                               const VancLayout& layout,
                                                               const ConvertOptions& options = {},
-                                                              ParseObserver* observer = nullptr);
+                                                              FaultSink* faults = nullptr);
 
 /// `packetsFromVancLines` into `out`, which ends holding exactly the packets found (the same
 /// packets and drops as the call above, on any input). Its elements and their word storage are
@@ -60,12 +62,13 @@ VELMORA_RDD18_EXPORT std::vector<Packet> packetsFromVancLines(std::span<const un
 VELMORA_RDD18_EXPORT void packetsFromVancLines(std::span<const unsigned char> lines,
                                                const VancLayout& layout, std::vector<Packet>& out,
                                                const ConvertOptions& options = {},
-                                               ParseObserver* observer = nullptr);
+                                               FaultSink* faults = nullptr);
 
 /// Lines (each `stride` bytes, blank video levels around the packets) that carry `packets`
 /// behind component flags, as many lines as they need, a packet never split across lines.
-/// A packet longer than a line, or of more than 255 words, is left out and reported.
+/// A packet of more than `kMaxUserDataWords` words (`TooManyWords`), or longer than a line
+/// (`CountBeyondData`), is left out and reported (unit Packet, offset = its index).
 VELMORA_RDD18_EXPORT std::vector<unsigned char> vancLinesFromPackets(
-    std::span<const Packet> packets, const VancLayout& layout, ParseObserver* observer = nullptr);
+    std::span<const Packet> packets, const VancLayout& layout, FaultSink* faults = nullptr);
 
 }  // namespace rdd18::host

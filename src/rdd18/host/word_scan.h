@@ -1,5 +1,6 @@
 // The one scan that finds ST 291 packets in a run of words, shared by the 10-bit word, v210 and
-// UYVY converters, and the word checks and sums every converter uses. Private to the library.
+// UYVY converters, the word checks and sums every converter uses, and the report of a packet a
+// converter leaves out of a caller's list. Private to the library.
 #pragma once
 
 #include <cstddef>
@@ -14,14 +15,47 @@
 
 namespace rdd18::host::detail {
 
-/// Where a run of words sits, for the packets found and the drops reported.
+/// Where a run of words sits, for the packets found and the faults reported.
 struct WordRun {
-    bool flagged = true;         ///< packets stand behind a flag (000 3FF 3FF or 3FC) with anything
-                                 ///< between them; else back to back, each starting with its DID
-    std::uint16_t line = 0;      ///< given to the packets found
-    std::uint16_t dropLine = 0;  ///< given to the drops reported
-    std::size_t offsetBase = 0;  ///< added to word indexes in drop reports
+    bool flagged = true;     ///< packets stand behind a flag (000 3FF 3FF or 3FC) with anything
+                             ///< between them; else back to back, each starting with its DID
+    std::uint16_t line = 0;  ///< given to the packets found
+    std::uint16_t faultLine = 0;       ///< given to the faults reported
+    FaultUnit unit = FaultUnit::Word;  ///< what a word index counts in the faults reported
 };
+
+/// A converter's fault: `code` at `offset` in `unit`, on `line`, of the packet with `did` and
+/// `sdid` (0 while its header is unread).
+inline Fault hostFault(FaultCode code, FaultUnit unit, std::uint64_t offset, unsigned line = 0,
+                       unsigned did = 0, unsigned sdid = 0) noexcept {
+    Fault f;
+    f.code = code;
+    f.unit = unit;
+    f.offset = offset;
+    f.line = static_cast<std::uint16_t>(line);
+    f.did = static_cast<std::uint8_t>(did);
+    f.sdid = static_cast<std::uint8_t>(sdid);
+    return f;
+}
+
+/// Reports `code` for the packet at `index` of a caller's packet list (unit Packet), with the
+/// packet's line and identifiers; `found` as the code defines it.
+void reportListFault(FaultSink* faults, FaultCode code, const Packet& packet, std::size_t index,
+                     std::uint64_t found = 0);
+
+/// Whether a DC counts the user data words of `packet` (at most `kMaxUserDataWords`): whether
+/// the packet has an 8-bit and a 10-bit form.
+inline bool hasDataCount(const Packet& packet) noexcept {
+    return packet.udw.size() <= kMaxUserDataWords;
+}
+
+/// Whether `packet` holds more user data words than a DC counts; such a packet is reported
+/// (`TooManyWords`, `found` its word count) for the caller to leave out.
+inline bool tooManyWords(const Packet& packet, std::size_t index, FaultSink* faults) {
+    if (hasDataCount(packet)) return false;
+    reportListFault(faults, FaultCode::TooManyWords, packet, index, packet.udw.size());
+    return true;
+}
 
 /// The packets a converter finds, written over the elements of a caller's list (their word
 /// storage reused) and appended past its end; `finish` drops the elements left over.
@@ -42,15 +76,16 @@ class PacketSink {
 };
 
 /// Adds to `out` the packets of `words`, checking parity and checksum; reports every drop to
-/// `observer`. 16-bit words are 10-bit words (bits above b9 ignored; parity, 9-bit checksum,
+/// `faults`. 16-bit words are 10-bit words (bits above b9 ignored; parity, 9-bit checksum,
 /// flags 000 3FF 3FF and 3FC); bytes are 8-bit words (8-bit checksum, flags 00 FF FF and FC).
 void scanWords(std::span<const std::uint16_t> words, const WordRun& run,
-               const ConvertOptions& options, ParseObserver* observer, PacketSink& out);
+               const ConvertOptions& options, FaultSink* faults, PacketSink& out);
 void scanWords(std::span<const unsigned char> words, const WordRun& run,
-               const ConvertOptions& options, ParseObserver* observer, PacketSink& out);
+               const ConvertOptions& options, FaultSink* faults, PacketSink& out);
 
 /// Appends the words of `packet` behind a component flag (000 3FF 3FF), parity and checksum
-/// set (10-bit) or 8-bit values and 8-bit checksum. The packet must hold at most 255 words.
+/// set (10-bit) or 8-bit values and 8-bit checksum. The packet must hold at most
+/// `kMaxUserDataWords` words.
 void appendPacketWords(const Packet& packet, bool tenBit, std::vector<std::uint16_t>& out);
 
 /// Words `packet` takes behind a component flag: 3 + 3 + its words + 1.

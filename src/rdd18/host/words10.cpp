@@ -4,15 +4,14 @@
 #include <cstring>
 
 #include "rdd18/host/word_scan.h"
-#include "rdd18/transport/parse_observer.h"
 
 namespace rdd18::host {
 
 namespace {
 
 /// Copies the user data words of a packet into `p`, adds them to `sum` and returns whether
-/// they carry their parity bits (10-bit words; 8-bit words have none, and only the low 8 bits of
-/// their sum count, so byte lanes do).
+/// they carry their parity bits (10-bit words; 8-bit words have none, and their checksum is
+/// `checksum8` of the packet, so they add nothing to `sum`).
 bool takeUserWords(const std::uint16_t* w, std::size_t count, Packet& p, unsigned& sum) {
     p.udw.resize(count);
     std::uint16_t total = 0;
@@ -21,9 +20,8 @@ bool takeUserWords(const std::uint16_t* w, std::size_t count, Packet& p, unsigne
     return parity;
 }
 
-bool takeUserWords(const unsigned char* w, std::size_t count, Packet& p, unsigned& sum) {
+bool takeUserWords(const unsigned char* w, std::size_t count, Packet& p, unsigned&) {
     p.udw.assign(w, w + count);
-    sum += detail::sumBytes(w, count);
     return true;
 }
 
@@ -85,17 +83,17 @@ class FlagStarts<unsigned char> {
 
 template <class Word>
 void scan(std::span<const Word> words, const detail::WordRun& run, const ConvertOptions& options,
-          ParseObserver* observer, detail::PacketSink& out) {
+          FaultSink* faults, detail::PacketSink& out) {
     constexpr bool tenBit = sizeof(Word) == 2;
     constexpr unsigned mask = tenBit ? 0x3FFu : 0xFFu;
     constexpr unsigned composite = tenBit ? 0x3FCu : 0xFCu;
     const std::size_t n = words.size();
     const Word* w = words.data();
-    auto report = [&](DropReason reason, std::size_t at, unsigned did, unsigned sdid, bool kept) {
-        if (observer)
-            observer->hostInputDropped({reason, run.offsetBase + at, run.dropLine,
-                                        static_cast<std::uint8_t>(did),
-                                        static_cast<std::uint8_t>(sdid), kept});
+    auto report = [&](FaultCode code, std::size_t at, unsigned did, unsigned sdid, bool kept) {
+        if (!faults) return;
+        Fault f = detail::hostFault(code, run.unit, at, run.faultLine, did, sdid);
+        f.kept = kept;
+        faults->report(f);
     };
     FlagStarts<Word> flagStarts(w, n);
     std::size_t i = 0;
@@ -114,12 +112,12 @@ void scan(std::span<const Word> words, const detail::WordRun& run, const Convert
         }
         const std::size_t h = i + flag;  // the DID
         if (n - h < 3) {
-            report(DropReason::Truncated, i, 0, 0, false);
+            report(FaultCode::HeaderCutOff, i, 0, 0, false);
             return;
         }
         const unsigned did = w[h] & 0xFFu, sdid = w[h + 1] & 0xFFu, dc = w[h + 2] & 0xFFu;
         if (n - h - 3 < dc + 1) {
-            report(DropReason::CountBeyondData, i, did, sdid, false);
+            report(FaultCode::CountBeyondData, i, did, sdid, false);
             // Behind a flag, a later flag may still start a whole packet.
             if (!run.flagged) return;
             i = h;
@@ -137,10 +135,17 @@ void scan(std::span<const Word> words, const detail::WordRun& run, const Convert
         // The user data words go straight into the packet; it is taken back if it is dropped.
         Packet& p = out.next();
         parity = takeUserWords(w + h + 3, dc, p, sum) && parity;
-        const bool checksum = tenBit ? (w[end] & mask) == detail::checksumFromSum(sum)
-                                     : (w[end] & mask) == (sum & 0xFFu);
+        // The 8-bit checksum is summed over the caller's words: the copy just written is slower
+        // to read back.
+        bool checksum;
+        if constexpr (tenBit) {
+            checksum = (w[end] & mask) == detail::checksumFromSum(sum);
+        } else {
+            checksum = w[end] == checksum8(static_cast<std::uint8_t>(did),
+                                           static_cast<std::uint8_t>(sdid), {w + h + 3, dc});
+        }
         if (!parity || !checksum) {
-            report(parity ? DropReason::BadChecksum : DropReason::BadParity, i, did, sdid,
+            report(parity ? FaultCode::BadChecksum : FaultCode::BadParity, i, did, sdid,
                    options.keepDamaged);
             if (!options.keepDamaged) {
                 // The words behind a flag may hide the next flag if this header lied.
@@ -168,13 +173,13 @@ std::uint16_t checksumWord(std::span<const std::uint16_t> didToLastUdw) noexcept
 namespace detail {
 
 void scanWords(std::span<const std::uint16_t> words, const WordRun& run,
-               const ConvertOptions& options, ParseObserver* observer, PacketSink& out) {
-    scan(words, run, options, observer, out);
+               const ConvertOptions& options, FaultSink* faults, PacketSink& out) {
+    scan(words, run, options, faults, out);
 }
 
 void scanWords(std::span<const unsigned char> words, const WordRun& run,
-               const ConvertOptions& options, ParseObserver* observer, PacketSink& out) {
-    scan(words, run, options, observer, out);
+               const ConvertOptions& options, FaultSink* faults, PacketSink& out) {
+    scan(words, run, options, faults, out);
 }
 
 void appendPacketWords(const Packet& packet, bool tenBit, std::vector<std::uint16_t>& out) {
@@ -196,31 +201,25 @@ void appendPacketWords(const Packet& packet, bool tenBit, std::vector<std::uint1
 }  // namespace detail
 
 void packetsFromWords10(std::span<const std::uint16_t> words, std::vector<Packet>& out,
-                        WordLayout layout, const ConvertOptions& options, ParseObserver* observer) {
+                        WordLayout layout, const ConvertOptions& options, FaultSink* faults) {
     detail::PacketSink sink(out);
-    detail::scanWords(words, {layout == WordLayout::Flagged, 0, 0, 0}, options, observer, sink);
+    detail::scanWords(words, {layout == WordLayout::Flagged, 0, 0, FaultUnit::Word}, options,
+                      faults, sink);
     sink.finish();
 }
 
 std::vector<Packet> packetsFromWords10(std::span<const std::uint16_t> words, WordLayout layout,
-                                       const ConvertOptions& options, ParseObserver* observer) {
+                                       const ConvertOptions& options, FaultSink* faults) {
     std::vector<Packet> packets;
-    packetsFromWords10(words, packets, layout, options, observer);
+    packetsFromWords10(words, packets, layout, options, faults);
     return packets;
 }
 
-std::vector<std::uint16_t> words10FromPackets(std::span<const Packet> packets,
-                                              ParseObserver* observer) {
+std::vector<std::uint16_t> words10FromPackets(std::span<const Packet> packets, FaultSink* faults) {
     std::vector<std::uint16_t> words;
-    for (std::size_t i = 0; i < packets.size(); ++i) {
-        if (packets[i].udw.size() > 255) {
-            if (observer)
-                observer->hostInputDropped({DropReason::TooManyWords, i, packets[i].line,
-                                            packets[i].did, packets[i].sdid, false});
-            continue;
-        }
-        detail::appendPacketWords(packets[i], true, words);
-    }
+    for (std::size_t i = 0; i < packets.size(); ++i)
+        if (!detail::tooManyWords(packets[i], i, faults))
+            detail::appendPacketWords(packets[i], true, words);
     return words;
 }
 

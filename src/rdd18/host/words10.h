@@ -31,13 +31,15 @@ enum class WordLayout : std::uint8_t {
 };
 
 /// The packets of `words` (bits above b9 are ignored). A packet with a bad parity or checksum is
-/// dropped (kept under `options.keepDamaged`); words that end inside a packet are dropped. Every
-/// drop is reported with the word index of the packet's first word. Never reads outside `words`;
-/// never throws but for allocation failure.
+/// dropped (`BadParity`, `BadChecksum`; kept under `options.keepDamaged`, with `Fault::kept`);
+/// words that end inside a packet's header (`HeaderCutOff`) or its user data words and checksum
+/// (`CountBeyondData`) are dropped. Every fault is reported in unit Word, at the index of the
+/// packet's first word (its flag, or its DID in the Bare layout), line 0, with the DID and SDID
+/// once they were read. Never reads outside `words`; never throws but for allocation failure.
 VELMORA_RDD18_EXPORT std::vector<Packet> packetsFromWords10(std::span<const std::uint16_t> words,
                                                             WordLayout layout = WordLayout::Flagged,
                                                             const ConvertOptions& options = {},
-                                                            ParseObserver* observer = nullptr);
+                                                            FaultSink* faults = nullptr);
 
 /// `packetsFromWords10` into `out`, which ends holding exactly the packets found (the same
 /// packets and drops as the call above, on any input). Its elements and their word storage are
@@ -47,11 +49,12 @@ VELMORA_RDD18_EXPORT void packetsFromWords10(std::span<const std::uint16_t> word
                                              std::vector<Packet>& out,
                                              WordLayout layout = WordLayout::Flagged,
                                              const ConvertOptions& options = {},
-                                             ParseObserver* observer = nullptr);
+                                             FaultSink* faults = nullptr);
 
 /// The words of `packets`, each behind 000 3FF 3FF, parity and checksum set. Packets of more
-/// than 255 words are left out and reported (`TooManyWords`).
-VELMORA_RDD18_EXPORT std::vector<std::uint16_t> words10FromPackets(
-    std::span<const Packet> packets, ParseObserver* observer = nullptr);
+/// than `kMaxUserDataWords` words are left out and reported (`TooManyWords`, unit Packet, offset
+/// = the packet's index).
+VELMORA_RDD18_EXPORT std::vector<std::uint16_t> words10FromPackets(std::span<const Packet> packets,
+                                                                   FaultSink* faults = nullptr);
 
 }  // namespace rdd18::host

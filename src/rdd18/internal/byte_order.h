@@ -1,8 +1,10 @@
 // Byte order of the wire formats, in one place (internal, not installed).
-//   Big-endian:    RDD 18 numbers, RDD 18 item lengths, KLV value lengths of both streams.
-//   Little-endian: the ARRI file header record, and ARRI packet sequence numbers (read in the
-//                  public arri_stream_reader.h, so that the stream join inlines it).
-// Loads go byte by byte: no unaligned access, no dependence on the host's byte order.
+//   Big-endian:    RDD 18 numbers, RDD 18 item lengths, KLV value lengths of both streams,
+//                  ST 436M element fields and 10-bit sample words, RFC 8331 payloads.
+//   Little-endian: the ARRI file header record, ARRI packet sequence numbers (read in the
+//                  public arri_stream_reader.h, so that the stream join inlines it), v210 words
+//                  and the 8-byte loads of the 8-bit checksum's byte lanes.
+// Loads and stores go byte by byte: no unaligned access, no dependence on the host's byte order.
 #pragma once
 
 #include <cstdint>
@@ -36,6 +38,20 @@ constexpr std::uint32_t loadLittleEndian32(const unsigned char* p) noexcept {
 
 constexpr std::uint64_t loadLittleEndian64(const unsigned char* p) noexcept {
     return std::uint64_t{loadLittleEndian32(p)} | (std::uint64_t{loadLittleEndian32(p + 4)} << 32);
+}
+
+constexpr void storeBigEndian16(unsigned char* p, std::uint16_t v) noexcept {
+    p[0] = static_cast<unsigned char>(v >> 8);
+    p[1] = static_cast<unsigned char>(v);
+}
+
+constexpr void storeBigEndian32(unsigned char* p, std::uint32_t v) noexcept {
+    storeBigEndian16(p, static_cast<std::uint16_t>(v >> 16));
+    storeBigEndian16(p + 2, static_cast<std::uint16_t>(v));
+}
+
+constexpr void storeLittleEndian32(unsigned char* p, std::uint32_t v) noexcept {
+    for (int i = 0; i < 4; ++i) p[i] = static_cast<unsigned char>(v >> (8 * i));
 }
 
 /// KLV length field of 4 bytes as both streams write it: a BER long-form marker (0x83) followed by

@@ -2,6 +2,10 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
+#include <string_view>
+
+#include "rdd18/export.h"
 
 namespace rdd18 {
 
@@ -17,5 +21,13 @@ enum class Flavour : std::uint8_t {
 constexpr Flavour flavourOf(std::int32_t type) noexcept {
     return type == 1 ? Flavour::Varicam : type == 2 ? Flavour::Sony : Flavour::Standard;
 }
+
+/// The flavour of a name that `flavourName` gives: "standard", "sony" or "varicam", in lower case
+/// exactly; no flavour for any other text.
+VELMORA_RDD18_EXPORT std::optional<Flavour> flavourFromName(std::string_view name) noexcept;
+
+/// The name of `flavour` ("standard", "sony", "varicam"). A value outside the enumeration is
+/// named "standard", the flavour the facade reads it as.
+VELMORA_RDD18_EXPORT std::string_view flavourName(Flavour flavour) noexcept;
 
 }  // namespace rdd18

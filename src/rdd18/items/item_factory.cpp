@@ -4,8 +4,9 @@
 #include <cstring>
 
 #include "rdd18/internal/byte_order.h"
-#include "rdd18/internal/klv.h"
-#include "rdd18/transport/parse_observer.h"
+#include "rdd18/items/item_arena.h"
+#include "rdd18/items/item_table.h"
+#include "rdd18/transport/klv.h"
 
 namespace rdd18 {
 
@@ -18,7 +19,8 @@ constexpr unsigned long kItemTagSize = 2;     // tag bytes
 constexpr unsigned long kItemHeaderSize = 4;  // tag bytes, then 2 length bytes
 constexpr std::size_t kReservedItems = 128;   // the most item slots a pack reserves at once (1 KiB)
 
-/// The builder of `itemTag` in `builders`, or null. Out of line: the tables serve every parse.
+/// The builder of `itemTag` in `builders`, or null. Out of line: the shared factories' lookup
+/// serves every parse of the facade.
 [[gnu::noinline]] const ItemBuilder* builderInMap(
     const std::map<rdd18::tag, std::unique_ptr<ItemBuilder>>& builders, rdd18::tag itemTag) {
     const auto it = builders.find(itemTag);
@@ -30,20 +32,53 @@ bool startsPack(const unsigned char* key) noexcept {
                        sizeof internal::kUniversalLabelHeader) == 0;
 }
 
+/// Reports `fault` (its code, `expected` and `found`) of the item `itemTag` whose payload starts
+/// at stream position `start`.
+void reportItemFault(FaultSink& faults, Fault fault, rdd18::tag itemTag, unsigned long start) {
+    fault.unit = FaultUnit::StreamPosition;
+    fault.offset = start;
+    fault.tag[0] = itemTag.first;
+    fault.tag[1] = itemTag.second;
+    faults.report(fault);
+}
+
 }  // namespace
 
+/// The pack loop and the item build of a factory. Both over the stream class itself: over a final
+/// class, the stream calls of every item need no dispatch. With an arena, the items are made in
+/// it.
+struct ItemWalk {
+    template <class Reader>
+    static void parsePacks(const ItemFactory& factory, Reader& reader, ItemList& items,
+                           ItemArena& arena, FaultSink* faults);
+    template <class Reader>
+    static std::unique_ptr<Item> buildFrom(const ItemFactory& factory, Reader& reader,
+                                           FaultSink* faults, ItemArena* arena);
+
+    static const ItemBuilder* findBuilder(const ItemFactory& factory, rdd18::tag itemTag) noexcept {
+        return factory.table_ ? factory.table_->find(itemTag)
+                              : builderInMap(factory.builders, itemTag);
+    }
+};
+
 template <class Reader>
-void ItemFactory::parsePacks(Reader& reader, ItemList& items, ParseObserver* observer) const {
+void ItemWalk::parsePacks(const ItemFactory& factory, Reader& reader, ItemList& items,
+                          ItemArena& arena, FaultSink* faults) {
     while (!reader.isAtEnd()) {
         unsigned char key[kKlvKeySize];
-        readOrThrow(reader, key, kKlvKeySize, TruncatedField::PackKey, observer);
+        readOrThrow(reader, key, kKlvKeySize, FaultCode::PackKeyCutOff, faults);
         if (!startsPack(key)) {
-            if (observer) observer->keyRejected(reader.position() - kKlvKeySize, key);
+            if (faults) {
+                faults->report({.code = FaultCode::KeyRejected,
+                                .unit = FaultUnit::StreamPosition,
+                                .offset = reader.position() - kKlvKeySize,
+                                .found = internal::loadBigEndian32(key)});
+            }
             reader.resynchronize();
             continue;
         }
         unsigned char lengthField[kKlvLengthFieldSize];
-        readOrThrow(reader, lengthField, kKlvLengthFieldSize, TruncatedField::PackLength, observer);
+        readOrThrow(reader, lengthField, kKlvLengthFieldSize, FaultCode::PackLengthCutOff, faults);
         // Only the end matters: an item may run past it, and what follows it is read as a key.
         const unsigned long length = internal::klvLength(lengthField);
         const unsigned long end = reader.position() + length;
@@ -53,25 +88,28 @@ void ItemFactory::parsePacks(Reader& reader, ItemList& items, ParseObserver* obs
         const std::size_t most = std::min<unsigned long>(length / 8, kReservedItems);
         if (items.capacity() - items.size() < most)
             items.reserve(std::max(items.size() + most, 2 * items.capacity()));
-        while (reader.position() < end) items.push_back(buildFrom(reader, observer));
+        while (reader.position() < end) items.push_back(buildFrom(factory, reader, faults, &arena));
     }
 }
 
-std::unique_ptr<Item> ItemFactory::build(RDD18StreamReader& reader, ParseObserver* observer) const {
-    return buildFrom(reader, observer);
-}
-
 template <class Reader>
-std::unique_ptr<Item> ItemFactory::buildFrom(Reader& reader, ParseObserver* observer) const {
+std::unique_ptr<Item> ItemWalk::buildFrom(const ItemFactory& factory, Reader& reader,
+                                          FaultSink* faults, ItemArena* arena) {
     // Tag and length in one read. The stream ends inside the tag or inside the length: the
-    // truncated field starts where that part does.
+    // cut-off field starts where that part does.
     unsigned char header[kItemHeaderSize];
     const unsigned long headerStart = reader.position();
     const unsigned long got = reader.read(header, kItemHeaderSize);
     if (got < kItemHeaderSize) {
-        if (observer) {
-            observer->truncated(TruncatedField::ItemHeader,
-                                got < kItemTagSize ? headerStart : headerStart + kItemTagSize);
+        if (faults) {
+            Fault fault{.code = FaultCode::ItemHeaderCutOff,
+                        .unit = FaultUnit::StreamPosition,
+                        .offset = headerStart};
+            if (got >= kItemTagSize) {
+                fault.offset += kItemTagSize;
+                std::memcpy(fault.tag, header, kItemTagSize);
+            }
+            faults->report(fault);
         }
         throw ParsingError();
     }
@@ -79,53 +117,32 @@ std::unique_ptr<Item> ItemFactory::buildFrom(Reader& reader, ParseObserver* obse
     const unsigned long length = internal::loadBigEndian16(header + kItemTagSize);
 
     const unsigned long start = headerStart + kItemHeaderSize;
-    const ItemBuilder* const builder = findBuilder(itemTag);
+    const ItemBuilder* const builder = findBuilder(factory, itemTag);
     std::unique_ptr<Item> item;
     if (builder == nullptr) {
-        item = std::make_unique<UnsupportedItem>(itemTag, reader, length);
+        item.reset(arena ? new (*arena) UnsupportedItem(itemTag, reader, length)
+                         : new UnsupportedItem(itemTag, reader, length));
     } else {
         try {
-            item = builder->build(itemTag, reader, length);
+            item = arena ? builder->buildIn(*arena, itemTag, reader, length)
+                         : builder->build(itemTag, reader, length);
         } catch (const ParsingError&) {
-            if (observer)
-                observer->payloadRejected(itemTag, length, start, builder->whyRejected(length));
+            if (faults) reportItemFault(*faults, builder->refusal(length), itemTag, start);
             throw;
         }
     }
     const unsigned long consumed = reader.position() - start;
-    if (consumed < length && reader.skip(length - consumed) < length - consumed && observer &&
+    if (consumed < length && reader.skip(length - consumed) < length - consumed && faults &&
         (builder == nullptr || builder->zeroFillsShortPayload())) {
         // A read that comes up short leaves the position: the raw payload kept its zero tail.
-        observer->payloadZeroFilled(itemTag, length, start);
+        reportItemFault(*faults, {.code = FaultCode::PayloadZeroFilled, .expected = length},
+                        itemTag, start);
     }
     return item;
 }
 
-void ItemFactory::indexBuilder(rdd18::tag itemTag, const ItemBuilder* builder) {
-    constexpr std::size_t kMost = 255;  // places and groups are bytes
-    if (indexBuilders_.size() >= kMost) {
-        indexBuilders_.push_back(builder);  // too many for the tables: only the map will serve
-        return;
-    }
-    std::uint8_t& group = groupOfFirstByte_[itemTag.first];
-    if (group == 0) {
-        builderBySecondByte_.emplace_back();
-        group = static_cast<std::uint8_t>(builderBySecondByte_.size());
-    }
-    indexBuilders_.push_back(builder);
-    builderBySecondByte_[group - 1u][itemTag.second] =
-        static_cast<std::uint8_t>(indexBuilders_.size());
-}
-
-const ItemBuilder* ItemFactory::findBuilder(rdd18::tag itemTag) const noexcept {
-    // The map changed directly, or more builders than the tables hold: ask the map.
-    if (indexBuilders_.size() != builders.size() || indexBuilders_.size() > 255) {
-        return builderInMap(builders, itemTag);
-    }
-    const std::uint8_t group = groupOfFirstByte_[itemTag.first];
-    if (group == 0) return nullptr;
-    const std::uint8_t place = builderBySecondByte_[group - 1u][itemTag.second];
-    return place == 0 ? nullptr : indexBuilders_[place - 1u];
+std::unique_ptr<Item> ItemFactory::build(RDD18StreamReader& reader, FaultSink* faults) const {
+    return ItemWalk::buildFrom(*this, reader, faults, nullptr);
 }
 
 std::string ItemFactory::itemName(const rdd18::tag& itemTag) const {
@@ -134,16 +151,18 @@ std::string ItemFactory::itemName(const rdd18::tag& itemTag) const {
 }
 
 ItemList parseDataForItems(RDD18StreamReader& reader, const ItemFactory& factory,
-                           ParseObserver* observer) {
+                           FaultSink* faults) {
     ItemList items;
+    ItemArena arena;
     try {
         // The facade's packet stream is read through its own class, without dispatch.
         if (auto* packets = dynamic_cast<RDD18AncillaryDataStreamReader*>(&reader)) {
-            factory.parsePacks(*packets, items, observer);
+            ItemWalk::parsePacks(factory, *packets, items, arena, faults);
         } else {
-            factory.parsePacks(reader, items, observer);
+            ItemWalk::parsePacks(factory, reader, items, arena, faults);
         }
     } catch (const ParsingError&) {
+        if (faults) faults->report({.code = FaultCode::ItemsLost});
         return ItemList();
     }
     return items;

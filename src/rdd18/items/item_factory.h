@@ -6,33 +6,36 @@
 //    then L as 24-bit big-endian][value, L bytes: items back to back]
 #pragma once
 
-#include <array>
-#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "rdd18/export.h"
+#include "rdd18/items/flavour.h"
 #include "rdd18/items/rdd18_items.h"
+#include "rdd18/transport/fault.h"
 
 namespace rdd18 {
 
-class ParseObserver;
-
 class ItemFactory;
+namespace detail {
+struct BuilderTable;
+}
 
 /// The items of all packs of the stream, in stream order. All or nothing: a broken stream or a
 /// payload its type can't hold gives the empty list, also losing the items that were good. A
 /// stream that simply ends behind a complete pack is no failure. Never throws ParsingError.
-/// `observer`, when given, hears of every key passed over and of the fault that ended a parse.
+/// `faults`, when given, hears of every key passed over (`KeyRejected`), of every raw payload
+/// given a zero tail (`PayloadZeroFilled`), and of the fault that ended a parse (a cut-off field
+/// or a refused payload), followed by `ItemsLost`.
 VELMORA_RDD18_EXPORT ItemList parseDataForItems(RDD18StreamReader& reader,
                                                 const ItemFactory& factory,
-                                                ParseObserver* observer = nullptr);
+                                                FaultSink* faults = nullptr);
 
-/// Which tags a flavour builds as typed items, and under which names. Filled once, then only
-/// read: one factory can serve parses on several threads at once.
+/// Which tags a flavour builds as typed items, and under which names. A parse reads the maps as
+/// they are when it runs: a builder replaced, erased or added in `builders` serves the next parse.
+/// While no one changes it, one factory can serve parses on several threads at once.
 class VELMORA_RDD18_EXPORT ItemFactory {
   public:
     std::map<std::string, rdd18::tag, std::less<>> namesToTags;
@@ -47,13 +50,9 @@ class VELMORA_RDD18_EXPORT ItemFactory {
 
     /// Registers `ItemType` (a `TaggedItem`) under `name`. Each of the three inserts adds only a
     /// missing key: the first registration of a tag or a name wins.
-    /// Builders registered here are also found by `build` without a map lookup; a builder put
-    /// into `builders` directly is found through the map.
     template <class ItemType>
     void registerItem(const std::string& name) {
-        const auto added =
-            builders.try_emplace(ItemType::Tag(), std::make_unique<typename ItemType::Builder>());
-        if (added.second) indexBuilder(ItemType::Tag(), added.first->second.get());
+        builders.try_emplace(ItemType::Tag(), std::make_unique<typename ItemType::Builder>());
         namesToTags.try_emplace(name, ItemType::Tag());
         tagsToNames.try_emplace(ItemType::Tag(), name);
     }
@@ -61,32 +60,21 @@ class VELMORA_RDD18_EXPORT ItemFactory {
     /// Reads one item at the stream's position and leaves the stream behind its payload (the
     /// unread rest of a known item's payload is skipped). A tag without a builder gives an
     /// `UnsupportedItem`. Throws ParsingError when the tag or length can't be read, or when a known
-    /// item's payload can't be decoded. `observer`, when given, hears why before the throw.
-    std::unique_ptr<Item> build(RDD18StreamReader& reader, ParseObserver* observer = nullptr) const;
+    /// item's payload can't be decoded. `faults`, when given, hears why before the throw, and of
+    /// a raw payload given a zero tail.
+    std::unique_ptr<Item> build(RDD18StreamReader& reader, FaultSink* faults = nullptr) const;
 
     /// The registered name of `tag`, or the empty string.
     std::string itemName(const rdd18::tag& itemTag) const;
 
   private:
-    friend ItemList parseDataForItems(RDD18StreamReader&, const ItemFactory&, ParseObserver*);
+    friend struct ItemWalk;  // the pack loop and the item build, the library's own
+    friend const ItemFactory& sharedItemFactory(Flavour);
 
-    // `build` and the pack loop over the stream class itself: over a final class, the stream
-    // calls of every item need no dispatch.
-    template <class Reader>
-    std::unique_ptr<Item> buildFrom(Reader& reader, ParseObserver* observer) const;
-    template <class Reader>
-    void parsePacks(Reader& reader, ItemList& items, ParseObserver* observer) const;
-
-    void indexBuilder(rdd18::tag itemTag, const ItemBuilder* builder);
-    const ItemBuilder* findBuilder(rdd18::tag itemTag) const noexcept;
-
-    // The builders of `builders` for the lookup of every item, in two steps of a byte each: the
-    // group of the first tag byte (1 + its place among the first bytes seen, 0 for none), then
-    // by the second byte 1 + the place of the builder in `indexBuilders_` (0 for none). The
-    // builders are owned by the map and don't move. Past 255 builders or groups, the map serves.
-    std::array<std::uint8_t, 256> groupOfFirstByte_{};
-    std::vector<std::array<std::uint8_t, 256>> builderBySecondByte_;
-    std::vector<const ItemBuilder*> indexBuilders_;
+    // The constant lookup of the table that a shared factory of the library was filled from:
+    // such a factory is never changed, so the lookup stays true to `builders`. Any other factory
+    // (null here) asks `builders` itself for every item and so sees every change made to it.
+    const detail::BuilderTable* table_ = nullptr;
 };
 
 /// The same over a memory block that holds the stream itself, without packets. Bytes that don't

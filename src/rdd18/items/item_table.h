@@ -1,6 +1,6 @@
 // A flavour's item table as data: rows of (item class, name), written once. The factory
-// registration and the translator's dispatch list are both generated from the same rows, so the
-// two sides of a flavour can't drift apart.
+// registration, the builder lookup of the flavour's shared factory and the translator's dispatch
+// list are all generated from the same rows, so the sides of a flavour can't drift apart.
 #pragma once
 
 #include <algorithm>
@@ -14,6 +14,41 @@
 #include "rdd18/items/rdd18_items.h"
 
 namespace rdd18 {
+
+namespace detail {
+
+/// The row of a tag in a table of at most 254 rows, in two steps of a byte each: the group of
+/// its first byte (1 + the number of the table's first bytes below it; 0 for a first byte no tag
+/// has), then, among the group's 256 entries by second byte, 1 + the row (0 for no tag).
+struct TagRows {
+    static constexpr std::size_t kNone = ~std::size_t{0};
+
+    const std::array<std::uint8_t, 256>* groupOfFirstByte;
+    const std::array<std::uint8_t, 256>* rowBySecondByte;  // one array per group
+
+    /// The row of `t`, or `kNone`.
+    constexpr std::size_t row(rdd18::tag t) const noexcept {
+        const std::uint8_t group = (*groupOfFirstByte)[t.first];
+        if (group == 0) return kNone;
+        const std::uint8_t rowPlusOne = rowBySecondByte[group - 1u][t.second];
+        return rowPlusOne == 0 ? kNone : rowPlusOne - 1u;
+    }
+};
+
+/// The builders of a table's rows, found by tag: the lookup of a factory that was filled from
+/// the table and is never changed afterwards.
+struct BuilderTable {
+    TagRows rows;
+    const ItemBuilder* const* builders;  // one per row
+
+    /// The builder of `t`, or null for a tag outside the table.
+    const ItemBuilder* find(rdd18::tag t) const noexcept {
+        const std::size_t row = rows.row(t);
+        return row == TagRows::kNone ? nullptr : builders[row];
+    }
+};
+
+}  // namespace detail
 
 /// A string literal usable as a template argument.
 template <std::size_t N>
@@ -53,10 +88,11 @@ struct ItemTable {
     static constexpr std::uint32_t keyRank(rdd18::tag t, bool registered) noexcept {
         const std::uint32_t tagBits = (std::uint32_t{t.first} << 8) | t.second;
         if (!registered) return (kUnknownPlace << 16) | tagBits;
-        const std::uint8_t group = kGroupOfFirstByte[t.first];
-        const std::uint8_t placePlusOne = group == 0 ? 0 : kPlaceBySecondByte[group - 1][t.second];
+        const std::size_t row = kTagRows.row(t);
         // A tag outside the table reaches no producer as registered; it goes last.
-        return (placePlusOne != 0 ? placePlusOne - 1u : static_cast<std::uint32_t>(size + 1)) << 16;
+        return (row != detail::TagRows::kNone ? kPlaceOfRow[row]
+                                              : static_cast<std::uint32_t>(size + 1))
+               << 16;
     }
 
     /// The row whose key has the rank `rank` (of `keyRank`), or `size` for the rank of an
@@ -106,9 +142,7 @@ struct ItemTable {
         const std::uint32_t below = countNamesBelow(names()[row]);
         return below + (below >= kUnknownPlace ? 1 : 0);  // the unknown keys' place left free
     }
-    // The place of a tag's name in two steps of a byte each: the group of its first byte (1 + the
-    // number of first bytes of the table below it; 0 for a first byte no tag has), then 1 + the
-    // place by second byte within the group (0 for no tag).
+    // The two steps of `TagRows` for the table's tags.
     static constexpr std::array<std::uint8_t, 256> kGroupOfFirstByte = [] {
         std::array<std::uint8_t, 256> groups{};
         for (const rdd18::tag& t : tags()) groups[t.first] = 1;
@@ -121,13 +155,19 @@ struct ItemTable {
         for (const std::uint8_t g : kGroupOfFirstByte) n = g > n ? g : n;
         return n;
     }();
-    static constexpr std::array<std::array<std::uint8_t, 256>, kGroups> kPlaceBySecondByte = [] {
-        std::array<std::array<std::uint8_t, 256>, kGroups> places{};
+    static constexpr std::array<std::array<std::uint8_t, 256>, kGroups> kRowBySecondByte = [] {
+        std::array<std::array<std::uint8_t, 256>, kGroups> rows{};
         for (std::size_t i = 0; i < size; ++i) {
             const rdd18::tag t = tags()[i];
-            places[kGroupOfFirstByte[t.first] - 1][t.second] =
-                static_cast<std::uint8_t>(placeOfRow(i) + 1);
+            rows[kGroupOfFirstByte[t.first] - 1u][t.second] = static_cast<std::uint8_t>(i + 1);
         }
+        return rows;
+    }();
+    static constexpr detail::TagRows kTagRows{&kGroupOfFirstByte, kRowBySecondByte.data()};
+
+    static constexpr std::array<std::uint32_t, size> kPlaceOfRow = [] {
+        std::array<std::uint32_t, size> places{};
+        for (std::size_t i = 0; i < size; ++i) places[i] = placeOfRow(i);
         return places;
     }();
     // The row of each place: `size` at the unknown keys' place.
@@ -137,6 +177,15 @@ struct ItemTable {
         for (std::size_t i = 0; i < size; ++i) rows[placeOfRow(i)] = i;
         return rows;
     }();
+
+    // One constant builder per row.
+    template <class Row>
+    static constexpr typename Row::ItemType::Builder kBuilderOf{};
+    static constexpr std::array<const ItemBuilder*, size> kBuilders{&kBuilderOf<Rows>...};
+
+  public:
+    /// The builders of the rows by tag, for a factory filled by `registerInto` alone.
+    static constexpr detail::BuilderTable kBuilderTable{kTagRows, kBuilders.data()};
 };
 
 }  // namespace rdd18

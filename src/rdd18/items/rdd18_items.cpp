@@ -1,19 +1,15 @@
 #include "rdd18/items/rdd18_items.h"
 
+#include <algorithm>
+#include <atomic>
 #include <bit>
 #include <cstdint>
-#include <cstdio>
 #include <new>
-#include <type_traits>
 
-#include "rdd18/internal/address_sanitizer.h"
 #include "rdd18/internal/byte_order.h"
 #include "rdd18/internal/decimal_powers.h"
 #include "rdd18/items/flavour_table.h"
-
-#ifdef VELMORA_ADDRESS_SANITIZER
-#include <sanitizer/asan_interface.h>
-#endif
+#include "rdd18/items/item_arena.h"
 
 namespace rdd18 {
 
@@ -82,130 +78,104 @@ double detail::decimalToDouble(unsigned short mantissa, short exponent) noexcept
 
 namespace {
 
-// A block in the cache is poisoned for AddressSanitizer, so that an item used after its delete is
-// reported as it would be without the cache.
-#ifdef VELMORA_ADDRESS_SANITIZER
-void poisonBlock(const void* block, std::size_t size) noexcept {
-    ASAN_POISON_MEMORY_REGION(block, size);
+using detail::ItemSlab;
+
+constexpr std::size_t kAlignment = __STDCPP_DEFAULT_NEW_ALIGNMENT__;
+constexpr std::size_t roundUp(std::size_t n) noexcept {
+    return (n + kAlignment - 1) / kAlignment * kAlignment;
 }
-void unpoisonBlock(const void* block, std::size_t size) noexcept {
-    ASAN_UNPOISON_MEMORY_REGION(block, size);
-}
-#else
-void poisonBlock(const void*, std::size_t) noexcept {}
-void unpoisonBlock(const void*, std::size_t) noexcept {}
-#endif
+// A block is the address of its slab, then the item, which starts on the alignment. The first
+// item of a slab starts behind the slab's head and its own slab address.
+constexpr std::size_t kFirstItem = roundUp(sizeof(ItemSlab) + sizeof(ItemSlab*));
+// What an arena adds to the count of the slab it cuts from: more than a slab has blocks, so the
+// count can't reach zero while the arena holds the slab.
+constexpr std::size_t kArenaHold = std::size_t{1} << (sizeof(std::size_t) * 8 - 2);
+// A slab is a small block, which the allocator hands out from its quickest lists. A block past
+// 1 KiB made it merge its freed small blocks at every parse, which cost more than the extra slab
+// or two of a frame.
+constexpr std::size_t kSlabSize = 1024;
 
-/// Freed item blocks of each size class (16, 32, 48 and 64 bytes), one list per class, kept by
-/// the thread that freed them up to a bound. The lists are trivially destructible, so they stay
-/// usable to the thread's last moment: an item freed by a later destructor of the same thread
-/// (another thread-local, a static of the main thread) finds the lists closed and goes straight
-/// back to the heap.
-struct ItemBlockCache {
-    static constexpr std::size_t kGrain = 16;
-    static constexpr std::size_t kClasses = 4;
-    static constexpr unsigned kMostPerClass = 512;
-
-    struct Block {
-        Block* next;
-    };
-    Block* heads[kClasses];
-    unsigned counts[kClasses];
-    bool closed;
-
-    static constexpr std::size_t blockSize(std::size_t sizeClass) noexcept {
-        return (sizeClass + 1) * kGrain;
-    }
-
-    void* take(std::size_t sizeClass);
-    void give(void* memory, std::size_t sizeClass) noexcept;
-    void drain() noexcept {
-        closed = true;
-        for (std::size_t sizeClass = 0; sizeClass < kClasses; ++sizeClass) {
-            while (Block* const block = heads[sizeClass]) {
-                unpoisonBlock(block, blockSize(sizeClass));
-                heads[sizeClass] = block->next;
-                ::operator delete(block);
-            }
-        }
-    }
-};
-static_assert(std::is_trivially_destructible_v<ItemBlockCache>);
-
-constinit thread_local ItemBlockCache itemBlocks{};
-
-/// Gives the thread's cached blocks back to the heap when the thread ends. Touched by the first
-/// block the thread caches, which registers its destructor.
-struct ItemBlockDrain {
-    ~ItemBlockDrain() { itemBlocks.drain(); }
-};
-thread_local ItemBlockDrain itemBlockDrain;
-
-void* ItemBlockCache::take(std::size_t sizeClass) {
-    Block* const block = heads[sizeClass];
-    if (!block) return ::operator new(blockSize(sizeClass));
-    unpoisonBlock(block, blockSize(sizeClass));
-    heads[sizeClass] = block->next;
-    --counts[sizeClass];
-    return block;
+void markBlock(unsigned char* item, ItemSlab* slab) noexcept {
+    ::new (item - sizeof(ItemSlab*)) ItemSlab*(slab);
 }
 
-void ItemBlockCache::give(void* memory, std::size_t sizeClass) noexcept {
-    if (closed || counts[sizeClass] == kMostPerClass) {
-        ::operator delete(memory);
-        return;
+ItemSlab* slabOf(void* item) noexcept {
+    return *std::launder(
+        reinterpret_cast<ItemSlab**>(static_cast<unsigned char*>(item) - sizeof(ItemSlab*)));
+}
+
+/// Takes `holds` off the count of `slab`, and frees the slab when that was the rest.
+void drop(ItemSlab* slab, std::size_t holds) noexcept {
+    if (slab->holds.fetch_sub(holds, std::memory_order_acq_rel) == holds) {
+        slab->~ItemSlab();
+        ::operator delete(slab);
     }
-    [[maybe_unused]] const ItemBlockDrain* const registered = &itemBlockDrain;
-    heads[sizeClass] = ::new (memory) Block{heads[sizeClass]};
-    ++counts[sizeClass];
-    poisonBlock(memory, blockSize(sizeClass));
 }
 
 }  // namespace
 
 void* Item::operator new(std::size_t size) {
-    const std::size_t sizeClass = (size - 1) / ItemBlockCache::kGrain;
-    if (sizeClass >= ItemBlockCache::kClasses) return ::operator new(size);
-    return itemBlocks.take(sizeClass);
+    auto* const base = static_cast<unsigned char*>(::operator new(kFirstItem + size));
+    unsigned char* const item = base + kFirstItem;
+    markBlock(item, ::new (base) ItemSlab{1});
+    return item;
 }
 
-void Item::operator delete(void* block, std::size_t size) noexcept {
-    const std::size_t sizeClass = (size - 1) / ItemBlockCache::kGrain;
-    if (sizeClass >= ItemBlockCache::kClasses) {
-        ::operator delete(block);
-    } else {
-        itemBlocks.give(block, sizeClass);
+void* Item::operator new(std::size_t size, ItemArena& arena) {
+    return arena.allocate(size);
+}
+
+void Item::operator delete(void* block) noexcept {
+    if (block) drop(slabOf(block), 1);
+}
+
+void Item::operator delete(void* block, ItemArena&) noexcept {
+    Item::operator delete(block);
+}
+
+void* ItemArena::allocate(std::size_t size) {
+    if (static_cast<std::size_t>(end_ - next_) < size) {
+        release();
+        const std::size_t bytes = std::max(kSlabSize, kFirstItem + size);
+        auto* const base = static_cast<unsigned char*>(::operator new(bytes));
+        slab_ = ::new (base) ItemSlab{kArenaHold};
+        next_ = base + kFirstItem;
+        end_ = base + bytes;
     }
+    unsigned char* const item = next_;
+    markBlock(item, slab_);
+    ++blocks_;
+    // The next item starts on the alignment, with room for its slab address behind this item.
+    const std::size_t step = roundUp(size + sizeof(ItemSlab*));
+    next_ = static_cast<std::size_t>(end_ - next_) > step ? next_ + step : end_;
+    return item;
 }
 
-namespace {
-template <class... Args>
-std::string format(const char* pattern, Args... args) {
-    char line[160];
-    std::snprintf(line, sizeof line, pattern, args...);
-    return line;
-}
-}  // namespace
-
-std::string detail::fixedSizeRejection(unsigned long length, unsigned long size) {
-    if (length < size) return format("length %lu, needs %lu", length, size);
-    return format("the stream ends inside its %lu-byte value", size);
+void ItemArena::release() noexcept {
+    if (slab_ == nullptr) return;
+    drop(slab_, kArenaHold - blocks_);
+    slab_ = nullptr;
+    next_ = end_ = nullptr;
+    blocks_ = 0;
 }
 
-std::string detail::countedVectorRejection(unsigned long length, unsigned long elementSize) {
-    constexpr unsigned long kHeaderSize = 8;
-    if (length < kHeaderSize) {
-        return format("length %lu, needs at least 8 for count and element size", length);
+std::optional<Flavour> flavourFromName(std::string_view name) noexcept {
+    for (const Flavour flavour : {Flavour::Standard, Flavour::Sony, Flavour::Varicam}) {
+        if (flavourName(flavour) == name) return flavour;
     }
-    return format("length %lu, needs a header of element size %lu and a count of %lu", length,
-                  elementSize, (length - kHeaderSize) / elementSize) +
-           ((length - kHeaderSize) % elementSize
-                ? " (length - 8 is no multiple of the element size)"
-                : "");
+    return std::nullopt;
 }
 
-std::string detail::textRejection(unsigned long length) {
-    return format("the stream ends inside its %lu bytes of text", length);
+std::string_view flavourName(Flavour flavour) noexcept {
+    switch (flavour) {
+        case Flavour::Varicam:
+            return "varicam";
+        case Flavour::Sony:
+            return "sony";
+        case Flavour::Standard:
+            break;
+    }
+    return "standard";
 }
 
 ItemFactory standardItemFactory() {
@@ -227,19 +197,27 @@ ItemFactory varicamItemFactory() {
 }
 
 const ItemFactory& sharedItemFactory(Flavour flavour) {
+    // Factories that no one changes any more: each finds its builders in the constant lookup of
+    // the table it was filled from.
+    const auto sealed = [](ItemFactory factory, const detail::BuilderTable& table) {
+        factory.table_ = &table;
+        return factory;
+    };
     switch (flavour) {
         case Flavour::Varicam: {
-            static const ItemFactory varicam = varicamItemFactory();
+            static const ItemFactory varicam =
+                sealed(varicamItemFactory(), VaricamItemTable::kBuilderTable);
             return varicam;
         }
         case Flavour::Sony: {
-            static const ItemFactory sony = sonyItemFactory();
+            static const ItemFactory sony = sealed(sonyItemFactory(), SonyItemTable::kBuilderTable);
             return sony;
         }
         case Flavour::Standard:
             break;
     }
-    static const ItemFactory standard = standardItemFactory();
+    static const ItemFactory standard =
+        sealed(standardItemFactory(), StandardItemTable::kBuilderTable);
     return standard;
 }
 

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "rdd18/export.h"
+#include "rdd18/transport/fault.h"
 #include "rdd18/transport/parsing_error.h"
 #include "rdd18/transport/rdd18_stream_reader.h"
 
@@ -78,6 +79,18 @@ struct Label {
 struct Rational {
     Uint32 numerator;
     Uint32 denominator;
+};
+
+/// Payload of the Varicam clip information item (225, 34): exactly its first 7 wire bytes, with
+/// the `Uint16` fields kept in wire (big-endian) order.
+///   [clipNameValid][cameraId][reelCounter, 2][clipCounter, 2][filenameStyle]
+/// filenameStyle: 0 is "P2", 1 is "CINE"; any other code is legal.
+struct VaricamExtendedMetadata {
+    unsigned char clipNameValid;
+    unsigned char cameraId;
+    Uint16 reelCounter;
+    Uint16 clipCounter;
+    unsigned char filenameStyle;
 };
 
 namespace detail {
@@ -151,23 +164,19 @@ using ByteVector = std::vector<unsigned char>;
 static_assert(sizeof(Uint16) == 2 && sizeof(Int16) == 2 && sizeof(Uint32) == 4);
 static_assert(sizeof(Boolean) == 1 && sizeof(Label) == 2 && sizeof(Rational) == 8);
 static_assert(sizeof(HalfFloatLensSerial) == 2 && sizeof(HalfFloat) == 2);
+static_assert(sizeof(VaricamExtendedMetadata) == 7);
 
 // ---------------------------------------------------------------------------------------------
 // Decoders: make_type_from_reader<T>::make(reader, length) reads one T whose item length field
 // is `length`. A payload the type can't hold throws ParsingError; nothing else does. `reader` is
 // any RDD 18 stream: the abstract class, or a final stream class whose reads then need no
-// dispatch.
+// dispatch. make_type_from_reader<T>::refusal(length) is the fault of a payload with length field
+// `length` that `make` refused: its code, `expected` and `found` (where it is, the caller adds).
 
 template <class T>
 struct make_type_from_reader;
 
 namespace detail {
-
-/// The decoders' rules in words, for a payload with length field `length` that its decoder
-/// refused (each decoder's `whyRejected`).
-std::string fixedSizeRejection(unsigned long length, unsigned long size);
-std::string countedVectorRejection(unsigned long length, unsigned long elementSize);
-std::string textRejection(unsigned long length);
 
 /// Fixed-size rule: ask for min(size, length) bytes straight into the value; anything short of
 /// the type's size (a short stream, or a length below the size) is a ParsingError. A longer
@@ -186,8 +195,11 @@ struct FixedSizeDecoder {
         if (reader.read(bytes, sizeof(T)) < sizeof(T)) throw ParsingError();
         return value;
     }
-    static std::string whyRejected(unsigned long length) {
-        return fixedSizeRejection(length, sizeof(T));
+    static constexpr Fault refusal(unsigned long length) noexcept {
+        return length < sizeof(T) ? Fault{.code = FaultCode::PayloadTooShort,
+                                          .expected = sizeof(T),
+                                          .found = length}
+                                  : Fault{.code = FaultCode::PayloadCutOff, .expected = sizeof(T)};
     }
 };
 
@@ -197,8 +209,9 @@ template <class E>
 struct CountedVectorDecoder {
     template <class Reader>
     static std::vector<E> make(Reader& reader, unsigned long length);
-    static std::string whyRejected(unsigned long length) {
-        return countedVectorRejection(length, sizeof(E));
+    /// The rule's shape for `length`, also when the stream ended inside a payload of that shape.
+    static constexpr Fault refusal(unsigned long length) noexcept {
+        return {.code = FaultCode::VectorShapeRejected, .expected = sizeof(E), .found = length};
     }
 };
 
@@ -221,6 +234,10 @@ struct make_type_from_reader<HalfFloatLensSerial> : detail::FixedSizeDecoder<Hal
 };
 template <>
 struct make_type_from_reader<HalfFloat> : detail::FixedSizeDecoder<HalfFloat> {};
+/// Reads min(7, length) bytes; fewer than 7 delivered (so any length under 7) is a ParsingError.
+template <>
+struct make_type_from_reader<VaricamExtendedMetadata>
+    : detail::FixedSizeDecoder<VaricamExtendedMetadata> {};
 
 template <>
 struct make_type_from_reader<Uint32> : detail::FixedSizeDecoder<Uint32> {
@@ -245,7 +262,9 @@ struct make_type_from_reader<std::string> {
         text.resize(std::strlen(text.c_str()));  // the text ends at the first zero byte
         return text;
     }
-    static std::string whyRejected(unsigned long length) { return detail::textRejection(length); }
+    static constexpr Fault refusal(unsigned long length) noexcept {
+        return {.code = FaultCode::TextCutOff, .expected = length};
+    }
 };
 
 /// Byte vector: exactly `length` bytes. Never fails: bytes the stream doesn't have stay zero.
@@ -257,7 +276,10 @@ struct make_type_from_reader<ByteVector> {
         reader.read(bytes.data(), length);  // a short stream leaves a zero tail
         return bytes;
     }
-    static std::string whyRejected(unsigned long) { return {}; }  // never refuses
+    /// Never refuses; a short stream is `PayloadZeroFilled`, which the caller tells.
+    static constexpr Fault refusal(unsigned long length) noexcept {
+        return {.code = FaultCode::PayloadZeroFilled, .expected = length};
+    }
 };
 
 template <>
@@ -285,6 +307,10 @@ std::vector<E> detail::CountedVectorDecoder<E>::make(Reader& reader, unsigned lo
 // ---------------------------------------------------------------------------------------------
 // Items
 
+/// The memory of the items of one parse (see `Item`). Made and ended by the parse; a builder
+/// only passes it on to `new (arena) ...`.
+class ItemArena;
+
 /// One metadata item of a parse. Items own their payloads; nothing points into the stream.
 class VELMORA_RDD18_EXPORT Item {
   public:
@@ -295,12 +321,16 @@ class VELMORA_RDD18_EXPORT Item {
     /// Address of the payload value inside the item.
     virtual const void* payload() const = 0;
 
-    /// Items of up to 64 bytes (every item class of the library) are made from blocks that the
-    /// thread freed before, held in a small per-thread cache, and others from the global heap: a
-    /// parse makes and frees an item per metadata item, all of a few sizes. Any thread may free
-    /// any item.
+    /// A parse cuts the blocks of its items from a few larger slabs (`new (arena) ...`); any
+    /// other `new` gives the item a block of its own. Either way `delete` (the item's
+    /// `unique_ptr`) frees it, on any thread, in any order, also after the parse has ended; a slab
+    /// goes back to the heap with the last of its items. Blocks are aligned as `::operator new`
+    /// aligns, which bounds the alignment of an item class.
     static void* operator new(std::size_t size);
-    static void operator delete(void* block, std::size_t size) noexcept;
+    static void* operator new(std::size_t size, ItemArena& arena);
+    static void operator delete(void* block) noexcept;
+    /// Frees the block of an item whose constructor threw.
+    static void operator delete(void* block, ItemArena& arena) noexcept;
 
     /// The payload as a `T`. Unchecked: the caller knows the type from the tag.
     template <class T>
@@ -320,19 +350,28 @@ using ItemList = std::vector<std::unique_ptr<Item>>;
 /// Creates one kind of item from the stream.
 class VELMORA_RDD18_EXPORT ItemBuilder {
   public:
-    virtual ~ItemBuilder() = default;
-    /// Decodes the payload of `length` bytes at the stream's position. Throws ParsingError when the
-    /// payload can't be decoded.
+    constexpr ItemBuilder() noexcept = default;
+    constexpr virtual ~ItemBuilder() = default;
+    /// Decodes the payload of `length` bytes at the stream's position into a new item. Throws
+    /// ParsingError when the payload can't be decoded; `refusal` then says why.
     virtual std::unique_ptr<Item> build(rdd18::tag itemTag, RDD18StreamReader& reader,
                                         unsigned long length) const = 0;
-    /// The same over the packet stream itself, which a builder may read without dispatch; by
-    /// default the `build` above.
-    virtual std::unique_ptr<Item> build(rdd18::tag itemTag, RDD18AncillaryDataStreamReader& reader,
-                                        unsigned long length) const {
-        return build(itemTag, static_cast<RDD18StreamReader&>(reader), length);
+    /// The same with the item made in `arena` (`new (arena) ...`), as a parse asks; by default
+    /// the `build` above.
+    virtual std::unique_ptr<Item> buildIn(ItemArena& /*arena*/, rdd18::tag itemTag,
+                                          RDD18StreamReader& reader, unsigned long length) const {
+        return build(itemTag, reader, length);
     }
-    /// Why `build` refused a payload with length field `length`: the decoder's rule, in words.
-    virtual std::string whyRejected(unsigned long length) const = 0;
+    /// The same over the packet stream itself, which a builder may read without dispatch; by
+    /// default the `buildIn` above.
+    virtual std::unique_ptr<Item> buildIn(ItemArena& arena, rdd18::tag itemTag,
+                                          RDD18AncillaryDataStreamReader& reader,
+                                          unsigned long length) const {
+        return buildIn(arena, itemTag, static_cast<RDD18StreamReader&>(reader), length);
+    }
+    /// The fault of a payload with length field `length` that `build` refused: its code,
+    /// `expected` and `found`. Where it is and the tag, the caller adds.
+    virtual Fault refusal(unsigned long length) const = 0;
     /// True when a payload cut off by the end of the stream is kept with a zero tail.
     virtual bool zeroFillsShortPayload() const = 0;
 };
@@ -356,30 +395,45 @@ class TaggedItem : public Item {
 
     class Builder : public ItemBuilder {
       public:
+        constexpr Builder() noexcept = default;
+        constexpr ~Builder() override = default;  // a table's builders are constants
         std::unique_ptr<Item> build(rdd18::tag itemTag, RDD18StreamReader& reader,
                                     unsigned long length) const override {
-            return buildFrom(itemTag, reader, length);
+            return std::make_unique<TaggedItem>(decode(itemTag, reader, length));
         }
-        std::unique_ptr<Item> build(rdd18::tag itemTag, RDD18AncillaryDataStreamReader& reader,
-                                    unsigned long length) const override {
-            return buildFrom(itemTag, reader, length);
+        std::unique_ptr<Item> buildIn(ItemArena& arena, rdd18::tag itemTag,
+                                      RDD18StreamReader& reader,
+                                      unsigned long length) const override {
+            return buildFrom(arena, itemTag, reader, length);
         }
-        std::string whyRejected(unsigned long length) const override {
-            return make_type_from_reader<T>::whyRejected(length);
+        std::unique_ptr<Item> buildIn(ItemArena& arena, rdd18::tag itemTag,
+                                      RDD18AncillaryDataStreamReader& reader,
+                                      unsigned long length) const override {
+            return buildFrom(arena, itemTag, reader, length);
+        }
+        Fault refusal(unsigned long length) const override {
+            return make_type_from_reader<T>::refusal(length);
         }
         bool zeroFillsShortPayload() const override { return std::is_same_v<T, ByteVector>; }
 
       private:
         template <class Reader>
-        static std::unique_ptr<Item> buildFrom(rdd18::tag itemTag, Reader& reader,
-                                               unsigned long length) {
+        static T decode(rdd18::tag itemTag, Reader& reader, unsigned long length) {
             assert(itemTag == make_tag(Tag1, Tag2) && "itemTag == make_tag(Tag1, Tag2)");
             (void)itemTag;
-            return std::make_unique<TaggedItem>(make_type_from_reader<T>::make(reader, length));
+            return make_type_from_reader<T>::make(reader, length);
+        }
+        // Decoded before the block is taken: a refused payload takes none.
+        template <class Reader>
+        static std::unique_ptr<Item> buildFrom(ItemArena& arena, rdd18::tag itemTag, Reader& reader,
+                                               unsigned long length) {
+            T value = decode(itemTag, reader, length);
+            return std::unique_ptr<Item>(new (arena) TaggedItem(std::move(value)));
         }
     };
 
   private:
+    static_assert(alignof(T) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__, "see Item::operator new");
     T value_;
 };
 

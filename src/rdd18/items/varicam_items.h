@@ -1,4 +1,6 @@
 // The Varicam items added to the standard table: clip information and clip name, tag group 225.
+// The clip information's payload type, `VaricamExtendedMetadata`, is with the other payload types
+// in rdd18_items.h.
 #pragma once
 
 #include <string>
@@ -8,24 +10,6 @@
 #include "rdd18/items/standard_items.h"
 
 namespace rdd18 {
-
-/// Payload of the clip information item (225, 34): exactly its first 7 wire bytes, with the
-/// `Uint16` fields kept in wire (big-endian) order.
-///   [clipNameValid][cameraId][reelCounter, 2][clipCounter, 2][filenameStyle]
-/// filenameStyle: 0 is "P2", 1 is "CINE"; any other code is legal.
-struct VaricamExtendedMetadata {
-    unsigned char clipNameValid;
-    unsigned char cameraId;
-    Uint16 reelCounter;
-    Uint16 clipCounter;
-    unsigned char filenameStyle;
-};
-static_assert(sizeof(VaricamExtendedMetadata) == 7);
-
-/// Reads min(7, length) bytes; fewer than 7 delivered (so any length under 7) is a ParsingError.
-template <>
-struct make_type_from_reader<VaricamExtendedMetadata>
-    : detail::FixedSizeDecoder<VaricamExtendedMetadata> {};
 
 using VaricamOwnItemTable =
     ItemTable<ItemRow<TaggedItem<std::string, 0xE1, 0x21>, "VaricamClipInfoHeaderItem">,

@@ -83,10 +83,9 @@ void writeSorted(ItemList& items, ItemTranslator<Table>& translator, Dictionary&
 /// The answer of a frame's items, written in the order of their keys, so that every entry is
 /// appended. The items end with the parse, so their decoded payloads are taken over.
 template <class Table>
-Dictionary buildAnswer(const ItemFactory& factory, RDD18StreamReader& reader,
-                       ParseObserver* observer) {
+Dictionary buildAnswer(const ItemFactory& factory, RDD18StreamReader& reader, FaultSink* faults) {
     try {
-        ItemList items = parseDataForItems(reader, factory, observer);
+        ItemList items = parseDataForItems(reader, factory, faults);
         Dictionary result;
         // One entry per item in a frame without repeats; never more than the flavour has names
         // for when a frame repeats its items, so a long frame holds no idle room.
@@ -121,22 +120,19 @@ rdd18::Dictionary VLRDD18Parser::parseData(std::span<const unsigned char> bytes,
     return _builder(*_factory, stream, nullptr);
 }
 
-rdd18::ParseResult VLRDD18Parser::parseDataWithFaults(std::span<const unsigned char> bytes,
-                                                      bool flags) const {
-    FaultLines faults(bytes.data(), "RDD 18", RDD18AncillaryDataStreamReader::kDid,
-                      RDD18AncillaryDataStreamReader::kSdid);
-    AncillaryDataBufferReader walk(
+rdd18::Dictionary VLRDD18Parser::parseData(std::span<const unsigned char> bytes, bool flags,
+                                           rdd18::FaultSink& faults) const {
+    AncillaryDataBufferReader packets(
         bytes.data(), bytes.size(),
         flags ? AncillaryDataBufferWithFlags : AncillaryDataBufferWithoutFlags, &faults);
-    FaultLines::CountingSource packets(walk, faults);
     RDD18AncillaryDataStreamReader stream(packets);
-    stream.setObserver(&faults);
-    Dictionary answer = _builder(*_factory, stream, &faults);
-    faults.close(flags, "RDD 18: the parse failed, so every item of the frame is dropped");
-    return {std::move(answer), faults.take()};
+    stream.setFaultSink(&faults);
+    return _builder(*_factory, stream, &faults);
 }
 
-rdd18::Dictionary VLRDD18Parser::parseData(rdd18::AncillaryDataReader& packets) const {
+rdd18::Dictionary VLRDD18Parser::parseData(rdd18::AncillaryDataReader& packets,
+                                           rdd18::FaultSink* faults) const {
     RDD18AncillaryDataStreamReader stream(packets);
-    return _builder(*_factory, stream, nullptr);
+    stream.setFaultSink(faults);
+    return _builder(*_factory, stream, faults);
 }

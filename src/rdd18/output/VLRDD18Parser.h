@@ -4,11 +4,11 @@
 #include <cstdint>
 #include <span>
 
-#include "rdd18/diagnostics/fault_lines.h"
 #include "rdd18/export.h"
 #include "rdd18/items/flavour.h"
 #include "rdd18/items/item_factory.h"
 #include "rdd18/platform/value.h"
+#include "rdd18/transport/fault.h"
 #include "rdd18/transport/rdd18_stream_reader.h"
 
 /// Parses the RDD 18 acquisition metadata of one frame's ancillary data into a dictionary.
@@ -37,20 +37,23 @@ class VELMORA_RDD18_EXPORT VLRDD18Parser {
     rdd18::Dictionary parseData(std::span<const unsigned char> bytes) const;
     /// Parses a buffer; `flags` says whether its packets carry the 3-byte flag.
     rdd18::Dictionary parseData(std::span<const unsigned char> bytes, bool flags) const;
+    /// `parseData`, reporting the faults of the same pass to `faults`: every place the wire rules
+    /// dropped or filled data, and a closing fault when the frame holds no RDD 18 packet
+    /// (`NoStreamPackets`) or the parse lost the whole answer (`ItemsLost`). The answer is the
+    /// one `parseData` gives.
+    rdd18::Dictionary parseData(std::span<const unsigned char> bytes, bool flags,
+                                rdd18::FaultSink& faults) const;
     /// Parses the packets that `packets` hands out (for example a packet list through
-    /// `rdd18::host::PacketListReader`), as the packets of a buffer are parsed.
-    rdd18::Dictionary parseData(rdd18::AncillaryDataReader& packets) const;
-    /// `parseData`, and the faults of the same pass: every place the wire rules dropped or filled
-    /// data, one line each with its numbers, and a closing line when the frame holds no RDD 18
-    /// packet or the parse lost the whole answer. The answer is the one `parseData` gives.
-    rdd18::ParseResult parseDataWithFaults(std::span<const unsigned char> bytes,
-                                           bool flags = true) const;
+    /// `rdd18::host::PacketListReader`), as the packets of a buffer are parsed, reporting to
+    /// `faults` when given.
+    rdd18::Dictionary parseData(rdd18::AncillaryDataReader& packets,
+                                rdd18::FaultSink* faults = nullptr) const;
 
     rdd18::Flavour flavour() const noexcept { return _flavour; }
 
   private:
     using Builder = rdd18::Dictionary (*)(const rdd18::ItemFactory&, rdd18::RDD18StreamReader&,
-                                          rdd18::ParseObserver*);
+                                          rdd18::FaultSink*);
 
     const rdd18::ItemFactory* _factory;  // shared, lives as long as the program
     Builder _builder;

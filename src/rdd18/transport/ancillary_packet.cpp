@@ -1,33 +1,35 @@
 #include "rdd18/transport/ancillary_packet.h"
 
-#include "rdd18/transport/parse_observer.h"
+#include "rdd18/transport/fault.h"
 
 namespace rdd18 {
 
 AncillaryDataBufferReader::AncillaryDataBufferReader(const unsigned char* data, unsigned long size,
                                                      AncillaryDataBufferContainsFlags flags,
-                                                     ParseObserver* observer) noexcept
-    : size_(data ? size : 0), cursor_(data), start_(data), flags_(flags), observer_(observer) {}
+                                                     FaultSink* faults) noexcept
+    : size_(data ? size : 0), cursor_(data), start_(data), flags_(flags), faults_(faults) {}
 
 void AncillaryDataBufferReader::endAtShortTail() {
-    if (observer_) observer_->shortTail(offset(), remainingBufferSize());
+    if (faults_) {
+        faults_->report(
+            {.code = FaultCode::ShortTail, .offset = offset(), .found = remainingBufferSize()});
+    }
     cursor_ = start_ + size_;
 }
 
 void AncillaryDataBufferReader::reportFlagMismatch() {
-    observer_->flagMismatch(offset() - kFlagSize);
+    faults_->report(
+        {.code = FaultCode::BadFlag, .offset = offset() - kFlagSize, .found = kFlagSize});
 }
 
 void AncillaryDataBufferReader::endAtOverrun(std::uint8_t dataCount) {
-    if (observer_)
-        observer_->packetOverrun(offset() - kHeaderSize, dataCount, remainingBufferSize());
+    if (faults_) {
+        faults_->report({.code = FaultCode::PacketOverrun,
+                         .offset = offset() - kHeaderSize,
+                         .expected = dataCount,
+                         .found = remainingBufferSize()});
+    }
     cursor_ = start_ + size_;
-}
-
-unsigned long packetOffset(const utils::AncillaryPacket& packet,
-                           const unsigned char* buffer) noexcept {
-    constexpr unsigned long kDidSdidDcSize = 3;
-    return static_cast<unsigned long>(packet.payload - buffer) - kDidSdidDcSize;
 }
 
 std::vector<utils::AncillaryPacket> packetsFromData(const unsigned char* data, unsigned long size,

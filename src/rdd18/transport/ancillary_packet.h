@@ -13,7 +13,7 @@
 
 namespace rdd18 {
 
-class ParseObserver;
+class FaultSink;
 
 /// Whether each packet of a buffer is preceded by the 3-byte ancillary data flag. Only the value 1
 /// means "with flags"; every other value reads the buffer as having none.
@@ -59,10 +59,10 @@ class VELMORA_RDD18_EXPORT AncillaryDataReader {
 /// minimal packet, or a DC that runs past the end, end the walk.
 class VELMORA_RDD18_EXPORT AncillaryDataBufferReader final : public virtual AncillaryDataReader {
   public:
-    /// `observer`, when given, hears of every byte range the walk drops (see parse_observer.h).
+    /// `faults`, when given, hears of every byte range the walk drops (see fault.h).
     AncillaryDataBufferReader(const unsigned char* data, unsigned long size,
                               AncillaryDataBufferContainsFlags flags,
-                              ParseObserver* observer = nullptr) noexcept;
+                              FaultSink* faults = nullptr) noexcept;
 
     std::optional<utils::AncillaryPacket> readNextPacket() override {
         utils::AncillaryPacket packet;
@@ -75,19 +75,18 @@ class VELMORA_RDD18_EXPORT AncillaryDataBufferReader final : public virtual Anci
     /// a stream reader that walks the buffer itself does so without a call per packet.
     bool nextPacket(utils::AncillaryPacket& packet) {
         if (!hasNextPacket()) return false;
-        const bool withFlags = flags_ == AncillaryDataBufferWithFlags;
         const unsigned long minimum =
-            (withFlags ? kFlagSize : 0) + kHeaderSize + kChecksumSize;  // a packet with DC 0
+            (withFlags() ? kFlagSize : 0) + kHeaderSize + kChecksumSize;  // a packet with DC 0
         if (remainingBufferSize() < minimum) {
             endAtShortTail();
             return false;
         }
-        if (withFlags) {
+        if (withFlags()) {
             // Resynchronisation is by whole flag widths: a bad flag costs exactly 3 bytes.
             const bool matched = isAncillaryDataFlag(cursor_);
             cursor_ += kFlagSize;
             if (!matched) {
-                if (observer_) reportFlagMismatch();
+                if (faults_) reportFlagMismatch();
                 return false;
             }
         }
@@ -105,6 +104,15 @@ class VELMORA_RDD18_EXPORT AncillaryDataBufferReader final : public virtual Anci
         return true;
     }
 
+    /// Buffer offset of the DID byte of `packet`, a packet this reader found (the DID, SDID and DC
+    /// bytes stand right in front of the payload).
+    unsigned long offsetOf(const utils::AncillaryPacket& packet) const noexcept {
+        return static_cast<unsigned long>(packet.payload - start_) - kHeaderSize;
+    }
+
+    /// True when the buffer is read as carrying the 3-byte flag ahead of each packet.
+    bool withFlags() const noexcept { return flags_ == AncillaryDataBufferWithFlags; }
+
     /// Bytes between the cursor and the end of the buffer.
     unsigned long remainingBufferSize() const noexcept {
         return static_cast<unsigned long>(start_ + size_ - cursor_);
@@ -120,12 +128,12 @@ class VELMORA_RDD18_EXPORT AncillaryDataBufferReader final : public virtual Anci
                (p[0] == 0x04 && p[1] == 0xFB && p[2] == 0xFB);
     }
 
-    // The rare ends of the walk, out of line: each tells the observer (when there is one).
+    // The rare ends of the walk, out of line: each tells the fault sink (when there is one).
     void endAtShortTail();
     void reportFlagMismatch();
     void endAtOverrun(std::uint8_t dataCount);
 
-    unsigned long offset() const noexcept {  // of the cursor, for the observer
+    unsigned long offset() const noexcept {  // of the cursor, for the faults
         return static_cast<unsigned long>(cursor_ - start_);
     }
 
@@ -133,13 +141,8 @@ class VELMORA_RDD18_EXPORT AncillaryDataBufferReader final : public virtual Anci
     const unsigned char* cursor_;
     const unsigned char* start_;
     AncillaryDataBufferContainsFlags flags_;
-    ParseObserver* observer_;
+    FaultSink* faults_;
 };
-
-/// Buffer offset of the DID byte of `packet`, which was found in the buffer starting at `buffer`
-/// (the DID, SDID and DC bytes stand right in front of the payload).
-unsigned long packetOffset(const utils::AncillaryPacket& packet,
-                           const unsigned char* buffer) noexcept;
 
 /// All packets of a buffer, in buffer order, walked as `AncillaryDataBufferReader` walks them.
 /// The packets point into `data`. Never throws but for allocation failure.

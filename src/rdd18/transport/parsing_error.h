@@ -5,8 +5,8 @@
 
 namespace rdd18 {
 
-/// A broken stream or a payload its type can't hold. Carries nothing: an observer (see
-/// parse_observer.h) hears the reason before it is thrown.
+/// A broken stream or a payload its type can't hold. Carries nothing: the fault sink, when the
+/// caller gave one (see fault.h), has heard the reason before it is thrown.
 class VELMORA_RDD18_EXPORT ParsingError {};
 
 }  // namespace rdd18

@@ -45,10 +45,10 @@ class VELMORA_RDD18_EXPORT RDD18AncillaryDataStreamReader final
     static constexpr std::uint8_t kSdid = 0x05;
 
     explicit RDD18AncillaryDataStreamReader(AncillaryDataReader& source) noexcept
-        : utils::AncillaryPackagedDataStreamReader<RDD18StreamReader>(source) {}
+        : utils::AncillaryPackagedDataStreamReader<RDD18StreamReader>(source, kDid, kSdid) {}
     /// Over a buffer of packets: the stream walks it without a call per packet.
     explicit RDD18AncillaryDataStreamReader(AncillaryDataBufferReader& source) noexcept
-        : utils::AncillaryPackagedDataStreamReader<RDD18StreamReader>(source) {}
+        : utils::AncillaryPackagedDataStreamReader<RDD18StreamReader>(source, kDid, kSdid) {}
 
     void resynchronize() override {
         utils::AncillaryPackagedDataStreamReader<RDD18StreamReader>::discardRestOfPacket();

@@ -8,7 +8,7 @@
 
 #include "rdd18/export.h"
 #include "rdd18/transport/ancillary_packet.h"
-#include "rdd18/transport/parse_observer.h"
+#include "rdd18/transport/fault.h"
 
 namespace rdd18::utils {
 
@@ -72,15 +72,20 @@ class BufferReader : public virtual T {
 /// finds the packet sequence broken) ends it for good: no further packet is fetched, `isAtEnd` is
 /// true, and `read` delivers only what is left of the current packet.
 ///
+/// `did` and `sdid` name the stream's packets, for its faults: a broken numbering, and a source
+/// that ran out without one packet of the stream.
+///
 /// Nothing here allocates; the only copy of stream bytes is into the caller's destination.
 template <class T>
 class AncillaryPackagedDataStreamReader : public virtual T {
   public:
-    explicit AncillaryPackagedDataStreamReader(AncillaryDataReader& source) noexcept
-        : source_(source) {}
+    AncillaryPackagedDataStreamReader(AncillaryDataReader& source, std::uint8_t did,
+                                      std::uint8_t sdid) noexcept
+        : source_(source), did_(did), sdid_(sdid) {}
     /// Over a buffer of packets, which the stream then walks itself, without a call per packet.
-    explicit AncillaryPackagedDataStreamReader(AncillaryDataBufferReader& source) noexcept
-        : source_(source), buffer_(&source) {}
+    AncillaryPackagedDataStreamReader(AncillaryDataBufferReader& source, std::uint8_t did,
+                                      std::uint8_t sdid) noexcept
+        : source_(source), buffer_(&source), did_(did), sdid_(sdid) {}
 
     /// Copies up to `count` bytes, moving on through accepted packets as needed. A read that comes
     /// up short delivers what there was and moves the packet offset, but leaves `position()`.
@@ -149,21 +154,22 @@ class AncillaryPackagedDataStreamReader : public virtual T {
             while (valid_ && buffer_->hasNextPacket()) {
                 if (buffer_->nextPacket(packet) && takePacket(packet)) return true;
             }
-            return false;
+        } else {
+            while (valid_ && source_.hasNextPacket()) {
+                const std::optional<AncillaryPacket> packet = source_.readNextPacket();
+                if (packet && takePacket(*packet)) return true;
+            }
         }
-        while (valid_ && source_.hasNextPacket()) {
-            const std::optional<AncillaryPacket> packet = source_.readNextPacket();
-            if (packet && takePacket(*packet)) return true;
-        }
+        if (faults_ && streamPackets_ == 0) reportNoStreamPackets();
         return false;
     }
 
     /// Ends the stream for good; called by a derived class from `readHeaderOfPacket`.
     void invalidateStream() noexcept { valid_ = false; }
 
-    /// Opt-in: `observer` hears of a broken packet numbering (see parse_observer.h).
-    void setObserver(ParseObserver* observer) noexcept { observer_ = observer; }
-    ParseObserver* observer() const noexcept { return observer_; }
+    /// Opt-in: `faults` hears of a broken packet numbering, and of a source that ran out without a
+    /// packet of the stream (see fault.h).
+    void setFaultSink(FaultSink* faults) noexcept { faults_ = faults; }
 
   protected:
     ~AncillaryPackagedDataStreamReader() = default;
@@ -176,12 +182,12 @@ class AncillaryPackagedDataStreamReader : public virtual T {
     bool continuesSequence(const AncillaryPacket& packet, N& last, N found) {
         const std::uint32_t expected = std::uint32_t{last} + 1;
         if (std::uint32_t{found} != expected) {
-            if (observer_) {
-                // The observer gets a copy: the packet of the walk itself never has its address
-                // taken, so it can live in registers (a packet in memory, stored byte by byte and
-                // compared in wider loads, stalls every packet).
+            if (faults_) {
+                // A copy: the packet of the walk itself never has its address taken, so it can
+                // live in registers (a packet in memory, stored byte by byte and compared in wider
+                // loads, stalls every packet).
                 const AncillaryPacket broken = packet;
-                observer_->sequenceBroken(broken, expected, found);
+                reportSequenceBroken(broken, expected, found);
             }
             invalidateStream();
             return false;
@@ -218,8 +224,36 @@ class AncillaryPackagedDataStreamReader : public virtual T {
 #endif
     }
 
+    [[gnu::noinline]] void reportSequenceBroken(const AncillaryPacket& packet,
+                                                std::uint32_t expected, std::uint32_t found) {
+        Fault fault{.code = FaultCode::SequenceBroken,
+                    .did = did_,
+                    .sdid = sdid_,
+                    .expected = expected,
+                    .found = found};
+        if (buffer_) {
+            fault.offset = buffer_->offsetOf(packet);
+        } else {
+            fault.unit = FaultUnit::Packet;
+            fault.offset = packets_ - 1;  // the packet just counted
+        }
+        faults_->report(fault);
+    }
+
+    [[gnu::noinline]] void reportNoStreamPackets() {
+        if (noStreamReported_) return;  // the end of the source may be asked for again
+        noStreamReported_ = true;
+        faults_->report({.code = FaultCode::NoStreamPackets,
+                         .did = did_,
+                         .sdid = sdid_,
+                         .withoutFlags = buffer_ && !buffer_->withFlags(),
+                         .found = packets_});
+    }
+
     /// Makes `packet` the current packet when the stream accepts it and it holds stream bytes.
     bool takePacket(const AncillaryPacket& packet) {
+        ++packets_;
+        streamPackets_ += packet.did == did_ && packet.sdid == sdid_;
         if (!doesAcceptPacket(packet)) return false;
         const std::int64_t offset = readHeaderOfPacket(packet);
         if (offset < 0) return false;
@@ -244,8 +278,13 @@ class AncillaryPackagedDataStreamReader : public virtual T {
     AncillaryPacket currentPacket_{};
     std::uint64_t streamPosition_ = 0;
     std::uint64_t packetOffset_ = 0;
+    std::uint64_t packets_ = 0;        // packets met so far
+    std::uint64_t streamPackets_ = 0;  // of them, those with the stream's DID and SDID
+    std::uint8_t did_;
+    std::uint8_t sdid_;
     bool valid_ = true;
-    ParseObserver* observer_ = nullptr;
+    bool noStreamReported_ = false;
+    FaultSink* faults_ = nullptr;
 };
 
 }  // namespace rdd18::utils

@@ -1,0 +1,260 @@
+#include "rdd18/transport/fault.h"
+
+#include <cstdio>
+
+namespace rdd18 {
+
+namespace {
+
+template <class... Args>
+std::string format(const char* pattern, Args... args) {
+    char line[256];
+    std::snprintf(line, sizeof line, pattern, args...);
+    return line;
+}
+
+/// "RDD 18" or "ARRI" for the two streams' identifiers, else the identifiers themselves.
+std::string streamName(const Fault& f) {
+    if (f.did == 0x43 && f.sdid == 0x05) return "RDD 18";
+    if (f.did == 0x44 && f.sdid == 0x04) return "ARRI";
+    return format("DID 0x%02x SDID 0x%02x", unsigned{f.did}, unsigned{f.sdid});
+}
+
+}  // namespace
+
+const char* unitName(FaultUnit unit) noexcept {
+    switch (unit) {
+        case FaultUnit::Byte:
+            return "byte";
+        case FaultUnit::StreamPosition:
+            return "stream position";
+        case FaultUnit::Packet:
+            return "packet";
+        case FaultUnit::Word:
+            return "word";
+        case FaultUnit::Sample:
+            return "sample";
+    }
+    return "offset";
+}
+
+namespace {
+
+unsigned long ul(std::uint64_t n) {
+    return static_cast<unsigned long>(n);
+}
+
+std::string itemAt(const Fault& f) {
+    return format("RDD 18 stream: item 0x%02x 0x%02x at stream position %lu: ", unsigned{f.tag[0]},
+                  unsigned{f.tag[1]}, ul(f.offset));
+}
+
+std::string cutOff(const char* stream, const char* field, const Fault& f) {
+    return format("%s stream: the stream ends inside %s at stream position %lu", stream, field,
+                  ul(f.offset));
+}
+
+/// A host converter's fault: what, where in the input, and what became of the packet.
+std::string hostLine(const char* what, const Fault& f) {
+    return format("input: %s at %s %lu%s%u, DID 0x%02x SDID 0x%02x, %s", what, unitName(f.unit),
+                  ul(f.offset), f.unit == FaultUnit::Sample ? " of line " : ", line ",
+                  unsigned{f.line}, unsigned{f.did}, unsigned{f.sdid}, f.kept ? "kept" : "dropped");
+}
+
+std::string elementLine(const char* what, const Fault& f) {
+    return format("packet %lu (line %u): %s", static_cast<unsigned long>(f.packet),
+                  unsigned{f.line}, what);
+}
+
+}  // namespace
+
+void FaultList::report(const Fault& fault) {
+    if (fault.code == FaultCode::BadFlag && !faults_.empty()) {
+        Fault& last = faults_.back();
+        if (last.code == FaultCode::BadFlag && last.offset + last.found == fault.offset) {
+            last.found += fault.found;
+            return;
+        }
+    }
+    faults_.push_back(fault);
+}
+
+std::string_view codeName(FaultCode code) noexcept {
+    switch (code) {
+#define VELMORA_FAULT_NAME(name) \
+    case FaultCode::name:        \
+        return #name;
+        VELMORA_FAULT_NAME(BadFlag)
+        VELMORA_FAULT_NAME(ShortTail)
+        VELMORA_FAULT_NAME(PacketOverrun)
+        VELMORA_FAULT_NAME(SequenceBroken)
+        VELMORA_FAULT_NAME(NoStreamPackets)
+        VELMORA_FAULT_NAME(KeyRejected)
+        VELMORA_FAULT_NAME(PackKeyCutOff)
+        VELMORA_FAULT_NAME(PackLengthCutOff)
+        VELMORA_FAULT_NAME(ItemHeaderCutOff)
+        VELMORA_FAULT_NAME(PayloadTooShort)
+        VELMORA_FAULT_NAME(PayloadCutOff)
+        VELMORA_FAULT_NAME(VectorShapeRejected)
+        VELMORA_FAULT_NAME(TextCutOff)
+        VELMORA_FAULT_NAME(PayloadZeroFilled)
+        VELMORA_FAULT_NAME(ItemsLost)
+        VELMORA_FAULT_NAME(ArriKeyCutOff)
+        VELMORA_FAULT_NAME(ArriLengthCutOff)
+        VELMORA_FAULT_NAME(BadLengthMarker)
+        VELMORA_FAULT_NAME(ValueIncomplete)
+        VELMORA_FAULT_NAME(ArriParseFailed)
+        VELMORA_FAULT_NAME(NoMetadataItem)
+        VELMORA_FAULT_NAME(RecordTooShort)
+        VELMORA_FAULT_NAME(BadParity)
+        VELMORA_FAULT_NAME(BadChecksum)
+        VELMORA_FAULT_NAME(HeaderCutOff)
+        VELMORA_FAULT_NAME(CountBeyondData)
+        VELMORA_FAULT_NAME(ShortLine)
+        VELMORA_FAULT_NAME(LengthMismatch)
+        VELMORA_FAULT_NAME(TooManyWords)
+        VELMORA_FAULT_NAME(ElementCountBeyondData)
+        VELMORA_FAULT_NAME(ArrayBeyondData)
+        VELMORA_FAULT_NAME(ElementSizeNotOne)
+        VELMORA_FAULT_NAME(VbiCoding)
+        VELMORA_FAULT_NAME(UnknownCoding)
+        VELMORA_FAULT_NAME(SamplesBeyondArray)
+        VELMORA_FAULT_NAME(PacketTooShort)
+#undef VELMORA_FAULT_NAME
+    }
+    return {};
+}
+
+std::string describe(const Fault& f) {
+    switch (f.code) {
+        case FaultCode::BadFlag:
+            return format(
+                "packet walk: bytes %lu-%lu are no ancillary data flag%s; the walk goes on at "
+                "byte %lu",
+                ul(f.offset), ul(f.offset + f.found - 1), f.found > 3 ? "s" : "",
+                ul(f.offset + f.found));
+        case FaultCode::ShortTail:
+            return format("packet walk: %lu bytes at byte %lu are too few for a packet; ignored",
+                          ul(f.found), ul(f.offset));
+        case FaultCode::PacketOverrun:
+            return format(
+                "packet walk: the packet at byte %lu needs %lu payload bytes and a checksum, but "
+                "only %lu bytes follow its header; the rest of the buffer is ignored",
+                ul(f.offset), ul(f.expected), ul(f.found));
+        case FaultCode::SequenceBroken:
+            return format(
+                "%s stream: the packet at %s %lu breaks the sequence (expected %lu, found %lu); "
+                "the stream ends behind the packet before it",
+                streamName(f).c_str(), unitName(f.unit), ul(f.offset), ul(f.expected), ul(f.found));
+        case FaultCode::NoStreamPackets:
+            return format("%s: none of the %lu packets has DID 0x%02x and SDID 0x%02x%s",
+                          streamName(f).c_str(), ul(f.found), unsigned{f.did}, unsigned{f.sdid},
+                          f.withoutFlags ? " (read without flags)" : "");
+        case FaultCode::KeyRejected:
+            return format(
+                "RDD 18 stream: the 16 bytes at stream position %lu (%02x %02x %02x %02x ...) are "
+                "no pack key; passed over",
+                ul(f.offset), unsigned(f.found >> 24 & 0xFF), unsigned(f.found >> 16 & 0xFF),
+                unsigned(f.found >> 8 & 0xFF), unsigned(f.found & 0xFF));
+        case FaultCode::PackKeyCutOff:
+            return cutOff("RDD 18", "the 16-byte key of a pack", f);
+        case FaultCode::PackLengthCutOff:
+            return cutOff("RDD 18", "the 4-byte length field of a pack", f);
+        case FaultCode::ItemHeaderCutOff:
+            return cutOff("RDD 18", "the 4-byte header of an item", f);
+        case FaultCode::PayloadTooShort:
+            return itemAt(f) + format("length %lu, needs %lu", ul(f.found), ul(f.expected));
+        case FaultCode::PayloadCutOff:
+            return itemAt(f) + format("the stream ends inside its %lu-byte value", ul(f.expected));
+        case FaultCode::VectorShapeRejected: {
+            constexpr std::uint64_t kHeaderSize = 8;  // count and element size
+            if (f.found < kHeaderSize) {
+                return itemAt(f) + format("length %lu, needs at least 8 for count and element size",
+                                          ul(f.found));
+            }
+            const std::uint64_t size = f.expected ? f.expected : 1;
+            return itemAt(f) +
+                   format("length %lu, needs a header of element size %lu and a count of %lu%s",
+                          ul(f.found), ul(f.expected), ul((f.found - kHeaderSize) / size),
+                          (f.found - kHeaderSize) % size
+                              ? " (length - 8 is no multiple of the element size)"
+                              : "");
+        }
+        case FaultCode::TextCutOff:
+            return itemAt(f) +
+                   format("the stream ends inside its %lu bytes of text", ul(f.expected));
+        case FaultCode::PayloadZeroFilled:
+            return itemAt(f) + format(
+                                   "the stream ends inside its %lu bytes; the missing bytes are "
+                                   "given as zeros",
+                                   ul(f.expected));
+        case FaultCode::ItemsLost:
+            return "RDD 18: the parse failed, so every item of the frame is dropped";
+        case FaultCode::ArriKeyCutOff:
+            return cutOff("ARRI", "the 16-byte key of an item", f);
+        case FaultCode::ArriLengthCutOff:
+            return cutOff("ARRI", "the 4-byte length field of an item", f);
+        case FaultCode::BadLengthMarker:
+            return format(
+                "ARRI stream: the length field at stream position %lu starts with 0x%02x, not "
+                "0x83",
+                ul(f.offset), unsigned(f.found & 0xFF));
+        case FaultCode::ValueIncomplete:
+            return format(
+                "ARRI stream: the value of %lu bytes at stream position %lu ends after %lu "
+                "bytes; the item is dropped",
+                ul(f.expected), ul(f.offset), ul(f.found));
+        case FaultCode::ArriParseFailed:
+            return "ARRI: the parse failed, so the answer is empty";
+        case FaultCode::NoMetadataItem:
+            return "ARRI: no complete item under the metadata key";
+        case FaultCode::RecordTooShort:
+            return format("ARRI: the first metadata item has %lu bytes, needs %lu", ul(f.found),
+                          ul(f.expected));
+        case FaultCode::BadParity:
+            return hostLine("bad parity", f);
+        case FaultCode::BadChecksum:
+            return hostLine("bad checksum", f);
+        case FaultCode::HeaderCutOff:
+            return hostLine("data ends inside a packet header", f);
+        case FaultCode::CountBeyondData:
+            return hostLine("count beyond the data", f);
+        case FaultCode::ShortLine:
+            return hostLine("line shorter than its width", f);
+        case FaultCode::LengthMismatch:
+            return format(
+                "input: the Length field at byte %lu says %lu bytes, but the payload holds %lu; "
+                "read as far as both reach",
+                ul(f.offset), ul(f.found), ul(f.expected));
+        case FaultCode::TooManyWords:
+            return hostLine("more than 255 user data words", f);
+        case FaultCode::ElementCountBeyondData:
+            return format(
+                "packet %lu: the packet count runs past the end of the element; the "
+                "rest is lost",
+                static_cast<unsigned long>(f.packet));
+        case FaultCode::ArrayBeyondData:
+            return elementLine("the array count runs past the end of the element; the rest is lost",
+                               f);
+        case FaultCode::ElementSizeNotOne:
+            return elementLine("element size is not 1", f);
+        case FaultCode::VbiCoding:
+            return elementLine(format("coding %lu is a VBI line, not ANC", ul(f.found)).c_str(), f);
+        case FaultCode::UnknownCoding:
+            return elementLine(format("coding %lu is not a sample coding", ul(f.found)).c_str(), f);
+        case FaultCode::SamplesBeyondArray:
+            return elementLine("the sample count needs more bytes than the array count gives", f);
+        case FaultCode::PacketTooShort:
+            return elementLine("fewer samples than DID, SDID, DC and the user data words", f);
+    }
+    return format("fault %u", unsigned(f.code));
+}
+
+std::vector<std::string> describe(const std::vector<Fault>& faults) {
+    std::vector<std::string> lines;
+    lines.reserve(faults.size());
+    for (const Fault& f : faults) lines.push_back(describe(f));
+    return lines;
+}
+
+}  // namespace rdd18

@@ -1,0 +1,216 @@
+#include "dump/frames.h"
+
+#include <charconv>
+
+#include "dump/input.h"
+#include "rdd18/host/packet.h"
+#include "rdd18/host/rfc8331.h"
+#include "rdd18/host/vanc.h"
+#include "rdd18/host/words10.h"
+
+namespace rdd18::dump {
+
+namespace {
+
+std::optional<std::int64_t> number(std::string_view text) {
+    std::int64_t n = 0;
+    const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), n);
+    if (ec != std::errc() || end != text.data() + text.size() || n < 0) return std::nullopt;
+    return n;
+}
+
+bool looksLikeClip(std::string_view name) noexcept {
+    if (name.size() < 4) return false;
+    std::string ext(name.substr(name.size() - 4));
+    for (auto& c : ext) c = static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
+    return ext == ".mxf";
+}
+
+// --- Forms of one frame per input (or per line of hex text) ------------------------------------
+
+// The frame of one input's bytes (or words, for words10) in a host form.
+Frame hostFrame(std::string name, std::span<const unsigned char> bytes,
+                std::span<const std::uint16_t> words, const SourceOptions& o) {
+    Frame frame;
+    frame.name = std::move(name);
+    frame.form = o.form;
+    if (o.form == InputForm::Packets) {
+        frame.bytes.assign(bytes.begin(), bytes.end());
+        frame.flags = o.flags;
+        return frame;
+    }
+    FaultList faults;
+    const host::ConvertOptions convert{o.keepDamaged};
+    std::vector<host::Packet> packets;
+    if (o.form == InputForm::Words10) {
+        const auto layout = o.flags ? host::WordLayout::Flagged : host::WordLayout::Bare;
+        packets = host::packetsFromWords10(words, layout, convert, &faults);
+    } else if (o.form == InputForm::Rfc8331) {
+        packets = host::packetsFromRfc8331(bytes, convert, &faults);
+    } else {
+        const auto format =
+            o.form == InputForm::V210 ? host::VancFormat::V210 : host::VancFormat::Uyvy;
+        packets = host::packetsFromVancLines(bytes, {format, o.width}, convert, &faults);
+    }
+    frame.bytes = host::ancillaryBufferFromPackets(packets, &faults);
+    frame.faults = faults.take();
+    return frame;
+}
+
+void readHostFrames(const std::string& name, const SourceOptions& o, std::istream& in,
+                    const FrameVisitor& visit) {
+    const Input raw = readInput(name, false, in);
+    const bool wordForm = o.form == InputForm::Words10;
+    std::vector<std::uint16_t> words;
+    if (!o.hex) {
+        if (wordForm) {
+            if (raw.bytes.size() % 2)
+                throw InputError(name + ": odd size for 16-bit words (" +
+                                 std::to_string(raw.bytes.size()) + " bytes)");
+            for (std::size_t i = 0; i + 1 < raw.bytes.size(); i += 2)
+                words.push_back(static_cast<std::uint16_t>(raw.bytes[i] | raw.bytes[i + 1] << 8));
+        }
+        return visit(hostFrame(name, raw.bytes, words, o));
+    }
+    // Hex text: the whole input is checked before the first frame is visited, so that malformed
+    // text gives its error line and no frame.
+    const std::string_view text(reinterpret_cast<const char*>(raw.bytes.data()), raw.bytes.size());
+    std::vector<Frame> frames;
+    std::vector<unsigned char> bytes;
+    std::size_t frameLine = 0;
+    auto flush = [&] {
+        frames.push_back(hostFrame(o.framePerLine ? name + ":" + std::to_string(frameLine) : name,
+                                   bytes, words, o));
+        bytes.clear();
+        words.clear();
+    };
+    for (const HexRun& run : analyserHexRuns(text, name)) {
+        if (o.framePerLine && run.line != frameLine) {
+            if (frameLine) flush();
+            frameLine = run.line;
+        }
+        if (!wordForm) {
+            appendHexBytes(run, name, bytes);
+            continue;
+        }
+        if (run.digits.size() > 4)
+            failAt(name, run.line, run.column,
+                   "more than 4 hexadecimal digits (" + std::to_string(run.digits.size()) +
+                       ") in a word");
+        words.push_back(static_cast<std::uint16_t>(hexValue(run.digits)));
+    }
+    if (!o.framePerLine || frameLine) flush();
+    for (const Frame& f : frames) visit(f);
+}
+
+// --- Runs of ST 436M elements ------------------------------------------------------------------
+
+// Reads `count` more bytes onto `element`, in steps, so that a count that the input can't back
+// (a broken array count) fails at the end of the input, not in one huge allocation.
+bool readMore(std::istream& in, std::vector<unsigned char>& element, std::uint64_t count) {
+    constexpr std::uint64_t kStep = 1 << 20;
+    while (count > 0) {
+        const auto n = static_cast<std::size_t>(std::min(count, kStep));
+        const std::size_t at = element.size();
+        element.resize(at + n);
+        in.read(reinterpret_cast<char*>(element.data() + at), static_cast<std::streamsize>(n));
+        if (static_cast<std::size_t>(in.gcount()) != n) return false;
+        count -= n;
+    }
+    return true;
+}
+
+[[noreturn]] void cutOff(const std::string& name, std::int64_t frame) {
+    throw InputError(name + ": element " + std::to_string(frame) +
+                     " is cut off by the end of the input");
+}
+
+// Elements back to back on a stream, one in memory at a time.
+void readElementRun(std::istream& in, const std::string& name, const FrameRange& range,
+                    const FrameVisitor& visit) {
+    std::vector<unsigned char> element;
+    for (std::int64_t frame = 0; frame < range.last; ++frame) {
+        element.clear();
+        if (!readMore(in, element, host::kSt436mCountSize)) {
+            if (in.gcount() == 0) break;  // the input ends between elements
+            cutOff(name, frame);
+        }
+        const std::size_t count = std::size_t{element[0]} << 8 | element[1];
+        for (std::size_t i = 0; i < count; ++i) {
+            if (!readMore(in, element, host::kSt436mPacketHeaderSize)) cutOff(name, frame);
+            const auto payload = host::st436mPayloadSize(element.data() + element.size() -
+                                                         host::kSt436mPacketHeaderSize);
+            if (!readMore(in, element, payload)) cutOff(name, frame);
+        }
+        if (range.contains(frame)) visit(elementFrame(name, frame, element));
+    }
+    if (in.bad()) throw InputError(name + ": cannot read");
+}
+
+// Elements back to back in memory (hex text).
+void readElementRun(std::span<const unsigned char> bytes, const std::string& name,
+                    const FrameRange& range, const FrameVisitor& visit) {
+    for (std::int64_t frame = 0; !bytes.empty() && frame < range.last; ++frame) {
+        const auto size = host::st436mElementSize(bytes);
+        if (!size) cutOff(name, frame);
+        if (range.contains(frame)) visit(elementFrame(name, frame, bytes.first(*size)));
+        bytes = bytes.subspan(*size);
+    }
+}
+
+}  // namespace
+
+const std::map<std::string, InputForm>& inputForms() {
+    static const std::map<std::string, InputForm> forms{
+        {"auto", InputForm::Auto}, {"packets", InputForm::Packets}, {"st436m", InputForm::St436m},
+        {"clip", InputForm::Clip}, {"words10", InputForm::Words10}, {"v210", InputForm::V210},
+        {"uyvy", InputForm::Uyvy}, {"rfc8331", InputForm::Rfc8331}};
+    return forms;
+}
+
+std::optional<FrameRange> parseFrameRange(std::string_view text) {
+    const auto colon = text.find(':');
+    FrameRange range;
+    const std::string_view a = text.substr(0, colon);
+    if (!a.empty() || colon == std::string_view::npos) {
+        const auto n = number(a);
+        if (!n) return std::nullopt;
+        range.first = *n;
+        if (colon == std::string_view::npos) range.last = *n + 1;
+    }
+    if (colon != std::string_view::npos && colon + 1 < text.size()) {
+        const auto n = number(text.substr(colon + 1));
+        if (!n || *n < range.first) return std::nullopt;
+        range.last = *n;
+    }
+    return range;
+}
+
+Frame elementFrame(const std::string& name, std::int64_t number,
+                   std::span<const unsigned char> element) {
+    Frame frame;
+    frame.name = name;
+    frame.form = InputForm::St436m;
+    FaultList faults;
+    frame.origins = host::readSt436mElement(element, &faults).packets;
+    frame.bytes = host::flaggedBuffer(frame.origins, &faults);
+    frame.faults = faults.take();
+    frame.number = number;
+    return frame;
+}
+
+void readFrames(const std::string& name, const SourceOptions& options, std::istream& in,
+                const FrameVisitor& visit) {
+    SourceOptions o = options;
+    if (o.form == InputForm::Auto)
+        o.form = looksLikeClip(name) ? InputForm::Clip : InputForm::Packets;
+    if (o.form == InputForm::Clip) {
+        if (name == "-") throw InputError("-: a clip is read from a file, not standard input");
+        return readClip(name, o.frames, visit, o.progress);
+    }
+    if (o.form != InputForm::St436m) return readHostFrames(name, o, in, visit);
+    if (o.hex) return readElementRun(readInput(name, true, in).bytes, name, o.frames, visit);
+    readElementRun(*openInput(name, in), name, o.frames, visit);
+}
+
+}  // namespace rdd18::dump

@@ -1,0 +1,97 @@
+// The frame source: every form a frame's ancillary data comes in (packet buffers, hex text, 10-bit
+// words, VANC lines, RFC 8331 payloads, ST 436M elements, clips) read into one kind of value, the
+// packet buffer the parsers read with what the conversion dropped and where the frame stands.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <istream>
+#include <limits>
+#include <map>
+#include <optional>
+#include <ostream>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "rdd18/host/st436m.h"
+#include "rdd18/transport/fault.h"
+
+namespace rdd18::dump {
+
+enum class InputForm {
+    Auto,     ///< a clip when the name ends in .mxf, else a packet buffer
+    Packets,  ///< 8-bit packet buffer, as the parsers read it
+    Words10,  ///< 10-bit words: hex text of words, or 16-bit little-endian values
+    V210,     ///< VANC lines, v210
+    Uyvy,     ///< VANC lines, UYVY
+    Rfc8331,  ///< one RFC 8331 RTP payload
+    St436m,   ///< ST 436M ANC elements back to back, one per frame
+    Clip,     ///< a clip (MXF) with an ST 436M ANC track
+};
+
+/// The --input names and their forms.
+const std::map<std::string, InputForm>& inputForms();
+
+/// The frames to report, by number from 0: first <= n < last.
+struct FrameRange {
+    std::int64_t first = 0;
+    std::int64_t last = std::numeric_limits<std::int64_t>::max();
+
+    bool contains(std::int64_t n) const noexcept { return n >= first && n < last; }
+};
+
+/// "A:B" (frames A to B-1), "A:" (from A on), ":B" (up to B-1) or "A" (frame A alone), with
+/// A and B decimal numbers from 0; nothing when the text is none of these or B < A.
+std::optional<FrameRange> parseFrameRange(std::string_view text);
+
+struct SourceOptions {
+    InputForm form = InputForm::Auto;
+    std::uint32_t width = 1920;        ///< pixels per VANC line
+    bool hex = false;                  ///< the content is analyser hex text
+    bool framePerLine = false;         ///< each line of hex text is a frame
+    bool flags = true;                 ///< packets (and 10-bit words) stand behind flags
+    bool keepDamaged = false;          ///< keep packets with a bad parity or checksum
+    FrameRange frames;                 ///< the frames of clips and element runs to read
+    std::ostream* progress = nullptr;  ///< where long clips keep a progress line, if anywhere
+};
+
+/// One frame, whatever form it came in.
+struct Frame {
+    std::string name;                     ///< the input's name; "name:line" under --frame-per-line
+    InputForm form = InputForm::Packets;  ///< its data's form: never Auto, nor Clip (St436m)
+    std::vector<unsigned char> bytes;     ///< the packet buffer the parsers read
+    bool flags = true;                    ///< whether `bytes` carries the 3-byte flags
+    std::vector<Fault> faults;            ///< what turning the input into `bytes` dropped
+    std::optional<std::int64_t> number;   ///< clips and element runs: from 0, in order
+    std::optional<double> time;           ///< presentation time in seconds, where known
+    std::optional<std::string> timecode;  ///< source timecode, where known
+    std::vector<host::St436mPacket> origins;  ///< ST 436M: the packets of `bytes`, in order
+};
+
+using FrameVisitor = std::function<void(const Frame&)>;
+
+/// Reads the input `name` (a file, or `in` for "-") in `options.form` and visits its frames in
+/// order. Throws `InputError` naming the input when it can't be opened or read; for malformed hex
+/// text (odd digit runs as bytes, runs of more than 4 digits as words); for a binary 10-bit word
+/// file of odd size; when an element is cut off by the end of the input (the frames before it
+/// are visited); for a clip on standard input, a file that is no clip or has no ST 436M ANC
+/// track, or a clip in a build without libavformat. Memory holds one element of an element run,
+/// and one packet of a clip's file, at a time.
+void readFrames(const std::string& name, const SourceOptions& options, std::istream& in,
+                const FrameVisitor& visit);
+
+/// Frame `number` of input `name`, held in the ST 436M element `element`: its packets as a
+/// flagged buffer, and the packets the element dropped as faults.
+Frame elementFrame(const std::string& name, std::int64_t number,
+                   std::span<const unsigned char> element);
+
+/// Opens the clip `path` and visits each frame of its ST 436M ANC track in `range`, in order
+/// (see `elementFrame`), with time and timecode where the file has them; a frame without an
+/// element has no packets. When `progress` is given, a progress line is kept up to date on it
+/// for long clips. Throws `InputError` as `readFrames` does.
+void readClip(const std::string& path, const FrameRange& range, const FrameVisitor& visit,
+              std::ostream* progress);
+
+}  // namespace rdd18::dump
