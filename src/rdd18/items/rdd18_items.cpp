@@ -11,6 +11,16 @@
 #include "rdd18/items/flavour_table.h"
 #include "rdd18/items/item_arena.h"
 
+// Whether this build runs under AddressSanitizer: g++ tells with __SANITIZE_ADDRESS__, clang
+// through __has_feature.
+#if defined(__SANITIZE_ADDRESS__)
+#define VELMORA_ADDRESS_SANITIZER 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define VELMORA_ADDRESS_SANITIZER 1
+#endif
+#endif
+
 namespace rdd18 {
 
 std::uint16_t Uint16::value() const noexcept {
@@ -122,7 +132,14 @@ void* Item::operator new(std::size_t size) {
 }
 
 void* Item::operator new(std::size_t size, ItemArena& arena) {
+#ifdef VELMORA_ADDRESS_SANITIZER
+    // Every item a block of its own, so that an item used after its delete is reported even while
+    // other items of its slab live.
+    (void)arena;
+    return Item::operator new(size);
+#else
     return arena.allocate(size);
+#endif
 }
 
 void Item::operator delete(void* block) noexcept {
