@@ -1,4 +1,5 @@
 // A host hands one frame's ancillary data to the parser and reads typed values from the answer.
+#include <rdd18/interpret/interpret.h>
 #include <rdd18/rdd18.h>
 
 #include <cstdio>
