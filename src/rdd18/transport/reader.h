@@ -240,6 +240,13 @@ class AncillaryPackagedDataStreamReader : public virtual T {
         faults_->report(fault);
     }
 
+    /// Counts a packet met, for the fault of a source without a packet of the stream. Only a
+    /// stream that reports its faults counts.
+    void countPacket(const AncillaryPacket& packet) noexcept {
+        ++packets_;
+        streamPackets_ += packet.did == did_ && packet.sdid == sdid_;
+    }
+
     [[gnu::noinline]] void reportNoStreamPackets() {
         if (noStreamReported_) return;  // the end of the source may be asked for again
         noStreamReported_ = true;
@@ -252,8 +259,7 @@ class AncillaryPackagedDataStreamReader : public virtual T {
 
     /// Makes `packet` the current packet when the stream accepts it and it holds stream bytes.
     bool takePacket(const AncillaryPacket& packet) {
-        ++packets_;
-        streamPackets_ += packet.did == did_ && packet.sdid == sdid_;
+        if (faults_) countPacket(packet);
         if (!doesAcceptPacket(packet)) return false;
         const std::int64_t offset = readHeaderOfPacket(packet);
         if (offset < 0) return false;
