@@ -18,9 +18,9 @@
 #include <vector>
 
 #include "frame_builder.h"
-#include "rdd18/items/sony_items.h"
-#include "rdd18/items/standard_items.h"
-#include "rdd18/items/varicam_items.h"
+#include "rdd18/items/internal_sony_items.h"
+#include "rdd18/items/internal_standard_items.h"
+#include "rdd18/items/internal_varicam_items.h"
 
 using namespace rdd18;
 using namespace rdd18::testsupport;

@@ -11,11 +11,11 @@
 #include "fuzz_support.h"
 #include "model/rdd18_model.h"
 #include "mutator.h"
+#include "rdd18/items/internal_sony_items.h"
+#include "rdd18/items/internal_standard_items.h"
+#include "rdd18/items/internal_varicam_items.h"
 #include "rdd18/items/item_factory.h"
-#include "rdd18/items/sony_items.h"
-#include "rdd18/items/standard_items.h"
-#include "rdd18/items/varicam_items.h"
-#include "rdd18/output/item_translator.h"
+#include "rdd18/output/internal_item_translator.h"
 #include "rdd18/transport/rdd18_stream_reader.h"
 
 using namespace rdd18;

@@ -1,6 +1,8 @@
 #!/usr/bin/env python3
 """Fails when an include of the library climbs: a folder of src/rdd18 may include only the folders
-below it (docs/layers.md). Prints every include that breaks the rule, with its file and line."""
+below it (docs/layers.md). Fails too when a header is installed or not against its name: the
+headers of internal/ and those named internal_*.h are the library's own, every other is listed in
+src/CMakeLists.txt to be installed. Prints every break of either rule."""
 import pathlib
 import re
 import sys
@@ -39,7 +41,15 @@ for path in sorted(root.rglob("*")):
         if target != folder and target not in ALLOWED[folder]:
             broken.append(f"{path.relative_to(root.parent.parent)}:{number}: {folder} includes "
                           f"{match.group(1)}")
+# Private by path or name, public otherwise.
+cmake_lists = (root.parent / "CMakeLists.txt").read_text()
+installed = set(re.findall(r"^\s+(rdd18/\S+\.h)$", cmake_lists, re.M))
+for path in sorted(root.rglob("*.h")):
+    name = path.relative_to(root.parent).as_posix()
+    private = path.parent.name == "internal" or path.name.startswith("internal_")
+    if private == (name in installed):
+        broken.append(f"{name}: {'private but installed' if private else 'public but not installed'}")
 if broken:
-    print("includes that climb:\n  " + "\n  ".join(broken), file=sys.stderr)
+    print("layers or headers out of place:\n  " + "\n  ".join(broken), file=sys.stderr)
     sys.exit(1)
-print("layers: every include goes down")
+print("layers: every include goes down; headers are installed as their names say")

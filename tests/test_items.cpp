@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "frame_builder.h"
+#include "rdd18/items/internal_standard_items.h"
 #include "rdd18/items/item_factory.h"
-#include "rdd18/items/standard_items.h"
 #include "rdd18/transport/rdd18_stream_reader.h"
 
 using namespace rdd18;

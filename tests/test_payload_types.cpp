@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "frame_builder.h"
+#include "rdd18/items/internal_varicam_items.h"
 #include "rdd18/items/rdd18_items.h"
-#include "rdd18/items/varicam_items.h"
 #include "rdd18/transport/rdd18_stream_reader.h"
 
 using namespace rdd18;

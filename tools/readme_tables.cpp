@@ -11,9 +11,9 @@
 
 #include "frame_builder.h"
 #include "rdd18/arri/VLArriANCParser.h"
-#include "rdd18/items/sony_items.h"
-#include "rdd18/items/standard_items.h"
-#include "rdd18/items/varicam_items.h"
+#include "rdd18/items/internal_sony_items.h"
+#include "rdd18/items/internal_standard_items.h"
+#include "rdd18/items/internal_varicam_items.h"
 #include "rdd18/output/VLRDD18Parser.h"
 
 using namespace rdd18;

@@ -12,7 +12,7 @@
 #include "rdd18/arri/arri_ancillary_parser.h"
 #include "rdd18/arri/arri_blob.h"
 #include "rdd18/arri/arri_stream_reader.h"
-#include "rdd18/platform/key_order_writer.h"
+#include "rdd18/platform/internal_key_order_writer.h"
 #include "rdd18/transport/ancillary_packet.h"
 #include "rdd18/transport/fault.h"
 

@@ -9,7 +9,7 @@
 #include "rdd18/arri/arri_stream_reader.h"
 #include "rdd18/internal/byte_order.h"
 #include "rdd18/transport/fault.h"
-#include "rdd18/transport/klv.h"
+#include "rdd18/transport/internal_klv.h"
 
 namespace rdd18::arri {
 

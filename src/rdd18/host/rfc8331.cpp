@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "rdd18/host/word_scan.h"
+#include "rdd18/host/internal_word_scan.h"
 #include "rdd18/host/words10.h"
 #include "rdd18/internal/byte_order.h"
 

@@ -1,6 +1,6 @@
 #include "rdd18/host/st436m.h"
 
-#include "rdd18/host/word_scan.h"
+#include "rdd18/host/internal_word_scan.h"
 #include "rdd18/host/words10.h"
 #include "rdd18/internal/byte_order.h"
 

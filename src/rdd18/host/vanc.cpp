@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <memory>
 
-#include "rdd18/host/word_scan.h"
+#include "rdd18/host/internal_word_scan.h"
 #include "rdd18/internal/byte_order.h"
 
 namespace rdd18::host {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "rdd18/host/word_scan.h"
+#include "rdd18/host/internal_word_scan.h"
 
 namespace rdd18::host {
 

@@ -4,9 +4,9 @@
 #include <cstring>
 
 #include "rdd18/internal/byte_order.h"
-#include "rdd18/items/item_arena.h"
-#include "rdd18/items/item_table.h"
-#include "rdd18/transport/klv.h"
+#include "rdd18/items/internal_item_arena.h"
+#include "rdd18/items/internal_item_table.h"
+#include "rdd18/transport/internal_klv.h"
 
 namespace rdd18 {
 

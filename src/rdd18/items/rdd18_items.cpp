@@ -8,8 +8,8 @@
 
 #include "rdd18/internal/byte_order.h"
 #include "rdd18/internal/decimal_powers.h"
-#include "rdd18/items/flavour_table.h"
-#include "rdd18/items/item_arena.h"
+#include "rdd18/items/internal_flavour_table.h"
+#include "rdd18/items/internal_item_arena.h"
 
 // Whether this build runs under AddressSanitizer: g++ tells with __SANITIZE_ADDRESS__, clang
 // through __has_feature.

@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "rdd18/items/flavour_table.h"
-#include "rdd18/output/item_translator.h"
+#include "rdd18/items/internal_flavour_table.h"
+#include "rdd18/output/internal_item_translator.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
-#include "rdd18/output/item_translator.h"
-
 #include <string_view>
+
+#include "rdd18/output/internal_item_translator.h"
 
 namespace rdd18 {
 

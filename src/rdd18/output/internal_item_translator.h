@@ -10,11 +10,11 @@
 #include <utility>
 #include <vector>
 
+#include "rdd18/items/internal_item_table.h"
+#include "rdd18/items/internal_varicam_items.h"
 #include "rdd18/items/item_factory.h"
-#include "rdd18/items/item_table.h"
 #include "rdd18/items/rdd18_items.h"
-#include "rdd18/items/varicam_items.h"
-#include "rdd18/platform/key_order_writer.h"
+#include "rdd18/platform/internal_key_order_writer.h"
 #include "rdd18/platform/value.h"
 
 namespace rdd18 {

@@ -4,10 +4,10 @@
 #include <utility>
 
 #include "rdd18/items/flavour.h"
+#include "rdd18/items/internal_sony_items.h"
+#include "rdd18/items/internal_standard_items.h"
+#include "rdd18/items/internal_varicam_items.h"
 #include "rdd18/items/item_factory.h"
-#include "rdd18/items/sony_items.h"
-#include "rdd18/items/standard_items.h"
-#include "rdd18/items/varicam_items.h"
 
 namespace rdd18 {
 

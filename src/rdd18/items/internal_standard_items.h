@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "rdd18/items/item_table.h"
+#include "rdd18/items/internal_item_table.h"
 #include "rdd18/items/rdd18_items.h"
 
 namespace rdd18 {

@@ -5,9 +5,9 @@
 
 #include <string>
 
-#include "rdd18/items/item_table.h"
+#include "rdd18/items/internal_item_table.h"
+#include "rdd18/items/internal_standard_items.h"
 #include "rdd18/items/rdd18_items.h"
-#include "rdd18/items/standard_items.h"
 
 namespace rdd18 {
 

@@ -2,9 +2,9 @@
 // in registration order (which is not numeric order).
 #pragma once
 
-#include "rdd18/items/item_table.h"
+#include "rdd18/items/internal_item_table.h"
+#include "rdd18/items/internal_standard_items.h"
 #include "rdd18/items/rdd18_items.h"
-#include "rdd18/items/standard_items.h"
 
 namespace rdd18 {
 
