@@ -125,6 +125,13 @@ TEST(Api, AFaultsTextIsMadeFromItsValue) {
     EXPECT_EQ(describe(cut),
               "RDD 18 stream: item 0xf0 0x01 at stream position 24: the stream ends inside its 10 "
               "bytes; the missing bytes are given as zeros");
+    const Fault checksum{.code = FaultCode::BadChecksum,
+                         .unit = FaultUnit::Word,
+                         .offset = 10,
+                         .did = 0x43,
+                         .sdid = 0x05};
+    EXPECT_EQ(describe(checksum),
+              "input: bad checksum at word 10, line 0, DID 0x43 SDID 0x05, dropped");
 }
 
 TEST(Api, FaultsCostAllocationsPerFaultNotPerByte) {
