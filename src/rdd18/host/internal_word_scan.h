@@ -25,16 +25,23 @@ struct WordRun {
 };
 
 /// A converter's fault: `code` at `offset` in `unit`, on `line`, of the packet with `did` and
-/// `sdid` (0 while its header is unread).
+/// `sdid` (0 while its header is unread), `kept` when the packet is delivered anyway.
 inline Fault hostFault(FaultCode code, FaultUnit unit, std::uint64_t offset, unsigned line = 0,
-                       unsigned did = 0, unsigned sdid = 0) noexcept {
-    Fault f;
-    f.code = code;
-    f.unit = unit;
-    f.offset = offset;
-    f.line = static_cast<std::uint16_t>(line);
-    f.did = static_cast<std::uint8_t>(did);
-    f.sdid = static_cast<std::uint8_t>(sdid);
+                       unsigned did = 0, unsigned sdid = 0, bool kept = false) noexcept {
+    return {.code = code,
+            .unit = unit,
+            .offset = offset,
+            .line = static_cast<std::uint16_t>(line),
+            .did = static_cast<std::uint8_t>(did),
+            .sdid = static_cast<std::uint8_t>(sdid),
+            .kept = kept};
+}
+
+/// A fault of the packet at `index` of a caller's list or of an ST 436M element (unit Packet).
+inline Fault packetFault(FaultCode code, std::size_t index, unsigned line, unsigned did = 0,
+                         unsigned sdid = 0) noexcept {
+    Fault f = hostFault(code, FaultUnit::Packet, index, line, did, sdid);
+    f.packet = static_cast<std::uint32_t>(index);
     return f;
 }
 

@@ -27,8 +27,7 @@ namespace detail {
 void reportListFault(FaultSink* faults, FaultCode code, const Packet& packet, std::size_t index,
                      std::uint64_t found) {
     if (!faults) return;
-    Fault f = hostFault(code, FaultUnit::Packet, index, packet.line, packet.did, packet.sdid);
-    f.packet = static_cast<std::uint32_t>(index);
+    Fault f = packetFault(code, index, packet.line, packet.did, packet.sdid);
     f.found = found;
     faults->report(f);
 }

@@ -104,10 +104,8 @@ void packetsFromRfc8331(std::span<const unsigned char> payload, std::vector<Pack
     detail::PacketSink sink(out);
     auto report = [&](FaultCode code, std::size_t at, unsigned line, unsigned did, unsigned sdid,
                       bool kept) {
-        if (!faults) return;
-        Fault f = detail::hostFault(code, FaultUnit::Byte, at, line, did, sdid);
-        f.kept = kept;
-        faults->report(f);
+        if (faults)
+            faults->report(detail::hostFault(code, FaultUnit::Byte, at, line, did, sdid, kept));
     };
     if (payload.size() < kHeaderBytes) {
         report(FaultCode::HeaderCutOff, 0, 0, 0, 0, false);

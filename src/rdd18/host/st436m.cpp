@@ -36,12 +36,7 @@ std::optional<FaultCode> notAnc(Coding kind) noexcept {
     return std::nullopt;
 }
 
-/// A fault of the packet at `index` of an element or of a writer's list.
-Fault packetFault(FaultCode code, std::size_t index, std::uint16_t line) noexcept {
-    Fault f = detail::hostFault(code, FaultUnit::Packet, index, line);
-    f.packet = static_cast<std::uint32_t>(index);
-    return f;
-}
+using detail::packetFault;
 
 // Three 10-bit samples in a big-endian 32-bit word: bits 31..22, 21..12, 11..2.
 constexpr unsigned sampleShift(std::size_t i) noexcept {

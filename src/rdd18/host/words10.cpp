@@ -90,10 +90,8 @@ void scan(std::span<const Word> words, const detail::WordRun& run, const Convert
     const std::size_t n = words.size();
     const Word* w = words.data();
     auto report = [&](FaultCode code, std::size_t at, unsigned did, unsigned sdid, bool kept) {
-        if (!faults) return;
-        Fault f = detail::hostFault(code, run.unit, at, run.faultLine, did, sdid);
-        f.kept = kept;
-        faults->report(f);
+        if (faults)
+            faults->report(detail::hostFault(code, run.unit, at, run.faultLine, did, sdid, kept));
     };
     FlagStarts<Word> flagStarts(w, n);
     std::size_t i = 0;
