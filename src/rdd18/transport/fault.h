@@ -27,6 +27,9 @@ enum class FaultLayer : std::uint8_t {
     Arri,        ///< the ARRI KLV loop and record
     Host,        ///< a host converter: packet lists, 10-bit words, VANC lines, RFC 8331
     St436m,      ///< an ST 436M ANC data element
+    Rtmd,        ///< a sample of an MP4/MOV timed-metadata track of RDD 18 packs
+    Rtp,         ///< a flow of RTP packets carrying ancillary data
+    Encode,      ///< the writer: an answer turned back into items, records and packets
 };
 
 /// What went wrong. The numbers are stable: a code keeps its number across releases, and new
