@@ -25,68 +25,78 @@ bool takeUserWords(const unsigned char* w, std::size_t count, Packet& p, unsigne
     return true;
 }
 
-/// Finds the words that may start a flag (000 or 3FC; in 8 bits 00 or FC), passing over the
-/// others many at a time: most words between packets (blank video) start none.
+/// The all-ones word (a component flag's second and third) and the composite flag, in the run's
+/// word size.
 template <class Word>
-class FlagStarts;
+constexpr unsigned kOnes = sizeof(Word) == 2 ? 0x3FFu : 0xFFu;
+template <class Word>
+constexpr unsigned kComposite = sizeof(Word) == 2 ? 0x3FCu : 0xFCu;
 
-template <>
-class FlagStarts<std::uint16_t> {
+/// Finds the words that may start a flag: a composite flag (3FC; in 8 bits FC), or the word before
+/// an all-ones word (000 3FF 3FF; in 8 bits 00 FF FF). A component flag is looked for by its
+/// second word, not its first: blank samples are zeros as often as not, and a run of zeros would
+/// make every word a candidate, while all-ones words are rare outside flags (a 10-bit data word is
+/// never 3FF or 3FC: its b9 is the inverse of b8).
+template <class Word>
+class FlagStarts {
   public:
-    FlagStarts(const std::uint16_t* w, std::size_t n) noexcept : w_(w), n_(n) {}
-    /// The first index from `i` on whose word may start a flag, or the end.
-    std::size_t from(std::size_t i) const noexcept {
-        // Whole blocks without a candidate are passed in one test, the rest word by word.
-        constexpr std::size_t kBlock = 16;
-        for (; i + kBlock <= n_; i += kBlock) {
-            unsigned hit = 0;
-            for (std::size_t j = 0; j < kBlock; ++j) hit |= starts(w_[i + j]);
-            if (hit) break;
-        }
-        while (i < n_ && !starts(w_[i])) ++i;
-        return i;
-    }
+    FlagStarts(const Word* w, std::size_t n) noexcept : w_(w), n_(n) {}
 
-  private:
-    static unsigned starts(std::uint16_t w) noexcept {
-        const unsigned v = w & 0x3FFu;
-        return (v == 0) | (v == 0x3FCu);
-    }
-    const std::uint16_t* w_;
-    std::size_t n_;
-};
-
-template <>
-class FlagStarts<unsigned char> {
-  public:
-    FlagStarts(const unsigned char* w, std::size_t n) noexcept : w_(w), n_(n) {}
-    /// The first index from `i` on whose byte is 00 or FC, or the end.
+    /// The first index from `i` on whose word may start a flag, or the end. The caller has
+    /// looked at the word before `i` already.
     std::size_t from(std::size_t i) noexcept {
-        if (i >= n_ || w_[i] == 0 || w_[i] == 0xFC) return i;
-        // The next of each byte is looked for once and kept until the scan passes it.
-        if (zero_ < i) zero_ = find(i, 0x00);
-        if (composite_ < i) composite_ = find(i, 0xFC);
-        return std::min(zero_, composite_);
+        for (std::size_t k = i; (k = marker(k)) < n_; ++k) {
+            if ((w_[k] & kOnes<Word>) == kComposite<Word>) return k;
+            if (k > i) return k - 1;  // an all-ones word: its flag would start one word before
+        }
+        return n_;
     }
 
   private:
+    /// The first index from `i` on of an all-ones or composite word, or the end.
+    std::size_t marker(std::size_t i) noexcept {
+        if constexpr (sizeof(Word) == 2) {
+            // Whole blocks without a marker are passed in one test, the rest word by word. A
+            // block tests its words for bits 2-9 all set (3FC-3FF: the two markers and two
+            // words no packet carries), as a minimum that compiles to a few vector operations.
+            constexpr std::size_t kBlock = 32;
+            for (; i + kBlock <= n_; i += kBlock) {
+                std::uint16_t least = 0xFFFF;
+                for (std::size_t j = 0; j < kBlock; ++j)
+                    least =
+                        std::min(least, static_cast<std::uint16_t>((w_[i + j] & 0x3FC) ^ 0x3FC));
+                if (least == 0) break;
+            }
+            while (i < n_ && !isMarker(w_[i])) ++i;
+            return i;
+        } else {
+            // The next of each byte is looked for once and kept until the scan passes it.
+            if (ones_ < i) ones_ = find(i, 0xFF);
+            if (composite_ < i) composite_ = find(i, 0xFC);
+            return std::min(ones_, composite_);
+        }
+    }
+    static unsigned isMarker(Word w) noexcept {
+        const unsigned v = w & kOnes<Word>;
+        return (v == kOnes<Word>) | (v == kComposite<Word>);
+    }
     std::size_t find(std::size_t i, int byte) const noexcept {
         const void* at = std::memchr(w_ + i, byte, n_ - i);
         return at ? static_cast<std::size_t>(static_cast<const unsigned char*>(at) - w_) : n_;
     }
-    const unsigned char* w_;
+
+    const Word* w_;
     std::size_t n_;
-    // Each is valid from the index it was looked for at; 0: not looked for yet (the scan asks
-    // from index 1 on).
-    std::size_t zero_ = 0, composite_ = 0;
+    // Bytes: each is valid from the index it was looked for at; 0: not looked for yet (the scan
+    // asks from index 1 on).
+    std::size_t ones_ = 0, composite_ = 0;
 };
 
 template <class Word>
 void scan(std::span<const Word> words, const detail::WordRun& run, const ConvertOptions& options,
           FaultSink* faults, detail::PacketSink& out) {
     constexpr bool tenBit = sizeof(Word) == 2;
-    constexpr unsigned mask = tenBit ? 0x3FFu : 0xFFu;
-    constexpr unsigned composite = tenBit ? 0x3FCu : 0xFCu;
+    constexpr unsigned mask = kOnes<Word>, composite = kComposite<Word>;
     const std::size_t n = words.size();
     const Word* w = words.data();
     auto report = [&](FaultCode code, std::size_t at, unsigned did, unsigned sdid, bool kept) {
