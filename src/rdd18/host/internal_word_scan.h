@@ -199,8 +199,9 @@ struct Words10Lanes {
 };
 
 /// One block of `takeWords10`.
-inline void takeBlock10(const std::uint16_t* __restrict words, unsigned char* __restrict values,
-                        Words10Lanes& __restrict lanes) noexcept {
+inline void takeBlock10(const std::uint16_t* VELMORA_RDD18_RESTRICT words,
+                        unsigned char* VELMORA_RDD18_RESTRICT values,
+                        Words10Lanes& VELMORA_RDD18_RESTRICT lanes) noexcept {
     for (std::size_t j = 0; j < kWordBlock; ++j) {
         const std::uint16_t w = words[j];
         const auto low = static_cast<std::uint8_t>(w);

@@ -51,8 +51,9 @@ class LineRun {
 };
 
 /// Splits `pixels` UYVY pixels (Cb Y Cr Y ...) into their luma and chroma bytes.
-void splitUyvy(const unsigned char* __restrict line, std::size_t pixels,
-               unsigned char* __restrict luma, unsigned char* __restrict chroma) noexcept {
+void splitUyvy(const unsigned char* VELMORA_RDD18_RESTRICT line, std::size_t pixels,
+               unsigned char* VELMORA_RDD18_RESTRICT luma,
+               unsigned char* VELMORA_RDD18_RESTRICT chroma) noexcept {
     for (std::size_t i = 0; i < pixels; ++i) {
         chroma[i] = line[2 * i];
         luma[i] = line[2 * i + 1];

@@ -8,6 +8,8 @@
 #include <string_view>
 #include <system_error>
 
+#include "rdd18/internal/decimal_text.h"
+
 namespace rdd18::interpret {
 
 namespace {
@@ -52,10 +54,8 @@ double shiftDecimal(double v, int places) {
     char scaled[96];
     const int n = std::snprintf(scaled, sizeof scaled, "%.*se%d", static_cast<int>(digits.size()),
                                 digits.data(), exponent);
-    double out = 0;
     // Beyond the range of a double (either way) the result is no number at all.
-    if (std::from_chars(scaled, scaled + n, out).ec != std::errc{}) return HUGE_VAL;
-    return out;
+    return internal::readDecimal(scaled, scaled + n).value_or(HUGE_VAL);
 }
 
 // A single-precision number widened to the double of its shortest decimal text.
@@ -65,9 +65,7 @@ std::optional<double> widenedFloat(const Value& v) {
     if (!std::isfinite(f)) return std::nullopt;
     char text[64];
     const auto written = std::to_chars(text, text + sizeof text, f);
-    double out = f;
-    std::from_chars(text, written.ptr, out);
-    return out;
+    return internal::readDecimal(text, written.ptr).value_or(f);
 }
 
 // --- RDD 18 conversions, one per published rule ---------------------------------------------

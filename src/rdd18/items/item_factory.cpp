@@ -21,7 +21,7 @@ constexpr std::size_t kReservedItems = 128;   // the most item slots a pack rese
 
 /// The builder of `itemTag` in `builders`, or null. Out of line: the shared factories' lookup
 /// serves every parse of the facade.
-[[gnu::noinline]] const ItemBuilder* builderInMap(
+VELMORA_RDD18_NOINLINE const ItemBuilder* builderInMap(
     const std::map<rdd18::tag, std::unique_ptr<ItemBuilder>>& builders, rdd18::tag itemTag) {
     const auto it = builders.find(itemTag);
     return it == builders.end() ? nullptr : it->second.get();

@@ -4,7 +4,7 @@
 
 namespace rdd18 {
 
-AncillaryDataBufferReader::AncillaryDataBufferReader(const unsigned char* data, unsigned long size,
+AncillaryDataBufferReader::AncillaryDataBufferReader(const unsigned char* data, std::size_t size,
                                                      AncillaryDataBufferContainsFlags flags,
                                                      FaultSink* faults) noexcept
     : size_(data ? size : 0), cursor_(data), start_(data), flags_(flags), faults_(faults) {}
@@ -32,7 +32,7 @@ void AncillaryDataBufferReader::endAtOverrun(std::uint8_t dataCount) {
     cursor_ = start_ + size_;
 }
 
-std::vector<utils::AncillaryPacket> packetsFromData(const unsigned char* data, unsigned long size,
+std::vector<utils::AncillaryPacket> packetsFromData(const unsigned char* data, std::size_t size,
                                                     AncillaryDataBufferContainsFlags flags) {
     std::vector<utils::AncillaryPacket> packets;
     AncillaryDataBufferReader reader(data, size, flags);

@@ -60,7 +60,7 @@ class VELMORA_RDD18_EXPORT AncillaryDataReader {
 class VELMORA_RDD18_EXPORT AncillaryDataBufferReader final : public virtual AncillaryDataReader {
   public:
     /// `faults`, when given, hears of every byte range the walk drops (see fault.h).
-    AncillaryDataBufferReader(const unsigned char* data, unsigned long size,
+    AncillaryDataBufferReader(const unsigned char* data, std::size_t size,
                               AncillaryDataBufferContainsFlags flags,
                               FaultSink* faults = nullptr) noexcept;
 
@@ -147,6 +147,6 @@ class VELMORA_RDD18_EXPORT AncillaryDataBufferReader final : public virtual Anci
 /// All packets of a buffer, in buffer order, walked as `AncillaryDataBufferReader` walks them.
 /// The packets point into `data`. Never throws but for allocation failure.
 VELMORA_RDD18_EXPORT std::vector<utils::AncillaryPacket> packetsFromData(
-    const unsigned char* data, unsigned long size, AncillaryDataBufferContainsFlags flags);
+    const unsigned char* data, std::size_t size, AncillaryDataBufferContainsFlags flags);
 
 }  // namespace rdd18

@@ -28,7 +28,7 @@ class VELMORA_RDD18_EXPORT RDD18StreamReader : public virtual utils::Reader {
 class VELMORA_RDD18_EXPORT RDD18BufferReader final
     : public virtual utils::BufferReader<RDD18StreamReader> {
   public:
-    RDD18BufferReader(const unsigned char* data, unsigned long size) noexcept
+    RDD18BufferReader(const unsigned char* data, std::size_t size) noexcept
         : utils::BufferReader<RDD18StreamReader>(data, size) {}
     void resynchronize() override {}
 };

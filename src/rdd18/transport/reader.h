@@ -34,7 +34,7 @@ class VELMORA_RDD18_EXPORT Reader {
 template <class T>
 class BufferReader : public virtual T {
   public:
-    BufferReader(const unsigned char* data, unsigned long size) noexcept
+    BufferReader(const unsigned char* data, std::size_t size) noexcept
         : data_(data), size_(data ? size : 0) {}
 
     unsigned long read(unsigned char* buffer, unsigned long count) override {
@@ -43,7 +43,9 @@ class BufferReader : public virtual T {
         position_ += n;
         return n;
     }
-    unsigned long position() override { return position_; }
+    // Where unsigned long has 32 bits (Windows), the position of a buffer beyond 4 GiB wraps; the
+    // reads stay inside the buffer, which is counted in 64 bits.
+    unsigned long position() override { return static_cast<unsigned long>(position_); }
     unsigned long skip(unsigned long count) override {
         const unsigned long n = available(count);
         position_ += n;
@@ -199,7 +201,8 @@ class AncillaryPackagedDataStreamReader : public virtual T {
   private:
     /// `read` of bytes that cross into later packets, or of none. Kept out of `read`, so that
     /// the short path of `read` stays small enough to be inlined into its callers.
-    [[gnu::noinline]] unsigned long readAcrossPackets(unsigned char* buffer, unsigned long count) {
+    VELMORA_RDD18_NOINLINE unsigned long readAcrossPackets(unsigned char* buffer,
+                                                           unsigned long count) {
         unsigned long total = 0;
         while (total < count) {
             const unsigned long n = readFromCurrentPacket(buffer + total, count - total);
@@ -217,15 +220,15 @@ class AncillaryPackagedDataStreamReader : public virtual T {
     static void prefetchNextPacket(const unsigned char* payload) noexcept {
 #if defined(__GNUC__) || defined(__clang__)
         const std::uintptr_t next = reinterpret_cast<std::uintptr_t>(payload) + 256;
-        __builtin_prefetch(reinterpret_cast<const void*>(next));
-        __builtin_prefetch(reinterpret_cast<const void*>(next + 64));
+        VELMORA_RDD18_PREFETCH(reinterpret_cast<const void*>(next));
+        VELMORA_RDD18_PREFETCH(reinterpret_cast<const void*>(next + 64));
 #else
         (void)payload;
 #endif
     }
 
-    [[gnu::noinline]] void reportSequenceBroken(const AncillaryPacket& packet,
-                                                std::uint32_t expected, std::uint32_t found) {
+    VELMORA_RDD18_NOINLINE void reportSequenceBroken(const AncillaryPacket& packet,
+                                                     std::uint32_t expected, std::uint32_t found) {
         Fault fault{.code = FaultCode::SequenceBroken,
                     .did = did_,
                     .sdid = sdid_,
@@ -247,7 +250,7 @@ class AncillaryPackagedDataStreamReader : public virtual T {
         streamPackets_ += packet.did == did_ && packet.sdid == sdid_;
     }
 
-    [[gnu::noinline]] void reportNoStreamPackets() {
+    VELMORA_RDD18_NOINLINE void reportNoStreamPackets() {
         if (noStreamReported_) return;  // the end of the source may be asked for again
         noStreamReported_ = true;
         faults_->report({.code = FaultCode::NoStreamPackets,
