@@ -76,6 +76,10 @@ class ArriHeaderBuilder {
     Bytes bytes_;
 };
 
+/// An ARRIRAW frame file: `record` with the magic "ARRI" in its first 4 bytes, then `picture`
+/// bytes of picture.
+Bytes ariFile(Bytes record, std::size_t picture);
+
 // --- Packets -----------------------------------------------------------------------------------
 
 /// The checksum byte a sender computes in 8-bit form: DID + SDID + DC + all payload bytes, mod 256.
