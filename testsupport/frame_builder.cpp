@@ -130,12 +130,6 @@ ArriHeaderBuilder& ArriHeaderBuilder::textField(std::size_t offset, std::size_t 
     return *this;
 }
 
-Bytes ariFile(Bytes record, std::size_t picture) {
-    std::copy_n("ARRI", 4, record.begin());
-    record.resize(record.size() + picture, 0x5A);
-    return record;
-}
-
 std::uint8_t packetChecksum(std::uint8_t did, std::uint8_t sdid, const Bytes& payload) {
     unsigned sum = did + sdid + static_cast<unsigned>(payload.size());
     for (unsigned char b : payload) sum += b;

@@ -76,9 +76,11 @@ class ArriHeaderBuilder {
     Bytes bytes_;
 };
 
-/// An ARRIRAW frame file: `record` with the magic "ARRI" in its first 4 bytes, then `picture`
-/// bytes of picture.
-Bytes ariFile(Bytes record, std::size_t picture);
+/// `record` as an ARRIRAW frame file: the magic "ARRI" over its first 4 bytes, `picture` behind.
+inline Bytes ariFile(Bytes record, std::size_t picture) {
+    return Bytes{'A', 'R', 'R', 'I'} + Bytes(record.begin() + 4, record.end()) +
+           Bytes(picture, 0x5A);
+}
 
 // --- Packets -----------------------------------------------------------------------------------
 
