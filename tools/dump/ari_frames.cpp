@@ -81,6 +81,9 @@ bool hasAriName(std::string_view name) noexcept {
 }
 
 bool startsWithAriMagic(const std::string& path) {
+    // Only a regular file is looked into: the bytes of a pipe, once read, are gone.
+    std::error_code ec;
+    if (!fs::is_regular_file(path, ec)) return false;
     std::ifstream file(path, std::ios::binary);
     char head[arri::file_header::kFileMagic.size()] = {};
     file.read(head, sizeof head);

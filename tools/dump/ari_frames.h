@@ -17,7 +17,8 @@ namespace rdd18::dump {
 /// Whether `name` ends in ".ari" (in any case).
 bool hasAriName(std::string_view name) noexcept;
 
-/// Whether the file `path` starts with the ARRIRAW magic; false when it can't be read.
+/// Whether the regular file `path` starts with the ARRIRAW magic; false for anything else (standard
+/// input, a pipe, a file that can't be read), which is left unread.
 bool startsWithAriMagic(const std::string& path);
 
 /// The frame number in an ARRIRAW file name: the decimal digits right before ".ari"

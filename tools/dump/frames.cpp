@@ -205,7 +205,7 @@ void readFrames(const std::string& name, const SourceOptions& options, std::istr
                 const FrameVisitor& visit) {
     SourceOptions o = options;
     if (o.form == InputForm::Auto) {
-        const bool ari = hasAriName(name) || (name != "-" && !o.hex && startsWithAriMagic(name));
+        const bool ari = !o.hex && (hasAriName(name) || (name != "-" && startsWithAriMagic(name)));
         o.form = looksLikeClip(name) ? InputForm::Clip : ari ? InputForm::Ari : InputForm::Packets;
     }
     if (o.form == InputForm::Ari) {
