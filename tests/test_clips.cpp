@@ -1,11 +1,13 @@
-// Clips and runs of ST 436M elements through velmora-dump: one answer per frame, equal to the
-// answer of the same packets as a flagged 8-bit buffer.
+// Clips, runs of ST 436M elements and folders of ARRIRAW frames through velmora-dump: one answer
+// per frame, equal to the answer of the same packets (or record) as a flagged 8-bit buffer.
 #ifdef VELMORA_HAVE_DUMP_TOOL
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <regex>
 #include <sstream>
 
 #include "dump/dump.h"
@@ -99,6 +101,37 @@ TEST(Clips, ElementRunGivesTheFramesAnswersInOrder) {
     EXPECT_EQ(frame4.at("packets").at(0).at("coding"), 4);
     EXPECT_EQ(frame4.at("faults").at("st436m"), json::array());
     fs::remove(run);
+}
+
+// A folder of ARRIRAW frames with a gap, a frame of another clip, a frame cut short, one of
+// another magic and one that can't be opened, beside entries the folder reading passes over.
+TEST(Clips, AriFolderAnswersEachFrameInOrderAndReportsTheBadOnes) {
+    const fs::path dir = fs::temp_directory_path() / ("velmora-ari-" + std::to_string(getpid()));
+    const fs::path take = kSamples / "arriraw" / "A012C003_230517_R1AB.000000";
+    fs::create_directories(dir / "sub.ari");
+    for (const char* to : {"T.0.ari", "U.3.ari", "T.4.ari", "T.5.ari", "frame.bin"})
+        fs::copy_file(take.string() + "0.ari", dir / to);
+    fs::copy_file(take.string() + "2.ari", dir / "T.2.ari");
+    fs::resize_file(dir / "T.4.ari", 4095);
+    std::fstream(dir / "T.5.ari", std::ios::in | std::ios::out | std::ios::binary).put('B');
+    fs::create_symlink(dir / "missing", dir / "T.6.ari");
+    const ToolRun run = tool({"-f", "jsonl", dir.string()});
+    const ToolRun csv = tool({"-f", "csv", "--frames", "2:5", dir.string()});
+    const ToolRun byMagic = tool({"-f", "jsonl", (dir / "frame.bin").string()});
+    fs::remove_all(dir);
+    EXPECT_EQ(run.status, 1);
+    std::vector<std::string> got;  // number, keys and timecode of each frame, in order
+    for (const json& f : lines(run.out))
+        got.push_back(f.at("frame").dump() + " " + std::to_string(f.at("arri").size()) + " " +
+                      f.value("timecode", ""));
+    EXPECT_EQ(got, (std::vector<std::string>{"0 62 01:23:45:12", "2 62 01:23:45:14",
+                                             "3 62 01:23:45:12", "4 0 ", "5 0 "}));
+    const json arri = answerOf("arri.anc").at("arri");
+    EXPECT_EQ(lines(run.out).at(2).at("arri"), arri);
+    EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 5);  // gap, clips, 2 bad, 1 lost
+    const std::regex rows("file,.*\r?\n.*T.2.ari,2,.*\r?\n.*U.3.ari,3,.*\r?\n.*T.4.ari,4,.*\r?\n");
+    EXPECT_TRUE(std::regex_match(csv.out, rows)) << csv.out;  // frames 2 to 4, in order
+    EXPECT_EQ(lines(byMagic.out).at(0).at("arri"), arri);
 }
 
 #ifdef VELMORA_HAVE_CLIPS

@@ -114,4 +114,22 @@ TEST(Faults, ArriLayersReportTheirCodesWhereTheyHappened) {
     for (const Case& c : cases) EXPECT_EQ(faultsOf(c.frame, true), c.expected) << c.name;
 }
 
+// A frame file is refused by its magic first (however short), then by its size.
+TEST(Faults, ArriFilesAreRefusedByMagicThenBySize) {
+    const Bytes file = ariFile(ArriHeaderBuilder().u32(0x14, 3424).bytes(), 100);
+    const Bytes cut(file.begin(), file.begin() + 4095);
+    const Case cases[] = {
+        {"magic", text("ARRJ") + Bytes(5000), {closing(FaultCode::NotArriRawFile, 0, 0x4152524A)}},
+        {"cut", cut, {closing(FaultCode::FileCutShort, 4096, 4095)}},
+        {"magic's 2 bytes", text("AR"), {closing(FaultCode::FileCutShort, 4096, 2)}},
+        {"whole", file, {}},
+    };
+    for (const Case& c : cases) {
+        FaultList faults;
+        const Dictionary answer = VLArriANCParser().parseFile(c.frame, faults);
+        EXPECT_EQ(answer.size(), c.expected.empty() ? 57u : 0u) << c.name;
+        EXPECT_EQ(faults.take(), c.expected) << c.name;
+    }
+}
+
 }  // namespace

@@ -111,7 +111,7 @@ TEST(ToolCommandLine, BadArgumentsAndUnreadableFiles) {
         {{"/nonexistent/frame.anc"},
          1,
          "velmora-dump: /nonexistent/frame.anc: cannot open: No such file or directory"},
-        {{"."}, 1, "velmora-dump: .: is a directory"},
+        {{"."}, 1, "velmora-dump: .: no .ari frame file in the folder"},
     };
     for (const auto& c : cases) {
         const Result r = runTool(c.args);

@@ -76,6 +76,12 @@ class ArriHeaderBuilder {
     Bytes bytes_;
 };
 
+/// `record` as an ARRIRAW frame file: the magic "ARRI" over its first 4 bytes, `picture` behind.
+inline Bytes ariFile(Bytes record, std::size_t picture) {
+    return Bytes{'A', 'R', 'R', 'I'} + Bytes(record.begin() + 4, record.end()) +
+           Bytes(picture, 0x5A);
+}
+
 // --- Packets -----------------------------------------------------------------------------------
 
 /// The checksum byte a sender computes in 8-bit form: DID + SDID + DC + all payload bytes, mod 256.

@@ -460,6 +460,24 @@ void writeFile(const fs::path& path, const std::string& content) {
     if (!out) throw std::runtime_error("cannot write " + path.string());
 }
 
+// --- ARRIRAW frame files ------------------------------------------------------------------------
+
+constexpr const char* kAriFolder = "arriraw";
+
+// Three frames of one take as the camera writes them: frame 0 carries the record of arri.anc,
+// each frame after it the timecode one frame on; a small picture stands for the tens of megabytes
+// behind the record.
+void writeAriFrames(const fs::path& folder) {
+    fs::remove_all(folder);
+    fs::create_directory(folder);
+    for (unsigned frame = 0; frame < 3; ++frame) {
+        Bytes record = arriHeader();
+        record[0x01A8] = static_cast<unsigned char>(0x12 + frame);  // BCD frames 12, 13, 14
+        writeFile(folder / ("A012C003_230517_R1AB.000000" + std::to_string(frame) + ".ari"),
+                  binary(ariFile(record, 256)));
+    }
+}
+
 void writeSamples(const fs::path& dir) {
     std::string index =
         "# The bundled samples: file, then the velmora-dump options it is decoded with.\n"
@@ -469,6 +487,9 @@ void writeSamples(const fs::path& dir) {
         index +=
             "\n# " + s.about + "\n" + s.file + (s.options.empty() ? "" : " ") + s.options + "\n";
     }
+    writeAriFrames(dir / kAriFolder);
+    index += std::string("\n# a folder of three ARRIRAW frames, read for their records\n") +
+             kAriFolder + " --parser arri\n";
     writeFile(dir / "index.txt", index);
 }
 

@@ -19,12 +19,14 @@ METADATA_KEY = bytes.fromhex("060e2b340205010d0e17000000110101")
 
 
 def sample_rows():
-    """(file, velmora-dump options) of every line of samples/index.txt."""
+    """(file, velmora-dump options) of every frame file of samples/index.txt (a folder of ARRIRAW
+    frames is no buffer of packets)."""
     rows = []
     for line in (SAMPLES / "index.txt").read_text().splitlines():
         if line.strip() and not line.startswith("#"):
             name, *options = line.split()
-            rows.append((name, options))
+            if (SAMPLES / name).is_file():
+                rows.append((name, options))
     return rows
 
 

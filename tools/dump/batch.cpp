@@ -1,8 +1,10 @@
 #include "dump/batch.h"
 
+#include <filesystem>
 #include <set>
 #include <sstream>
 
+#include "dump/ari_frames.h"
 #include "dump/dump.h"
 #include "dump/hints.h"
 #include "dump/input.h"
@@ -32,6 +34,10 @@ std::set<std::string> decodeAll(const std::vector<std::string>& files, const Bat
                 if (!hint.empty())
                     err << "velmora-dump: " << frame.name << ": no RDD 18 or ARRI packet found; "
                         << hint << '\n';
+                const std::string refusal =
+                    hints && frame.form == InputForm::Ari ? ariRefusal(frame.bytes) : "";
+                if (!refusal.empty())
+                    err << "velmora-dump: " << frame.name << ": " << refusal << '\n';
                 sink(frame, r);
             });
         } catch (const InputError& e) {
@@ -42,13 +48,40 @@ std::set<std::string> decodeAll(const std::vector<std::string>& files, const Bat
     return failed;
 }
 
+// The inputs with each folder replaced by its ARRIRAW frame files (forms auto and ari), the
+// folder's notes written once to `err`; a folder that can't be read is one error line, in
+// `failed`.
+std::vector<std::string> expandFolders(const std::vector<std::string>& files, InputForm form,
+                                       std::ostream& err, std::set<std::string>& failed) {
+    std::vector<std::string> inputs;
+    for (const auto& name : files) {
+        std::error_code ec;
+        if (name == "-" || (form != InputForm::Auto && form != InputForm::Ari) ||
+            !std::filesystem::is_directory(name, ec)) {
+            inputs.push_back(name);
+            continue;
+        }
+        try {
+            AriFolder folder = listAriFolder(name);
+            for (const auto& note : folder.notes) err << "velmora-dump: warning: " << note << '\n';
+            inputs.insert(inputs.end(), folder.files.begin(), folder.files.end());
+        } catch (const InputError& e) {
+            err << "velmora-dump: " << e.what() << '\n';
+            failed.insert(name);
+        }
+    }
+    return inputs;
+}
+
 }  // namespace
 
-int decodeBatch(const std::vector<std::string>& files, const BatchOptions& options,
+int decodeBatch(const std::vector<std::string>& arguments, const BatchOptions& options,
                 const Reporter& reporter, std::istream& in, std::ostream& out, std::ostream& err) {
     std::unique_ptr<ReportWriter> writer;
     std::vector<std::string> columns;
     std::set<std::string> failed;
+    const std::vector<std::string> files =
+        expandFolders(arguments, options.source.form, err, failed);
     std::istream* source = &in;
     std::istringstream heldInput;
     if (options.write.format == Format::Csv) {
@@ -58,8 +91,10 @@ int decodeBatch(const std::vector<std::string>& files, const BatchOptions& optio
             source = &heldInput;
         }
         CsvColumns collect;
-        failed = decodeAll(files, options, reporter, *source, err, false,
-                           [&](const Frame&, const FrameReport& r) { collect.add(r); });
+        const auto failedFirst =
+            decodeAll(files, options, reporter, *source, err, false,
+                      [&](const Frame&, const FrameReport& r) { collect.add(r); });
+        failed.insert(failedFirst.begin(), failedFirst.end());
         columns = collect.columns();
         heldInput.clear();
         heldInput.seekg(0);

@@ -25,7 +25,11 @@ struct BatchOptions {
 /// be read gets one line on `err` ("velmora-dump: <name>: <reason>"); the frames it gave before
 /// the fault stay written, and the next input is decoded. CSV needs its columns first, so it
 /// reads every input twice (standard input is held in memory for that). Returns 0 when every
-/// input was read, 1 when one or more failed. Nothing is written when every input failed.
+/// input was read, 1 when one or more failed. Nothing is written when every input failed. Under
+/// the forms auto and ari a folder stands for its ARRIRAW frame files in frame order (see
+/// `listAriFolder`); its notes (gaps, mixed clips) are warning lines on `err`, and each of its
+/// files is an input of its own. An ARRIRAW frame that isn't one (wrong magic, cut short) is
+/// answered empty and gets a line on `err` saying why.
 int decodeBatch(const std::vector<std::string>& files, const BatchOptions& options,
                 const Reporter& reporter, std::istream& in, std::ostream& out, std::ostream& err);
 

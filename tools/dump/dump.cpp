@@ -26,7 +26,8 @@ constexpr const char* kDescription =
     "Decodes the camera metadata in the ancillary data of video frames: RDD 18 acquisition\n"
     "metadata (standard, Sony or Varicam items) and ARRI file header metadata. Each input is\n"
     "one frame's ancillary packets (DID, SDID, DC, payload, checksum), in 8-bit bytes, each\n"
-    "packet preceded by the 3-byte flag 00 FF FF or 04 FB FB unless --no-flags is given.\n";
+    "packet preceded by the 3-byte flag 00 FF FF or 04 FB FB unless --no-flags is given.\n"
+    "ARRIRAW frame files (.ari) and folders of them are read for their file header record.\n";
 
 constexpr const char* kFooter = R"(Examples:
   velmora-dump frame.anc                       both parsers, JSON
@@ -37,6 +38,7 @@ constexpr const char* kFooter = R"(Examples:
   velmora-dump --units=only -f table --plot lens.svg take3/*.anc   values in units
   velmora-dump -f jsonl clip.mxf               one line per frame of a clip's ST 436M ANC track
   velmora-dump -f csv --frames 0:250 clip.mxf  the first 250 frames as a spreadsheet
+  velmora-dump -f csv A001C003_250922_R1ZA/    one row per .ari frame of a folder, in frame order
 
 Output: one report per input, in input order, with "file" (the name as given, "-" for
 standard input) and one entry per section: "rdd18" and "arri" (each parser's answer; an
@@ -87,8 +89,8 @@ int runCommand(const std::vector<std::string>& args, std::istream& in, std::ostr
     std::string frames;
 
     app.add_option("files", files,
-                   "Frames to decode, one packet buffer per file; none or \"-\" reads standard "
-                   "input")
+                   "Frames to decode, one packet buffer per file, or ARRIRAW frame files (.ari) "
+                   "and folders of them; none or \"-\" reads standard input")
         ->type_name("FILE");
     auto* hexFlag = app.add_flag(
         "--hex", hex,
@@ -99,8 +101,10 @@ int runCommand(const std::vector<std::string>& args, std::istream& in, std::ostr
                    "hex words, or 16-bit little-endian values), v210 or uyvy (VANC lines, see "
                    "--width), rfc8331 (an RFC 8331 / ST 2110-40 RTP payload), st436m (ST 436M "
                    "ANC elements back to back, one per frame, as an MXF track's raw values), "
-                   "clip (an MXF file with an ST 436M ANC track; needs libavformat) or auto "
-                   "(clip for names ending in .mxf, else packets)")
+                   "clip (an MXF file with an ST 436M ANC track; needs libavformat), ari (an "
+                   "ARRIRAW frame file: only its 4096-byte header record is read) or auto (clip "
+                   "for names ending in .mxf, ari for names ending in .ari or files starting with "
+                   "\"ARRI\", else packets; a folder is read as its .ari files in frame order)")
         ->transform(CLI::IsMember(inputForms(), CLI::ignore_case))
         ->default_str("auto");
     app.add_option("--width", source.width,
@@ -134,7 +138,7 @@ int runCommand(const std::vector<std::string>& args, std::istream& in, std::ostr
     framePerLine->needs(hexFlag);
     app.add_option("--frames", frames,
                    "Frames of clips and element runs to report: A:B (A to B-1), A:, :B or A; "
-                   "frames count from 0")
+                   "frames count from 0 (ARRIRAW files: the number in the name)")
         ->type_name("A:B");
     auto* formatOption =
         app.add_option(

@@ -1,7 +1,9 @@
 #include "dump/frames.h"
 
 #include <charconv>
+#include <filesystem>
 
+#include "dump/ari_frames.h"
 #include "dump/input.h"
 #include "rdd18/host/packet.h"
 #include "rdd18/host/rfc8331.h"
@@ -164,7 +166,7 @@ const std::map<std::string, InputForm>& inputForms() {
     static const std::map<std::string, InputForm> forms{
         {"auto", InputForm::Auto}, {"packets", InputForm::Packets}, {"st436m", InputForm::St436m},
         {"clip", InputForm::Clip}, {"words10", InputForm::Words10}, {"v210", InputForm::V210},
-        {"uyvy", InputForm::Uyvy}, {"rfc8331", InputForm::Rfc8331}};
+        {"uyvy", InputForm::Uyvy}, {"rfc8331", InputForm::Rfc8331}, {"ari", InputForm::Ari}};
     return forms;
 }
 
@@ -202,8 +204,16 @@ Frame elementFrame(const std::string& name, std::int64_t number,
 void readFrames(const std::string& name, const SourceOptions& options, std::istream& in,
                 const FrameVisitor& visit) {
     SourceOptions o = options;
-    if (o.form == InputForm::Auto)
-        o.form = looksLikeClip(name) ? InputForm::Clip : InputForm::Packets;
+    if (o.form == InputForm::Auto) {
+        const bool ari = !o.hex && (hasAriName(name) || (name != "-" && startsWithAriMagic(name)));
+        o.form = looksLikeClip(name) ? InputForm::Clip : ari ? InputForm::Ari : InputForm::Packets;
+    }
+    if (o.form == InputForm::Ari) {
+        // The number comes from the name, so a frame outside the range isn't opened.
+        const auto number = ariFrameNumber(std::filesystem::path(name).filename().string());
+        if (!number || o.frames.contains(*number)) visit(ariFrame(name, in));
+        return;
+    }
     if (o.form == InputForm::Clip) {
         if (name == "-") throw InputError("-: a clip is read from a file, not standard input");
         return readClip(name, o.frames, visit, o.progress);

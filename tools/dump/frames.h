@@ -1,6 +1,7 @@
 // The frame source: every form a frame's ancillary data comes in (packet buffers, hex text, 10-bit
 // words, VANC lines, RFC 8331 payloads, ST 436M elements, clips) read into one kind of value, the
-// packet buffer the parsers read with what the conversion dropped and where the frame stands.
+// packet buffer the parsers read with what the conversion dropped and where the frame stands;
+// and ARRIRAW frame files, whose value is the file header record itself.
 #pragma once
 
 #include <cstdint>
@@ -21,7 +22,8 @@
 namespace rdd18::dump {
 
 enum class InputForm {
-    Auto,     ///< a clip when the name ends in .mxf, else a packet buffer
+    Auto,     ///< a clip when the name ends in .mxf, an ARRIRAW frame when it ends in .ari or the
+              ///< file starts with "ARRI", else a packet buffer
     Packets,  ///< 8-bit packet buffer, as the parsers read it
     Words10,  ///< 10-bit words: hex text of words, or 16-bit little-endian values
     V210,     ///< VANC lines, v210
@@ -29,6 +31,7 @@ enum class InputForm {
     Rfc8331,  ///< one RFC 8331 RTP payload
     St436m,   ///< ST 436M ANC elements back to back, one per frame
     Clip,     ///< a clip (MXF) with an ST 436M ANC track
+    Ari,      ///< an ARRIRAW frame file: `Frame::bytes` is its first 4096 bytes, the record
 };
 
 /// The --input names and their forms.
@@ -61,10 +64,11 @@ struct SourceOptions {
 struct Frame {
     std::string name;                     ///< the input's name; "name:line" under --frame-per-line
     InputForm form = InputForm::Packets;  ///< its data's form: never Auto, nor Clip (St436m)
-    std::vector<unsigned char> bytes;     ///< the packet buffer the parsers read
+    std::vector<unsigned char> bytes;     ///< the packet buffer the parsers read (Ari: the record)
     bool flags = true;                    ///< whether `bytes` carries the 3-byte flags
     std::vector<Fault> faults;            ///< what turning the input into `bytes` dropped
-    std::optional<std::int64_t> number;   ///< clips and element runs: from 0, in order
+    std::optional<std::int64_t> number;   ///< clips and element runs: from 0, in order; ARRIRAW
+                                          ///< files: the number in the name
     std::optional<double> time;           ///< presentation time in seconds, where known
     std::optional<std::string> timecode;  ///< source timecode, where known
     std::vector<host::St436mPacket> origins;  ///< ST 436M: the packets of `bytes`, in order
@@ -76,7 +80,8 @@ using FrameVisitor = std::function<void(const Frame&)>;
 /// order. Throws `InputError` naming the input when it can't be opened or read; for malformed hex
 /// text (odd digit runs as bytes, runs of more than 4 digits as words); for a binary 10-bit word
 /// file of odd size; when an element is cut off by the end of the input (the frames before it
-/// are visited); for a clip on standard input, a file that is no clip or has no ST 436M ANC
+/// are visited); for an ARRIRAW file, see `ariFrame`, which is visited unless its number is outside
+/// `options.frames`; for a clip on standard input, a file that is no clip or has no ST 436M ANC
 /// track, or a clip in a build without libavformat. Memory holds one element of an element run,
 /// and one packet of a clip's file, at a time.
 void readFrames(const std::string& name, const SourceOptions& options, std::istream& in,

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "rdd18/arri/VLArriANCParser.h"
 #include "rdd18/arri/arri_stream_reader.h"
 #include "rdd18/transport/ancillary_packet.h"
 #include "rdd18/transport/rdd18_stream_reader.h"
@@ -47,6 +48,14 @@ std::string readingHint(std::span<const unsigned char> bytes, bool hex, bool fla
                      : "its packets look like they carry the 3-byte flag: leave out --no-flags";
     }
     return {};
+}
+
+std::string ariRefusal(std::span<const unsigned char> head) {
+    if (head.size() >= arri::ArriFileHeader::kSize && arri::file_header::startsWithFileMagic(head))
+        return {};
+    FaultList faults;
+    VLArriANCParser().parseFile(head, faults);
+    return faults.empty() ? std::string() : describe(faults.faults().front());
 }
 
 }  // namespace rdd18::dump

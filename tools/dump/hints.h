@@ -1,5 +1,5 @@
 // A hint for a frame that came out empty because it was read the wrong way: hexadecimal text read
-// as binary, or a buffer read with the wrong flag setting.
+// as binary, or a buffer read with the wrong flag setting; and why an ARRIRAW file gave nothing.
 #pragma once
 
 #include <span>
@@ -12,5 +12,9 @@ namespace rdd18::dump {
 /// that reads them (e.g. "--hex"), with the reason; else an empty string. `hex`: the bytes already
 /// came from hexadecimal text.
 std::string readingHint(std::span<const unsigned char> bytes, bool hex, bool flags);
+
+/// Why the first bytes of an ARRIRAW frame file give no answer: the text of the library's fault
+/// ("ARRI file: starts with ..."); an empty string when they hold a whole record.
+std::string ariRefusal(std::span<const unsigned char> head);
 
 }  // namespace rdd18::dump

@@ -1,6 +1,7 @@
 #include "dump/report.h"
 
 #include "dump/packets.h"
+#include "rdd18/interpret/interpret.h"
 
 namespace rdd18::dump {
 
@@ -23,20 +24,43 @@ Dictionary answer(const Parser& parser, const Frame& frame, Dictionary* lines, c
     return d;
 }
 
+// The ARRI answer of an ARRIRAW frame file's record.
+Dictionary fileAnswer(const VLArriANCParser& parser, const Frame& frame, Dictionary* lines) {
+    if (!lines) return parser.parseFile(frame.bytes);
+    FaultList faults;
+    Dictionary d = parser.parseFile(frame.bytes, faults);
+    lines->set("arri", faultLines(faults.faults()));
+    return d;
+}
+
 }  // namespace
 
 Reporter::Reporter(const ReportOptions& options) : options_(options), rdd18_(options.flavour) {}
 
 FrameReport Reporter::report(const Frame& frame) const {
     FrameReport r{frame.name, {}};
-    if (frame.number) r.sections.push_back({"frame", Number::integer(*frame.number)});
-    if (frame.time) r.sections.push_back({"time", Number::doubleNumber(*frame.time)});
-    if (frame.timecode) r.sections.push_back({"timecode", Value(*frame.timecode)});
     Dictionary faults;
     Dictionary* lines = options_.explain ? &faults : nullptr;
     std::optional<Dictionary> rdd18, arri;
-    if (options_.rdd18) rdd18 = answer(rdd18_, frame, lines, "rdd18");
-    if (options_.arri) arri = answer(arri_, frame, lines, "arri");
+    std::optional<std::string> timecode = frame.timecode;
+    // An ARRIRAW file holds a record and no packets: the RDD 18 answer is empty, and the
+    // record's own timecode stands for the frame's.
+    const bool file = frame.form == InputForm::Ari;
+    if (options_.rdd18) {
+        if (!file) rdd18 = answer(rdd18_, frame, lines, "rdd18");
+        if (file) rdd18.emplace();
+        if (file && lines) lines->set("rdd18", Array{});
+    }
+    if (file) {
+        arri = fileAnswer(arri_, frame, options_.arri ? lines : nullptr);
+        timecode = interpret::fromArri(*arri).timecode;
+        if (!options_.arri) arri.reset();
+    } else if (options_.arri) {
+        arri = answer(arri_, frame, lines, "arri");
+    }
+    if (frame.number) r.sections.push_back({"frame", Number::integer(*frame.number)});
+    if (frame.time) r.sections.push_back({"time", Number::doubleNumber(*frame.time)});
+    if (timecode) r.sections.push_back({"timecode", Value(*timecode)});
     if (options_.camera) r.camera = frameModel(rdd18, arri);
     std::optional<Dictionary> units;
     if (options_.units != UnitsView::Off) units = unitsSection(rdd18, arri);
@@ -46,14 +70,15 @@ FrameReport Reporter::report(const Frame& frame) const {
     if (units) r.sections.push_back({kUnitsSection, std::move(*units)});
     if (options_.packets)
         r.sections.push_back(
-            {kPacketsSection, packetList(frame.bytes, frame.flags, frame.origins)});
+            {kPacketsSection,
+             file ? Value(Array{}) : packetList(frame.bytes, frame.flags, frame.origins)});
     if (!options_.explain) return r;
     // What the input's conversion dropped: an element's packets beside the parsers' faults, a
     // host form's in a section of its own.
     const bool element = frame.form == InputForm::St436m;
     if (element) faults.set("st436m", faultLines(frame.faults));
     r.sections.push_back({"faults", std::move(faults)});
-    if (!element && frame.form != InputForm::Packets)
+    if (!element && !file && frame.form != InputForm::Packets)
         r.sections.push_back({"input", faultLines(frame.faults)});
     return r;
 }

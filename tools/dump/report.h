@@ -52,7 +52,9 @@ class Reporter {
     /// With the explanation, "faults" holds the lines of each parser's faults and, for a frame
     /// of an ST 436M element, "st436m", the packets the element dropped; a frame converted from
     /// another form (words10, v210, uyvy, rfc8331) gets "input", what the conversion dropped.
-    /// The packet walk of an element's frame adds where each packet was stored.
+    /// The packet walk of an element's frame adds where each packet was stored. An ARRIRAW
+    /// file's frame has the ARRI answer of its record (`parseFile`), an empty RDD 18 answer and
+    /// packet walk, and the record's timecode as "timecode".
     FrameReport report(const Frame& frame) const;
 
   private:

@@ -321,6 +321,38 @@ rdd18::Dictionary VLArriANCParser::parse(rdd18::AncillaryDataReader& packets,
         reinterpret_cast<const ArriFileHeader*>(blobs.front().data()));
 }
 
+rdd18::Dictionary VLArriANCParser::parseFile(std::span<const unsigned char> file) const {
+    return parseFile(file, nullptr);
+}
+
+rdd18::Dictionary VLArriANCParser::parseFile(std::span<const unsigned char> file,
+                                             rdd18::FaultSink& faults) const {
+    return parseFile(file, &faults);
+}
+
+rdd18::Dictionary VLArriANCParser::parseFile(std::span<const unsigned char> file,
+                                             rdd18::FaultSink* faults) const {
+    // A file of fewer than four bytes that matches the magic as far as it goes is a frame file
+    // cut short; any other mismatch says it is no frame file at all.
+    const std::size_t head = std::min(file.size(), fh::kFileMagic.size());
+    if (!std::equal(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(head),
+                    fh::kFileMagic.begin())) {
+        std::uint64_t found = 0;
+        for (std::size_t i = 0; i < head; ++i) found = found << 8 | file[i];
+        if (faults) faults->report({.code = FaultCode::NotArriRawFile, .found = found});
+        return {};
+    }
+    if (file.size() < ArriFileHeader::kSize) {
+        if (faults)
+            faults->report({.code = FaultCode::FileCutShort,
+                            .expected = ArriFileHeader::kSize,
+                            .found = file.size()});
+        return {};
+    }
+    // The record is a byte image without alignment needs, so the file's bytes are read in place.
+    return translateFileHeaderToDictionary(reinterpret_cast<const ArriFileHeader*>(file.data()));
+}
+
 rdd18::Dictionary VLArriANCParser::translateFileHeaderToDictionary(
     const rdd18::arri::ArriFileHeader* header) const {
     if (header == nullptr) return {};

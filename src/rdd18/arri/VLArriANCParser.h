@@ -42,6 +42,21 @@ class VELMORA_RDD18_EXPORT VLArriANCParser {
     rdd18::Dictionary parseData(rdd18::AncillaryDataReader& packets,
                                 rdd18::FaultSink* faults = nullptr) const;
 
+    /// Parses the bytes of an ARRIRAW frame file (`.ari`): its first 4096 bytes are the record,
+    /// starting with the magic "ARRI", and are translated as the record of an ancillary frame
+    /// is, so the answer equals `parseData`'s for the same record. Bytes behind the record (the
+    /// picture) are never read and may be left out: `file` may hold the first 4096 bytes only.
+    ///
+    /// Bad input never throws and never reads outside `file`: bytes that don't start with
+    /// "ARRI", or that end before the record does, give an empty dictionary.
+    rdd18::Dictionary parseFile(std::span<const unsigned char> file) const;
+    /// `parseFile`, reporting why an answer is empty to `faults`: `NotArriRawFile` when `file`
+    /// doesn't start with "ARRI" (its first bytes, as many as there are up to 4, don't match),
+    /// else `FileCutShort` when it holds fewer than 4096 bytes. The answer is the one `parseFile`
+    /// gives.
+    rdd18::Dictionary parseFile(std::span<const unsigned char> file,
+                                rdd18::FaultSink& faults) const;
+
     /// Translates a file header record into a dictionary; `header` must point to 4096 readable
     /// bytes (a null pointer gives an empty dictionary). Every bit pattern is accepted.
     ///
@@ -80,6 +95,8 @@ class VELMORA_RDD18_EXPORT VLArriANCParser {
         const rdd18::arri::ArriFileHeader* header) const;
 
   private:
+    rdd18::Dictionary parseFile(std::span<const unsigned char> file,
+                                rdd18::FaultSink* faults) const;
     rdd18::Dictionary parse(std::span<const unsigned char> bytes, bool flags,
                             rdd18::FaultSink* faults) const;
     rdd18::Dictionary parse(rdd18::AncillaryDataReader& packets, rdd18::FaultSink* faults) const;

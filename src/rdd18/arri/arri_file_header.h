@@ -1,13 +1,19 @@
 // The ARRI file header record: 4096 bytes of per-frame metadata, the value of the item under
-// ArriAncMetadataKey. Every number in it is little-endian and the fields follow one another
-// without padding; the record has no magic number or version. Absence is told by sentinels.
+// ArriAncMetadataKey and the start of every ARRIRAW frame file (`.ari`), where the picture follows
+// it. Every number in it is little-endian and the fields follow one another without padding.
+// The translation reads no magic number or version; a frame file's record starts with the magic
+// "ARRI" (`file_header::kFileMagic`), which the reader of files checks. Absence is told by
+// sentinels.
 //
 // The layout below names the fields the library reads, once, with their offsets; everything
 // between them is part of the format but never looked at.
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include "rdd18/export.h"
 
@@ -89,6 +95,16 @@ inline constexpr Section kProductionSection{0x04F0, 552};
 inline constexpr Section kFurtherSection{0x0718, 220};
 inline constexpr Section kCameraInfoSection{0x07F4, 84};
 inline constexpr Section kTailSection{0x0848, 1976};
+
+// --- Leading section ---------------------------------------------------------------------------
+/// The first four bytes of the record of an ARRIRAW frame file.
+inline constexpr std::array<unsigned char, 4> kFileMagic = {'A', 'R', 'R', 'I'};
+
+/// Whether `bytes` starts with `kFileMagic` (false for fewer than four bytes).
+constexpr bool startsWithFileMagic(std::span<const unsigned char> bytes) noexcept {
+    return bytes.size() >= kFileMagic.size() &&
+           std::equal(kFileMagic.begin(), kFileMagic.end(), bytes.begin());
+}
 
 // --- Image -----------------------------------------------------------------------------------
 inline constexpr U32 kRawImageWidth{0x0014};

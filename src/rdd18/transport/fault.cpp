@@ -106,6 +106,8 @@ std::string_view codeName(FaultCode code) noexcept {
         VELMORA_FAULT_NAME(ArriParseFailed)
         VELMORA_FAULT_NAME(NoMetadataItem)
         VELMORA_FAULT_NAME(RecordTooShort)
+        VELMORA_FAULT_NAME(NotArriRawFile)
+        VELMORA_FAULT_NAME(FileCutShort)
         VELMORA_FAULT_NAME(BadParity)
         VELMORA_FAULT_NAME(BadChecksum)
         VELMORA_FAULT_NAME(HeaderCutOff)
@@ -211,6 +213,15 @@ std::string describe(const Fault& f) {
         case FaultCode::RecordTooShort:
             return format("ARRI: the first metadata item has %lu bytes, needs %lu", ul(f.found),
                           ul(f.expected));
+        case FaultCode::NotArriRawFile:
+            return format(
+                "ARRI file: starts with 0x%lx, not \"ARRI\": no ARRIRAW frame, the answer is empty",
+                ul(f.found));
+        case FaultCode::FileCutShort:
+            return format(
+                "ARRI file: ends after %lu bytes, inside the %lu-byte header record; the answer "
+                "is empty",
+                ul(f.found), ul(f.expected));
         case FaultCode::BadParity:
             return hostLine("bad parity", f);
         case FaultCode::BadChecksum:

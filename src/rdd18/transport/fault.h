@@ -75,6 +75,10 @@ enum class FaultCode : std::uint16_t {
     ArriParseFailed = 404,   ///< one of the faults above ended the parse: the answer is empty
     NoMetadataItem = 405,    ///< no complete item under the metadata key
     RecordTooShort = 406,    ///< the first metadata item has `found` bytes, needs `expected`
+    // ARRIRAW frame files (`offset` 0): the file holds the record at its start
+    NotArriRawFile = 407,  ///< the file doesn't start with "ARRI" (`found`: its first bytes, up
+                           ///< to 4, big-endian)
+    FileCutShort = 408,    ///< the file ends after `found` bytes, inside the `expected`-byte record
 
     // --- host converters: `offset` in `unit`; `line`, `did`, `sdid` when known; `kept` when the
     // packet was delivered anyway
