@@ -107,8 +107,7 @@ std::vector<testsupport::Bytes> datagrams(std::span<const unsigned char> sample,
     return out;
 }
 
-// Each datagram of the manifest, in order, to one reader: our header of its payload, and the
-// reader's outcome against the protocol's column.
+// The manifest's datagrams in order, to one reader: our header of each, the reader's outcome.
 TEST(OpenTrackIO, HandBuiltDatagrams) {
     if (!fs::exists(kThirdParty)) GTEST_SKIP() << kThirdParty << " is absent";
     std::vector<json> examples;
