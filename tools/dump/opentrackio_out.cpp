@@ -9,90 +9,40 @@ namespace {
 namespace otio = interpret::opentrackio;
 using nlohmann::json;
 
-json rational(const otio::Rational& r) {
-    return {{"num", r.num}, {"denom", r.denom}};
-}
-
-// Sets `key` to the value of `v`, if it holds one.
-template <class T>
-void put(json& object, const char* key, const std::optional<T>& v) {
-    if (v) object[key] = *v;
-}
-
-void put(json& object, const char* key, const std::optional<otio::Rational>& v) {
-    if (v) object[key] = rational(*v);
-}
-
-void put(json& object, const char* key, const std::optional<otio::Dimensions>& v) {
-    if (v) object[key] = {{"width", v->width}, {"height", v->height}};
-}
-
-template <class Encoders>
-json encoders(const Encoders& e) {
-    json j = json::object();
-    put(j, "focus", e.focus);
-    put(j, "iris", e.iris);
-    put(j, "zoom", e.zoom);
-    return j;
-}
-
-json staticJson(const otio::Static& s) {
-    json camera = json::object(), lens = json::object();
-    const otio::StaticCamera& c = s.camera;
-    put(camera, "captureFrameRate", c.captureFrameRate);
-    put(camera, "activeSensorPhysicalDimensions", c.activeSensorPhysicalDimensions);
-    if (c.activeSensorResolution)
-        camera["activeSensorResolution"] = {
-            {"width", static_cast<std::int64_t>(c.activeSensorResolution->width)},
-            {"height", static_cast<std::int64_t>(c.activeSensorResolution->height)}};
-    put(camera, "make", c.make);
-    put(camera, "model", c.model);
-    put(camera, "serialNumber", c.serialNumber);
-    put(camera, "firmwareVersion", c.firmwareVersion);
-    put(camera, "isoSpeed", c.isoSpeed);
-    put(camera, "shutterAngle", c.shutterAngle);
-    put(camera, "anamorphicSqueeze", c.anamorphicSqueeze);
-    put(lens, "make", s.lens.make);
-    put(lens, "model", s.lens.model);
-    put(lens, "serialNumber", s.lens.serialNumber);
-    put(lens, "firmwareVersion", s.lens.firmwareVersion);
-    put(lens, "nominalFocalLength", s.lens.nominalFocalLength);
-    json block = json::object();
-    if (!camera.empty()) block["camera"] = camera;
-    if (!lens.empty()) block["lens"] = lens;
-    return block;
+// A value of the sample's document as JSON: numbers keep their kind (bool, whole, real).
+json jsonOf(const Value& v) {
+    if (v.isString()) return v.string();
+    if (v.isArray()) {
+        json a = json::array();
+        for (const Value& e : v.array()) a.push_back(jsonOf(e));
+        return a;
+    }
+    if (v.isDictionary()) {
+        json o = json::object();
+        for (const auto& [key, e] : v.dictionary()) o[key] = jsonOf(e);
+        return o;
+    }
+    const Number& n = v.number();
+    switch (n.kind()) {
+        case NumberKind::Bool:
+            return n.boolValue();
+        case NumberKind::Float:
+        case NumberKind::Double:
+            return n.doubleValue();
+        case NumberKind::UnsignedChar:
+        case NumberKind::UnsignedShort:
+        case NumberKind::UnsignedInt:
+        case NumberKind::UnsignedLong:
+            return n.uint64Value();
+        default:
+            return n.int64Value();
+    }
 }
 
 }  // namespace
 
 json sampleJson(const otio::Sample& s) {
-    json j = {{"protocol",
-               {{"name", std::string(otio::kProtocolName)}, {"version", otio::kProtocolVersion}}},
-              {"sampleId", s.sampleId},
-              {"sourceId", s.sourceId},
-              {"sourceNumber", s.sourceNumber}};
-    json timing = {{"sequenceNumber", s.timing.sequenceNumber}};
-    put(timing, "sampleRate", s.timing.sampleRate);
-    if (const auto& tc = s.timing.timecode)
-        timing["timecode"] = {{"hours", tc->hours},
-                              {"minutes", tc->minutes},
-                              {"seconds", tc->seconds},
-                              {"frames", tc->frames},
-                              {"frameRate", rational(tc->frameRate)},
-                              {"dropFrame", tc->dropFrame}};
-    j["timing"] = timing;
-    if (const auto& l = s.lens) {
-        json lens = json::object();
-        put(lens, "focusDistance", l->focusDistance);
-        put(lens, "fStop", l->fStop);
-        put(lens, "tStop", l->tStop);
-        put(lens, "pinholeFocalLength", l->pinholeFocalLength);
-        if (const json e = encoders(l->encoders); !e.empty()) lens["encoders"] = e;
-        if (const json e = encoders(l->rawEncoders); !e.empty()) lens["rawEncoders"] = e;
-        j["lens"] = lens;
-    }
-    if (s.staticData) j["static"] = staticJson(*s.staticData);
-    return j;
+    return jsonOf(otio::sampleDictionary(s));
 }
 
 SampleOutput::SampleOutput(const SampleOptions& options, std::ostream& out, std::ostream& err)

@@ -134,7 +134,111 @@ std::optional<Timecode> timecodeOf(const std::string& text, Rational rate) {
     return Timecode{h, m, s, f, rate, sep != ':'};
 }
 
+// --- The document ---------------------------------------------------------------------------
+
+Value number(double v) {
+    return Number::doubleNumber(v);
+}
+
+Value number(std::uint32_t v) {
+    return Number::unsignedInt(v);
+}
+
+Value number(const std::string& v) {
+    return v;
+}
+
+Value number(const Rational& r) {
+    return Dictionary{{"num", Number::unsignedInt(r.num)}, {"denom", Number::unsignedInt(r.denom)}};
+}
+
+Value number(const Dimensions& d) {
+    return Dictionary{{"width", Number::doubleNumber(d.width)},
+                      {"height", Number::doubleNumber(d.height)}};
+}
+
+// Sets `key` to the value of `v`, if it holds one.
+template <class T>
+void put(Dictionary& d, const char* key, const std::optional<T>& v) {
+    if (v) d.set(key, number(*v));
+}
+
+void put(Dictionary& d, const char* key, Dictionary block) {
+    if (!block.empty()) d.set(key, std::move(block));
+}
+
+template <class E>
+Dictionary encoders(const E& e) {
+    Dictionary d;
+    put(d, "focus", e.focus);
+    put(d, "iris", e.iris);
+    put(d, "zoom", e.zoom);
+    return d;
+}
+
+Dictionary lensDictionary(const Lens& l) {
+    Dictionary d;
+    put(d, "focusDistance", l.focusDistance);
+    put(d, "fStop", l.fStop);
+    put(d, "tStop", l.tStop);
+    put(d, "pinholeFocalLength", l.pinholeFocalLength);
+    put(d, "encoders", encoders(l.encoders));
+    put(d, "rawEncoders", encoders(l.rawEncoders));
+    return d;
+}
+
+Dictionary staticDictionary(const Static& s) {
+    Dictionary camera, lens, block;
+    const StaticCamera& c = s.camera;
+    put(camera, "captureFrameRate", c.captureFrameRate);
+    put(camera, "activeSensorPhysicalDimensions", c.activeSensorPhysicalDimensions);
+    if (c.activeSensorResolution)
+        camera.set("activeSensorResolution",
+                   Dictionary{{"width", Number::unsignedInt(static_cast<std::uint32_t>(
+                                            c.activeSensorResolution->width))},
+                              {"height", Number::unsignedInt(static_cast<std::uint32_t>(
+                                             c.activeSensorResolution->height))}});
+    put(camera, "make", c.make);
+    put(camera, "model", c.model);
+    put(camera, "serialNumber", c.serialNumber);
+    put(camera, "firmwareVersion", c.firmwareVersion);
+    put(camera, "isoSpeed", c.isoSpeed);
+    put(camera, "shutterAngle", c.shutterAngle);
+    put(camera, "anamorphicSqueeze", c.anamorphicSqueeze);
+    put(lens, "make", s.lens.make);
+    put(lens, "model", s.lens.model);
+    put(lens, "serialNumber", s.lens.serialNumber);
+    put(lens, "firmwareVersion", s.lens.firmwareVersion);
+    put(lens, "nominalFocalLength", s.lens.nominalFocalLength);
+    put(block, "camera", std::move(camera));
+    put(block, "lens", std::move(lens));
+    return block;
+}
+
 }  // namespace
+
+Dictionary sampleDictionary(const Sample& s) {
+    Array version;
+    for (const int part : kProtocolVersion) version.emplace_back(Number::unsignedInt(part));
+    Dictionary d{{"protocol", Dictionary{{"name", std::string(kProtocolName)},
+                                         {"version", std::move(version)}}},
+                 {"sampleId", s.sampleId},
+                 {"sourceId", s.sourceId},
+                 {"sourceNumber", Number::unsignedInt(s.sourceNumber)}};
+    Dictionary timing{{"sequenceNumber", Number::unsignedInt(s.timing.sequenceNumber)}};
+    put(timing, "sampleRate", s.timing.sampleRate);
+    if (const auto& tc = s.timing.timecode)
+        timing.set("timecode", Dictionary{{"hours", Number::intNumber(tc->hours)},
+                                          {"minutes", Number::intNumber(tc->minutes)},
+                                          {"seconds", Number::intNumber(tc->seconds)},
+                                          {"frames", Number::intNumber(tc->frames)},
+                                          {"frameRate", number(tc->frameRate)},
+                                          {"dropFrame", Number::boolean(tc->dropFrame)}});
+    d.set("timing", std::move(timing));
+    if (s.lens) d.set("lens", lensDictionary(*s.lens));
+    if (s.staticData) d.set("static", staticDictionary(*s.staticData));
+    return d;
+}
 
 std::optional<Rational> rateOf(double hertz) {
     if (!std::isfinite(hertz) || hertz <= 0 || hertz > kMaxNum) return std::nullopt;

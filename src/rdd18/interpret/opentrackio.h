@@ -12,6 +12,7 @@
 
 #include "rdd18/export.h"
 #include "rdd18/interpret/camera_model.h"
+#include "rdd18/platform/value.h"
 
 namespace rdd18::interpret::opentrackio {
 
@@ -139,6 +140,13 @@ struct SampleContext {
 /// sampleId is `uuidFromName` of the decimal index under the source's id. Never throws but for
 /// memory.
 VELMORA_RDD18_EXPORT Sample makeSample(const CameraModel& model, const SampleContext& context);
+
+/// The sample as the protocol's document, in the value model: keys as the protocol names them
+/// ("protocol", "sampleId", "timing", "lens", "static", ...; rationals as {"num", "denom"}), a
+/// key for each field the sample holds and none for the others. Integers are unsigned ints
+/// (timecode parts ints), the others doubles, dropFrame a bool. A host writes it as JSON or CBOR
+/// with the library of its choice.
+VELMORA_RDD18_EXPORT Dictionary sampleDictionary(const Sample& sample);
 
 /// A rate in hertz as a ratio: whole rates over 1 (25 is 25/1); rates within 0.0005 Hz of
 /// n x 1000/1001 as that (23.976 is 24000/1001, 29.97 30000/1001); others in thousandths,
