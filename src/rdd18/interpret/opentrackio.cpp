@@ -219,7 +219,8 @@ Dictionary staticDictionary(const Static& s) {
 
 Dictionary sampleDictionary(const Sample& s) {
     Array version;
-    for (const int part : kProtocolVersion) version.emplace_back(Number::unsignedInt(part));
+    for (const std::uint32_t part : kProtocolVersion)
+        version.emplace_back(Number::unsignedInt(part));
     Dictionary d{{"protocol", Dictionary{{"name", std::string(kProtocolName)},
                                          {"version", std::move(version)}}},
                  {"sampleId", s.sampleId},

@@ -19,7 +19,7 @@ namespace rdd18::interpret::opentrackio {
 /// The protocol's name and version, written into every sample exactly so: strict readers refuse
 /// any other version.
 inline constexpr std::string_view kProtocolName = "OpenTrackIO";
-inline constexpr std::array<int, 3> kProtocolVersion{1, 0, 1};
+inline constexpr std::array<std::uint32_t, 3> kProtocolVersion{1, 0, 1};
 
 /// A ratio of whole numbers, as the protocol writes rates and squeezes: num from 1 to 2^31 - 1,
 /// denom from 1 to 2^32 - 1.
