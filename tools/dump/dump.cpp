@@ -38,6 +38,8 @@ constexpr const char* kFooter = R"(Examples:
   velmora-dump --units=only -f table --plot lens.svg take3/*.anc   values in units
   velmora-dump -f jsonl clip.mxf               one line per frame of a clip's ST 436M ANC track
   velmora-dump -f csv --frames 0:250 clip.mxf  the first 250 frames as a spreadsheet
+  velmora-dump -f opentrackio clip.mxf --send  OpenTrackIO samples, printed and sent to the
+                                               group 239.135.1.1, port 55555
 
 Output: one report per input, in input order, with "file" (the name as given, "-" for
 standard input) and one entry per section: "rdd18" and "arri" (each parser's answer; an
@@ -232,9 +234,12 @@ int runCommand(const std::vector<std::string>& args, std::istream& in, std::ostr
     if (sendOption->count() > 0) {
         samples.send = parseSendTarget(sendUrl, samples.sourceNumber);
         if (!samples.send) {
-            err << kProgram << ": --send: " << (sendUrl.empty() ? "(the default group)" : sendUrl)
-                << " is not udp://HOST:PORT (the default group needs --source-number 1 to "
-                   "200)\n";
+            if (sendUrl.empty())
+                err << kProgram << ": --send: the default group needs --source-number 1 to 200\n";
+            else
+                err << kProgram << ": --send: " << sendUrl
+                    << " is not udp://HOST[:PORT] (--send alone goes after the files, or before "
+                       "--)\n";
             return kExitBadArguments;
         }
         samples.encoding = encoding == "cbor" ? otrk::Encoding::Cbor : otrk::Encoding::Json;
