@@ -6,8 +6,10 @@
 #include <pybind11/stl.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "bindings.h"
@@ -18,6 +20,7 @@
 #include "rdd18/host/words10.h"
 #include "rdd18/interpret/camera_model.h"
 #include "rdd18/interpret/interpret.h"
+#include "rdd18/interpret/opentrackio.h"
 #include "rdd18/transport/fault.h"
 #include "value_conversion.h"
 
@@ -120,6 +123,26 @@ py::dict unitsArri(const py::buffer& data, bool flags) {
     return toPython(interpret::toDictionary(interpret::fromArri(arriAnswer(data, flags))));
 }
 
+// The OpenTrackIO sample of a frame: its model over both answers (RDD 18 values first), in the
+// context the arguments give.
+py::dict openTrackIOSample(const py::buffer& data, const py::str& flavour, bool flags,
+                           const std::string& source, std::uint64_t index,
+                           std::uint32_t sourceNumber,
+                           std::optional<std::pair<std::uint32_t, std::uint32_t>> rate,
+                           std::optional<std::string> timecode, bool withStatic) {
+    namespace otio = interpret::opentrackio;
+    const interpret::CameraModel model =
+        interpret::merged(interpret::fromRDD18(rdd18Answer(data, flavour, flags)),
+                          interpret::fromArri(arriAnswer(data, flags)));
+    otio::SampleContext context{otio::sourceIdFor(source), sourceNumber, index, {},
+                                std::move(timecode),       withStatic};
+    if (rate) {
+        if (rate->first == 0 || rate->second == 0) throw py::value_error("rate: num/den above 0");
+        context.rate = otio::Rational{rate->first, rate->second};
+    }
+    return toPython(otio::sampleDictionary(otio::makeSample(model, context)));
+}
+
 }  // namespace
 
 void bindHost(py::module_& m) {
@@ -166,6 +189,15 @@ for parse_rdd18.)");
     m.def("units_arri", &unitsArri, "data"_a, py::arg("flags").noconvert() = true,
           R"(The same for an ARRI frame (focal length, focus distance, T-stop, frame rates,
 shutter angle, ISO, white balance, ND density, clip name, timecode).)");
+    m.def("opentrackio_sample", &openTrackIOSample, "data"_a, "flavour"_a = "standard",
+          py::arg("flags").noconvert() = true, py::kw_only(), "source"_a = "-", "index"_a = 0,
+          "source_number"_a = 1, "rate"_a = py::none(), "timecode"_a = py::none(),
+          py::arg("static").noconvert() = true,
+          R"(The OpenTrackIO 1.0.1 sample of a frame, as the dict of its JSON document (the fields
+velmora-dump -f opentrackio writes): the frame's values over both parsers, RDD 18 first. source
+names the input (its sourceId is a name-based UUID of it), index is the sample's place (its
+sequenceNumber and sampleId), rate a (num, den) frame rate of the container and timecode its
+"HH:MM:SS:FF"; static=True adds the static block. Values the frame lacks are left out.)");
 }
 
 }  // namespace velmora::python

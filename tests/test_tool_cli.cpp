@@ -104,7 +104,9 @@ TEST(ToolCommandLine, BadArgumentsAndUnreadableFiles) {
         int status;
         const char* errorStart;
     } cases[] = {
-        {{"--format", "xml"}, 2, "velmora-dump: --format: xml not in {csv,json,jsonl,plist,table}"},
+        {{"--format", "xml"},
+         2,
+         "velmora-dump: --format: xml not in {csv,json,jsonl,opentrackio,plist,table}"},
         {{"--flavour", "nikon"}, 2, "velmora-dump: --flavour: nikon not in"},
         {{"--parser", "all"}, 2, "velmora-dump: --parser: all not in"},
         {{"--bogus"}, 2, "velmora-dump: The following argument was not expected: --bogus"},

@@ -122,3 +122,17 @@ def test_units_match_the_tool(name, parse):
                          capture_output=True, text=True).stdout
     units = json.loads(out)[0]["units"]["rdd18" if parse is v.units_rdd18 else "arri"]
     assert parse(data) == units != {}
+
+
+@pytest.mark.skipif(not DUMP, reason="needs velmora-dump")
+@pytest.mark.parametrize("name", ["standard.anc", "arri.anc", "mixed.anc", "rubbish.anc"])
+def test_opentrackio_sample_matches_the_tool(name):
+    path = str(SAMPLES / name)
+    out = subprocess.run([DUMP, "-f", "opentrackio", path], check=True, capture_output=True,
+                         text=True).stdout
+    sample = v.opentrackio_sample((SAMPLES / name).read_bytes(), source=path)
+    assert sample == json.loads(out) and sample["protocol"]["version"] == [1, 0, 1]
+    later = v.opentrackio_sample(b"", source=path, index=1, rate=(25, 1), timecode="01:02:03:04",
+                                 static=False)
+    assert later["timing"]["timecode"]["frames"] == 4 and "static" not in later
+    assert later["sampleId"] != sample["sampleId"] and later["sourceId"] == sample["sourceId"]

@@ -114,6 +114,9 @@ void readClip(const std::string& path, const FrameRange& range, const FrameVisit
         if (!range.contains(frame)) return;
         Frame f = elementFrame(path, frame, element);
         f.time = av_q2d(tick) * static_cast<double>(frame + start);
+        if (rate.num > 0 && rate.den > 0)
+            f.editRate = FrameRate{static_cast<std::uint32_t>(rate.num),
+                                   static_cast<std::uint32_t>(rate.den)};
         if (hasTimecode) {
             char text[AV_TIMECODE_STR_SIZE];
             f.timecode = av_timecode_make_string(&timecode, text, static_cast<int>(frame));

@@ -12,6 +12,7 @@
 
 #include "dump/batch.h"
 #include "dump/frames.h"
+#include "dump/opentrackio_out.h"
 #include "dump/plot.h"
 #include "dump/report.h"
 #include "dump/writers.h"
@@ -39,6 +40,8 @@ constexpr const char* kFooter = R"(Examples:
   velmora-dump -f jsonl clip.mxf               one line per frame of a clip's ST 436M ANC track
   velmora-dump -f csv --frames 0:250 clip.mxf  the first 250 frames as a spreadsheet
   velmora-dump -f csv A001C003_250922_R1ZA/    one row per .ari frame of a folder, in frame order
+  velmora-dump -f opentrackio clip.mxf --send  OpenTrackIO samples, printed and sent to the
+                                               group 239.135.1.1, port 55555
 
 Output: one report per input, in input order, with "file" (the name as given, "-" for
 standard input) and one entry per section: "rdd18" and "arri" (each parser's answer; an
@@ -81,11 +84,10 @@ int runCommand(const std::vector<std::string>& args, std::istream& in, std::ostr
     std::set<std::string> flavours;  // the library's names, listed sorted in the help
     for (const Flavour f : {Flavour::Standard, Flavour::Sony, Flavour::Varicam})
         flavours.emplace(flavourName(f));
-    const std::map<std::string, Format> formats{{"json", Format::Json},
-                                                {"jsonl", Format::JsonLines},
-                                                {"plist", Format::Plist},
-                                                {"table", Format::Table},
-                                                {"csv", Format::Csv}};
+    const std::map<std::string, Format> formats{
+        {"json", Format::Json},   {"jsonl", Format::JsonLines},
+        {"plist", Format::Plist}, {"table", Format::Table},
+        {"csv", Format::Csv},     {"opentrackio", Format::OpenTrackIO}};
     std::string frames;
 
     app.add_option("files", files,
@@ -144,8 +146,8 @@ int runCommand(const std::vector<std::string>& args, std::istream& in, std::ostr
         app.add_option(
                "-f,--format", format,
                "Output format: json (pretty), jsonl (one frame a line), plist (XML property "
-               "list), table (aligned, for people) or csv (one row per frame, one column per "
-               "key)")
+               "list), table (aligned, for people), csv (one row per frame, one column per "
+               "key) or opentrackio (one OpenTrackIO sample per frame and line)")
             ->transform(CLI::IsMember(formats, CLI::ignore_case))
             ->default_str("json");
     std::string units = "off";
@@ -160,6 +162,27 @@ int runCommand(const std::vector<std::string>& args, std::istream& in, std::ostr
                    "Also draw focus distance, focal length and T/F-number over the frames, in "
                    "input order, to this SVG file")
         ->type_name("FILE.svg");
+    std::string sendUrl;
+    std::string encoding = "json";
+    SampleOptions samples;
+    auto* sendOption =
+        app.add_option("--send", sendUrl,
+                       "Send each frame's OpenTrackIO sample as OTrk datagrams to udp://HOST:PORT "
+                       "(port 55555 if left out); alone, to the multicast group 239.135.1.N of "
+                       "--source-number N, port 55555")
+            ->expected(0, 1)
+            ->type_name("[udp://HOST:PORT]");
+    app.add_option("--encoding", encoding, "Payload of the datagrams: json or cbor")
+        ->transform(CLI::IsMember({"json", "cbor"}, CLI::ignore_case))
+        ->default_str("json");
+    app.add_option("--source-number", samples.sourceNumber,
+                   "The samples' sourceNumber (default 1); 1 to 200 picks the default group")
+        ->check(CLI::Range(0u, 4294967295u));
+    app.add_option("--segment-size", samples.segmentSize,
+                   "Most sample bytes per datagram (default 1484: 1500-byte datagrams)")
+        ->check(CLI::Range(std::size_t{1}, otrk::kMaxSegment));
+    app.add_flag("--realtime", samples.realtime,
+                 "Pace the OpenTrackIO samples at their sample rate (files are read faster)");
     app.add_flag("--types", write.types,
                  "Show the kind of every number (integer, short, unsigned int, float, double, "
                  "bool, ...)");
@@ -211,9 +234,33 @@ int runCommand(const std::vector<std::string>& args, std::istream& in, std::ostr
     if (&err == &std::cerr && isatty(STDERR_FILENO)) source.progress = &err;
     BatchOptions batch{source, write};
     LensPlot plot;
-    if (!plotFile.empty()) {
-        batch.written = [&plot](const Frame& f, const FrameReport& r) {
-            plot.add(f.number, f.time, r.camera.value_or(interpret::CameraModel{}));
+    samples.print = write.format == Format::OpenTrackIO;
+    if (sendOption->count() > 0) {
+        samples.send = parseSendTarget(sendUrl, samples.sourceNumber);
+        if (!samples.send) {
+            if (sendUrl.empty())
+                err << kProgram << ": --send: the default group needs --source-number 1 to 200\n";
+            else
+                err << kProgram << ": --send: " << sendUrl
+                    << " is not udp://HOST[:PORT] (--send alone goes after the files, or before "
+                       "--)\n";
+            return kExitBadArguments;
+        }
+        samples.encoding = encoding == "cbor" ? otrk::Encoding::Cbor : otrk::Encoding::Json;
+    }
+    std::optional<SampleOutput> sampleOutput;
+    try {
+        if (samples.print || samples.send) sampleOutput.emplace(samples, out, err);
+    } catch (const SendError& e) {
+        err << kProgram << ": --send: " << e.what() << '\n';
+        return kExitBadArguments;
+    }
+    report.camera = report.camera || sampleOutput;
+    if (report.camera) {
+        batch.written = [&](const Frame& f, const FrameReport& r) {
+            const auto model = r.camera.value_or(interpret::CameraModel{});
+            if (!plotFile.empty()) plot.add(f.number, f.time, model);
+            if (sampleOutput) sampleOutput->frame(f, model);
         };
     }
     const int status = decodeBatch(files, batch, Reporter(report), in, out, err);

@@ -60,6 +60,12 @@ struct SourceOptions {
     std::ostream* progress = nullptr;  ///< where long clips keep a progress line, if anywhere
 };
 
+/// Frames per second as a ratio, num / den.
+struct FrameRate {
+    std::uint32_t num = 0;
+    std::uint32_t den = 1;
+};
+
 /// One frame, whatever form it came in.
 struct Frame {
     std::string name;                     ///< the input's name; "name:line" under --frame-per-line
@@ -71,6 +77,7 @@ struct Frame {
                                           ///< files: the number in the name
     std::optional<double> time;           ///< presentation time in seconds, where known
     std::optional<std::string> timecode;  ///< source timecode, where known
+    std::optional<FrameRate> editRate;    ///< the container's frame rate, where known
     std::vector<host::St436mPacket> origins;  ///< ST 436M: the packets of `bytes`, in order
 };
 

@@ -74,6 +74,8 @@ std::string unitText(Unit unit, double v) {
             return decimalText(v, 0) + " K";
         case Unit::Density:
             return "ND" + decimalText(v, 2);
+        case Unit::Pixel:
+            return decimalText(v, 0) + " px";
         case Unit::None:
             break;
     }

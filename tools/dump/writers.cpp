@@ -2,6 +2,17 @@
 
 namespace rdd18::dump {
 
+namespace {
+
+// The reports of a run whose output is made elsewhere from the same frames.
+class SilentWriter : public ReportWriter {
+  public:
+    void frame(const FrameReport&) override {}
+    void finish() override {}
+};
+
+}  // namespace
+
 std::unique_ptr<ReportWriter> makeReportWriter(std::ostream& out, const WriteOptions& options,
                                                std::vector<std::string> csvColumns) {
     switch (options.format) {
@@ -15,6 +26,8 @@ std::unique_ptr<ReportWriter> makeReportWriter(std::ostream& out, const WriteOpt
             return tableWriter(out, options.types);
         case Format::Csv:
             return csvWriter(out, std::move(csvColumns));
+        case Format::OpenTrackIO:
+            return std::make_unique<SilentWriter>();
     }
     return nullptr;
 }

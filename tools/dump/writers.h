@@ -12,7 +12,9 @@
 
 namespace rdd18::dump {
 
-enum class Format { Json, JsonLines, Plist, Table, Csv };
+/// OpenTrackIO: one sample a line, written by the sample output (dump/opentrackio_out.h), which
+/// sees each frame; the report writer of this format writes nothing.
+enum class Format { Json, JsonLines, Plist, Table, Csv, OpenTrackIO };
 
 struct WriteOptions {
     Format format = Format::Json;

@@ -36,12 +36,20 @@ constexpr std::array kNumberFields{
     NumberField{"kneePointPercent", &M::kneePointPercent, Unit::Percent},
     NumberField{"dynamicRangePercent", &M::dynamicRangePercent, Unit::Percent},
     NumberField{"ndDensity", &M::ndDensity, Unit::Density},
+    NumberField{"pixelAspectRatio", &M::pixelAspectRatio, Unit::None},
+    NumberField{"activeImageWidthPx", &M::activeImageWidthPx, Unit::Pixel},
+    NumberField{"activeImageHeightPx", &M::activeImageHeightPx, Unit::Pixel},
 };
 
 constexpr std::array kTextFields{
     TextField{"whiteBalanceMode", &M::whiteBalanceMode},
     TextField{"timecode", &M::timecode},
     TextField{"clipName", &M::clipName},
+    TextField{"cameraMake", &M::cameraMake},
+    TextField{"cameraModelName", &M::cameraModelName},
+    TextField{"cameraSerialNumber", &M::cameraSerialNumber},
+    TextField{"cameraFirmwareVersion", &M::cameraFirmwareVersion},
+    TextField{"lensModelName", &M::lensModelName},
 };
 
 }  // namespace

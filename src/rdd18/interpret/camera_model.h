@@ -44,10 +44,19 @@ struct CameraModel {
     std::optional<double> blackLevelPercent;
     std::optional<double> kneePointPercent;
     std::optional<double> dynamicRangePercent;
-    std::optional<double> ndDensity;  ///< optical density of the ND filter
+    std::optional<double> ndDensity;           ///< optical density of the ND filter
+    std::optional<double> pixelAspectRatio;    ///< width over height of a pixel (the squeeze)
+    std::optional<double> activeImageWidthPx;  ///< the recorded part of the sensor, in pixels
+    std::optional<double> activeImageHeightPx;
     // Clip
     std::optional<std::string> timecode;  ///< "HH:MM:SS:FF", "HH:MM:SS;FF" drop frame
     std::optional<std::string> clipName;
+    // Identity
+    std::optional<std::string> cameraMake;
+    std::optional<std::string> cameraModelName;
+    std::optional<std::string> cameraSerialNumber;
+    std::optional<std::string> cameraFirmwareVersion;
+    std::optional<std::string> lensModelName;
 
     friend bool operator==(const CameraModel&, const CameraModel&) = default;
 };
@@ -65,7 +74,8 @@ enum class Unit {
     Second,
     Decibel,
     Kelvin,
-    Density
+    Density,
+    Pixel
 };
 
 /// One number field of the model: its key in the dictionary form (the member's name), the member,

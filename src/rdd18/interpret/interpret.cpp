@@ -237,6 +237,10 @@ std::optional<double> arriShutterAngle(const Value& v) {
     return shutterAngle(arriThousandths(v));
 }
 
+std::optional<double> arriPositiveFloat(const Value& v) {
+    return positive(widenedFloat(v));
+}
+
 std::optional<double> arriFocalLength(const Value& v) {
     if (v.isNumber() && v.number().doubleValue() == kUnsetMillionths) return std::nullopt;
     return metresAsMillimetres(v);
@@ -251,7 +255,17 @@ constexpr std::array kArriRows{
     Row{"shutterAngle", &M::shutterAngleDeg, arriShutterAngle},
     Row{"ASA", &M::iso, arriPositiveWord},
     Row{"whiteBalance", &M::whiteBalanceK, arriPositiveWord},
+    Row{"pixelAspectRatio", &M::pixelAspectRatio, arriPositiveFloat},
+    Row{"activeImageWidth", &M::activeImageWidthPx, arriPositiveWord},
+    Row{"activeImageHeight", &M::activeImageHeightPx, arriPositiveWord},
 };
+
+// The record's text fields that name the camera and the lens.
+constexpr std::array<std::pair<std::string_view, std::optional<std::string> CameraModel::*>, 4>
+    kArriIdentity{{{"cameraModel", &M::cameraModelName},
+                   {"serialNumber", &M::cameraSerialNumber},
+                   {"firmwareVersion", &M::cameraFirmwareVersion},
+                   {"lensModel", &M::lensModelName}}};
 
 std::optional<std::string> nonEmptyText(const Value* v) {
     if (!v || !v->isString() || v->string().empty()) return std::nullopt;
@@ -304,6 +318,10 @@ CameraModel fromArri(const Dictionary& answer) {
     }
     m.timecode = arriTimecode(answer);
     m.clipName = nonEmptyText(answer.find("clipName"));
+    for (const auto& [key, member] : kArriIdentity) m.*member = nonEmptyText(answer.find(key));
+    // The file header record is its camera maker's own format: the answer of a record (which
+    // always has the camera model's key) names the maker.
+    if (answer.find("cameraModel")) m.cameraMake = "ARRI";
     return m;
 }
 

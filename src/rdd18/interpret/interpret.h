@@ -31,7 +31,9 @@ VELMORA_RDD18_EXPORT CameraModel fromRDD18(const Dictionary& answer);
 
 /// The model of an ARRI answer: focal length in mm from the record's metres, focus distance in
 /// metres (an infinite distance leaves the field empty), T-stop, sensor and project frame rates,
-/// shutter angle, ASA as ISO, white balance in kelvin, ND density, clip name and the timecode as
+/// shutter angle, ASA as ISO, white balance in kelvin, ND density, pixel aspect ratio, active
+/// image size in pixels, camera model, serial number and firmware version, lens model (texts
+/// only when not empty), "ARRI" as the camera make of every record, clip name and the timecode as
 /// "HH:MM:SS:FF" ("HH:MM:SS;FF" when the drop-frame flag is set; empty unless all four parts are
 /// in range: hours below 24, minutes and seconds below 60, frames below 100). A word the record
 /// marks unset (all bits set) leaves its field empty; the other fields follow the ranges of the
