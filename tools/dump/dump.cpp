@@ -37,6 +37,7 @@ constexpr const char* kFooter = R"(Examples:
   velmora-dump --units=only -f table --plot lens.svg take3/*.anc   values in units
   velmora-dump -f jsonl clip.mxf               one line per frame of a clip's ST 436M ANC track
   velmora-dump -f csv --frames 0:250 clip.mxf  the first 250 frames as a spreadsheet
+  velmora-dump -f csv --units=only clip.mp4    per-frame lens and camera of an rtmd track
 
 Output: one report per input, in input order, with "file" (the name as given, "-" for
 standard input) and one entry per section: "rdd18" and "arri" (each parser's answer; an
@@ -99,8 +100,10 @@ int runCommand(const std::vector<std::string>& args, std::istream& in, std::ostr
                    "hex words, or 16-bit little-endian values), v210 or uyvy (VANC lines, see "
                    "--width), rfc8331 (an RFC 8331 / ST 2110-40 RTP payload), st436m (ST 436M "
                    "ANC elements back to back, one per frame, as an MXF track's raw values), "
-                   "clip (an MXF file with an ST 436M ANC track; needs libavformat) or auto "
-                   "(clip for names ending in .mxf, else packets)")
+                   "rtmd (rtmd samples back to back, one per frame, as an MP4 rtmd track's raw "
+                   "values), clip (an MXF file with an ST 436M ANC track, or an MP4 or MOV file "
+                   "with an rtmd track; needs libavformat) or auto (clip for names ending in .mxf, "
+                   ".mp4 or .mov or a file that starts as one, else packets)")
         ->transform(CLI::IsMember(inputForms(), CLI::ignore_case))
         ->default_str("auto");
     app.add_option("--width", source.width,
@@ -118,7 +121,8 @@ int runCommand(const std::vector<std::string>& args, std::istream& in, std::ostr
     app.add_option("--flavour,--flavor", flavour,
                    "RDD 18 item set: standard (37 items), sony (standard + 16 Sony items) or "
                    "varicam (standard + 4 clip items); items the flavour doesn't know show as "
-                   "Unknown_0x.._0x.. with their bytes")
+                   "Unknown_0x.._0x.. with their bytes. rtmd samples are read as sony unless "
+                   "given")
         ->transform(CLI::IsMember(flavours, CLI::ignore_case))
         ->default_str("standard");
     app.add_option("--parser", parser, "Parsers to run: rdd18, arri or both, side by side")
@@ -177,6 +181,7 @@ int runCommand(const std::vector<std::string>& args, std::istream& in, std::ostr
 
     // The checks above have turned each choice into its listed spelling.
     report.flavour = *flavourFromName(flavour);
+    if (app.count("--flavour") > 0) report.rtmdFlavour = report.flavour;
     write.format = formats.at(format);
     if (source.framePerLine && formatOption->count() == 0) write.format = Format::JsonLines;
     source.form = inputForms().at(form);

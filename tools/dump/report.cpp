@@ -23,9 +23,20 @@ Dictionary answer(const Parser& parser, const Frame& frame, Dictionary* lines, c
     return d;
 }
 
+// The answer of an rtmd sample's packs, read in place.
+Dictionary rtmdAnswer(const VLRDD18Parser& parser, const Frame& frame, Dictionary* lines) {
+    if (!lines) return parser.parseRtmdSample(frame.bytes);
+    FaultList faults;
+    Dictionary d = parser.parseRtmdSample(frame.bytes, faults);
+    lines->set("rdd18", faultLines(faults.faults()));
+    lines->set("arri", Array());
+    return d;
+}
+
 }  // namespace
 
-Reporter::Reporter(const ReportOptions& options) : options_(options), rdd18_(options.flavour) {}
+Reporter::Reporter(const ReportOptions& options)
+    : options_(options), rdd18_(options.flavour), rtmd_(options.rtmdFlavour) {}
 
 FrameReport Reporter::report(const Frame& frame) const {
     FrameReport r{frame.name, {}};
@@ -35,8 +46,11 @@ FrameReport Reporter::report(const Frame& frame) const {
     Dictionary faults;
     Dictionary* lines = options_.explain ? &faults : nullptr;
     std::optional<Dictionary> rdd18, arri;
-    if (options_.rdd18) rdd18 = answer(rdd18_, frame, lines, "rdd18");
-    if (options_.arri) arri = answer(arri_, frame, lines, "arri");
+    const bool sample = frame.form == InputForm::Rtmd;
+    if (options_.rdd18) {
+        rdd18 = sample ? rtmdAnswer(rtmd_, frame, lines) : answer(rdd18_, frame, lines, "rdd18");
+    }
+    if (options_.arri) arri = sample ? Dictionary() : answer(arri_, frame, lines, "arri");
     if (options_.camera) r.camera = frameModel(rdd18, arri);
     std::optional<Dictionary> units;
     if (options_.units != UnitsView::Off) units = unitsSection(rdd18, arri);
@@ -44,16 +58,18 @@ FrameReport Reporter::report(const Frame& frame) const {
     if (rdd18 && raw) r.sections.push_back({"rdd18", std::move(*rdd18)});
     if (arri && raw) r.sections.push_back({"arri", std::move(*arri)});
     if (units) r.sections.push_back({kUnitsSection, std::move(*units)});
-    if (options_.packets)
+    if (options_.packets) {
         r.sections.push_back(
-            {kPacketsSection, packetList(frame.bytes, frame.flags, frame.origins)});
+            {kPacketsSection,
+             sample ? Array() : packetList(frame.bytes, frame.flags, frame.origins)});
+    }
     if (!options_.explain) return r;
     // What the input's conversion dropped: an element's packets beside the parsers' faults, a
     // host form's in a section of its own.
     const bool element = frame.form == InputForm::St436m;
     if (element) faults.set("st436m", faultLines(frame.faults));
     r.sections.push_back({"faults", std::move(faults)});
-    if (!element && frame.form != InputForm::Packets)
+    if (!element && !sample && frame.form != InputForm::Packets)
         r.sections.push_back({"input", faultLines(frame.faults)});
     return r;
 }
