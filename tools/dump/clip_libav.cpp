@@ -106,8 +106,10 @@ void readRtmdTrack(AVFormatContext& clip, AVStream& rtmd, const std::string& pat
         if (range.contains(frame)) {
             Frame f =
                 rtmdFrame(path, frame, {packet->data, static_cast<std::size_t>(packet->size)});
+            // One division, so that a time of whole ticks is the nearest double to its value.
             if (packet->pts != AV_NOPTS_VALUE)
-                f.time = av_q2d(rtmd.time_base) * static_cast<double>(packet->pts);
+                f.time = static_cast<double>(packet->pts * rtmd.time_base.num) /
+                         static_cast<double>(rtmd.time_base.den);
             if (!f.timecode && hasStart) {
                 char text[AV_TIMECODE_STR_SIZE];
                 f.timecode = av_timecode_make_string(&start, text, static_cast<int>(frame));

@@ -139,13 +139,13 @@ rdd18::Dictionary VLRDD18Parser::parseData(rdd18::AncillaryDataReader& packets,
 
 rdd18::Dictionary VLRDD18Parser::parseRtmdSample(std::span<const unsigned char> sample) const {
     const RtmdSample framed = readRtmdSample(sample);
-    RDD18BufferReader stream(framed.packs.data(), framed.packs.size());
+    RtmdPackReader stream(framed.packs);
     return _builder(*_factory, stream, nullptr);
 }
 
 rdd18::Dictionary VLRDD18Parser::parseRtmdSample(std::span<const unsigned char> sample,
                                                  rdd18::FaultSink& faults) const {
     const RtmdSample framed = readRtmdSample(sample, &faults);
-    RDD18BufferReader stream(framed.packs.data(), framed.packs.size());
+    RtmdPackReader stream(framed.packs);
     return _builder(*_factory, stream, &faults);
 }

@@ -86,4 +86,22 @@ RtmdSample readRtmdSample(std::span<const unsigned char> sample, FaultSink* faul
     return framed;
 }
 
+unsigned long RtmdPackReader::read(unsigned char* buffer, unsigned long count) {
+    const std::size_t n = std::min<std::size_t>(count, packs_.size() - offset_);
+    if (n) std::memcpy(buffer, packs_.data() + offset_, n);
+    offset_ += n;
+    if (n == count)
+        position_ += static_cast<unsigned long>(n);
+    else
+        offset_ = packs_.size();
+    return static_cast<unsigned long>(n);
+}
+
+unsigned long RtmdPackReader::skip(unsigned long count) {
+    const std::size_t n = std::min<std::size_t>(count, packs_.size() - offset_);
+    offset_ += n;
+    position_ += static_cast<unsigned long>(n);
+    return static_cast<unsigned long>(n);
+}
+
 }  // namespace rdd18

@@ -11,6 +11,7 @@
 
 #include "rdd18/export.h"
 #include "rdd18/transport/fault.h"
+#include "rdd18/transport/rdd18_stream_reader.h"
 
 namespace rdd18 {
 
@@ -50,5 +51,25 @@ inline constexpr std::size_t kRtmdHeaderSize = 0x1C;
 /// 24, 60, 60 and 60 and whose drop-frame byte is 0 or 1. Never reads outside `sample`.
 VELMORA_RDD18_EXPORT RtmdSample readRtmdSample(std::span<const unsigned char> sample,
                                                FaultSink* faults = nullptr);
+
+/// A sample's packs as the RDD 18 stream the item walk reads, read as the stream joined from ANC
+/// packets that carry the same bytes: a read that comes up short delivers what there was and ends
+/// the stream, but leaves `position()`, so a cut pack is answered as a cut packet stream is.
+/// `resynchronize` does nothing: a sample has no packets whose rest could be given up.
+class VELMORA_RDD18_EXPORT RtmdPackReader final : public virtual RDD18StreamReader {
+  public:
+    explicit RtmdPackReader(std::span<const unsigned char> packs) noexcept : packs_(packs) {}
+
+    unsigned long read(unsigned char* buffer, unsigned long count) override;
+    unsigned long position() override { return position_; }
+    unsigned long skip(unsigned long count) override;
+    bool isAtEnd() override { return offset_ >= packs_.size(); }
+    void resynchronize() override {}
+
+  private:
+    std::span<const unsigned char> packs_;
+    std::size_t offset_ = 0;      // the next byte to deliver
+    unsigned long position_ = 0;  // what `position` reports
+};
 
 }  // namespace rdd18
