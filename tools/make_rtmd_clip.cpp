@@ -5,8 +5,8 @@
 //
 // Frames come in fives (FRAMES, 5 by default): the packs of the flagged packet buffer SONY.anc,
 // then four frames of a lens pack and a camera pack whose iris, focus, focal length, shutter,
-// gain, ISO, white balance and date change from frame to frame. Every header carries the
-// timecode from 10:00:00:00 at 25 frames a second, but the fourth of each five, whose timecode
+// gain, ISO, white balance, date and GPS position change from frame to frame. Every header carries
+// the timecode from 10:00:00:00 at 25 frames a second, but the fourth of each five, whose timecode
 // bytes are 0xFF (no timecode).
 #include <charconv>
 #include <cmath>
@@ -41,18 +41,26 @@ unsigned char bcd(unsigned v) {
 }
 
 // Frame `k` (1-4) of a five: F2.8 to F8, focus 1 m to 4 m, 24 mm to 96 mm, 1/50 s to 1/200 s,
-// gain 0 to 9 dB, ISO 800 to 6400, daylight or cloudy, one second apart.
+// gain 0 to 9 dB, ISO 800 to 6400, daylight or cloudy, one second apart, a tenth of a second of
+// longitude apart.
 Bytes changingPacks(unsigned k) {
     const double f = std::pow(std::sqrt(2.0), k + 2);  // 2.8, 4, 5.6, 8
     const auto iris = static_cast<std::uint16_t>(std::lround(65536 * (1 - std::log2(f) / 8)));
     const Bytes lens = rdd18Item(0x80, 0x00, be16(iris)) +
                        rdd18Item(0x80, 0x01, halfFloatLensSerial(0xF, 10 * k)) +
                        rdd18Item(0x80, 0x05, halfFloatLensSerial(0xD, 24 * k));
-    const Bytes camera = rdd18Item(0x81, 0x09, rationalPayload(1, 50 * k)) +
-                         rdd18Item(0x81, 0x0A, be16(static_cast<std::uint16_t>(300 * (k - 1)))) +
-                         rdd18Item(0x81, 0x0B, be16(static_cast<std::uint16_t>(800 << (k - 1)))) +
-                         rdd18Item(0xE3, 0x03, {static_cast<unsigned char>(k % 2 ? 4 : 5)}) +
-                         rdd18Item(0xE3, 0x04, {0x00, 0x20, 0x26, 0x11, 0x25, 0x10, 0x00, bcd(k)});
+    const Bytes camera =
+        rdd18Item(0x81, 0x09, rationalPayload(1, 50 * k)) +
+        rdd18Item(0x81, 0x0A, be16(static_cast<std::uint16_t>(300 * (k - 1)))) +
+        rdd18Item(0x81, 0x0B, be16(static_cast<std::uint16_t>(800 << (k - 1)))) +
+        rdd18Item(0xE3, 0x03, {static_cast<unsigned char>(k % 2 ? 4 : 5)}) +
+        rdd18Item(0xE3, 0x04, {0x00, 0x20, 0x26, 0x11, 0x25, 0x10, 0x00, bcd(k)}) +
+        rdd18Item(0x85, 0x01, text({"N", 2})) +  // 48 deg 51' 29.5" N, 2 deg 17' 40.3" E on
+        rdd18Item(0x85, 0x02,
+                  rationalPayload(48, 1) + rationalPayload(51, 1) + rationalPayload(295, 10)) +
+        rdd18Item(0x85, 0x03, text({"E", 2})) +
+        rdd18Item(0x85, 0x04,
+                  rationalPayload(2, 1) + rationalPayload(17, 1) + rationalPayload(402 + k, 10));
     auto cameraKey = rdd18PackKey();
     cameraKey[12] = 0x02;  // the camera pack
     return rdd18Pack(lens) + rdd18Pack(camera, cameraKey);

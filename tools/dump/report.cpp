@@ -61,7 +61,7 @@ FrameReport Reporter::report(const Frame& frame) const {
     if (options_.packets) {
         r.sections.push_back(
             {kPacketsSection,
-             sample ? Array() : packetList(frame.bytes, frame.flags, frame.origins)});
+             sample ? packList(frame.bytes) : packetList(frame.bytes, frame.flags, frame.origins)});
     }
     if (!options_.explain) return r;
     // What the input's conversion dropped: an element's packets beside the parsers' faults, a

@@ -55,8 +55,8 @@ class Reporter {
     /// another form (words10, v210, uyvy, rfc8331) gets "input", what the conversion dropped.
     /// The packet walk of an element's frame adds where each packet was stored. An rtmd sample's
     /// packs are read in place, with the rtmd flavour; it holds no ARRI metadata and no packets,
-    /// so its "arri" is empty, its packet walk lists nothing, and its framing faults stand
-    /// under "rdd18" before those of the item walk.
+    /// so its "arri" is empty, its packet walk lists its packs (see `packList`), and its framing
+    /// faults stand under "rdd18" before those of the item walk.
     FrameReport report(const Frame& frame) const;
 
   private:

@@ -74,6 +74,8 @@ std::string unitText(Unit unit, double v) {
             return decimalText(v, 0) + " K";
         case Unit::Density:
             return "ND" + decimalText(v, 2);
+        case Unit::Coordinate:  // 0.000001 degree is about 0.1 m
+            return decimalText(v, 6) + " deg";
         case Unit::None:
             break;
     }

@@ -36,12 +36,16 @@ constexpr std::array kNumberFields{
     NumberField{"kneePointPercent", &M::kneePointPercent, Unit::Percent},
     NumberField{"dynamicRangePercent", &M::dynamicRangePercent, Unit::Percent},
     NumberField{"ndDensity", &M::ndDensity, Unit::Density},
+    NumberField{"sonyGpsLatitudeDeg", &M::sonyGpsLatitudeDeg, Unit::Coordinate},
+    NumberField{"sonyGpsLongitudeDeg", &M::sonyGpsLongitudeDeg, Unit::Coordinate},
 };
 
 constexpr std::array kTextFields{
     TextField{"whiteBalanceMode", &M::whiteBalanceMode},
     TextField{"timecode", &M::timecode},
     TextField{"clipName", &M::clipName},
+    TextField{"sonyWhiteBalance", &M::sonyWhiteBalance},
+    TextField{"sonyDateTime", &M::sonyDateTime},
 };
 
 }  // namespace

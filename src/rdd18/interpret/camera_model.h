@@ -48,6 +48,11 @@ struct CameraModel {
     // Clip
     std::optional<std::string> timecode;  ///< "HH:MM:SS:FF", "HH:MM:SS;FF" drop frame
     std::optional<std::string> clipName;
+    // Sony's own items of an rtmd track, by the layout a peer reader publishes for them
+    std::optional<std::string> sonyWhiteBalance;  ///< "incandescent", "daylight", "cloudy", ...
+    std::optional<std::string> sonyDateTime;      ///< "YYYY-MM-DD hh:mm:ss"
+    std::optional<double> sonyGpsLatitudeDeg;     ///< north positive
+    std::optional<double> sonyGpsLongitudeDeg;    ///< east positive
 
     friend bool operator==(const CameraModel&, const CameraModel&) = default;
 };
@@ -65,7 +70,8 @@ enum class Unit {
     Second,
     Decibel,
     Kelvin,
-    Density
+    Density,
+    Coordinate  ///< degrees of latitude or longitude
 };
 
 /// One number field of the model: its key in the dictionary form (the member's name), the member,
