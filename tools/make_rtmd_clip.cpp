@@ -18,23 +18,13 @@
 #include "frame_builder.h"
 #include "iso_bmff_writer.h"
 #include "rdd18/host/packet.h"
+#include "rdd18/transport/rtmd_sample.h"
 
 namespace {
 
 using namespace rdd18::testsupport;
 
 constexpr std::size_t kSampleUnit = 512;
-
-// The RDD 18 stream of a flagged packet buffer: its DID 0x43 / SDID 0x05 payloads without their
-// sequence numbers.
-Bytes streamOf(const Bytes& buffer) {
-    Bytes stream;
-    for (const rdd18::host::Packet& p : rdd18::host::packetsFromAncillaryBuffer(buffer, true)) {
-        if (p.did == 0x43 && p.sdid == 0x05 && !p.udw.empty())
-            stream.insert(stream.end(), p.udw.begin() + 1, p.udw.end());
-    }
-    return stream;
-}
 
 unsigned char bcd(unsigned v) {
     return static_cast<unsigned char>(v / 10 << 4 | v % 10);
@@ -68,16 +58,14 @@ Bytes changingPacks(unsigned k) {
 
 Bytes sample(std::size_t frame, const Bytes& sonyStream) {
     const auto k = static_cast<unsigned>(frame % 5);
-    std::optional<std::array<std::uint8_t, 5>> timecode;
+    std::optional<rdd18::RtmdTimecode> timecode;
     if (k != 3) {
         const auto s = frame / 25;
-        timecode = {{static_cast<std::uint8_t>(10 + s / 3600 % 14),
-                     static_cast<std::uint8_t>(s / 60 % 60), static_cast<std::uint8_t>(s % 60), 0,
-                     static_cast<std::uint8_t>(frame % 25)}};
+        timecode = {static_cast<std::uint8_t>(10 + s / 3600 % 14),
+                    static_cast<std::uint8_t>(s / 60 % 60), static_cast<std::uint8_t>(s % 60),
+                    static_cast<std::uint8_t>(frame % 25), false};
     }
-    Bytes bytes = rtmdHeader(timecode) + (k == 0 ? sonyStream : changingPacks(k));
-    bytes.resize((bytes.size() + kSampleUnit - 1) / kSampleUnit * kSampleUnit, 0);
-    return bytes;
+    return rdd18::writeRtmdSample(k == 0 ? sonyStream : changingPacks(k), timecode, kSampleUnit);
 }
 
 }  // namespace
@@ -90,7 +78,8 @@ int main(int argc, char** argv) {
         std::cerr << "usage: make-rtmd-clip OUT.mp4 SONY.anc [FRAMES]\n";
         return 2;
     }
-    const Bytes sony = streamOf(fileBytes(argv[2]));
+    const Bytes sony =
+        rdd18::host::rdd18Stream(rdd18::host::packetsFromAncillaryBuffer(fileBytes(argv[2]), true));
     if (sony.empty()) {
         std::cerr << "make-rtmd-clip: " << argv[2] << ": no RDD 18 packets\n";
         return 1;

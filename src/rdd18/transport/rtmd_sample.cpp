@@ -86,6 +86,20 @@ RtmdSample readRtmdSample(std::span<const unsigned char> sample, FaultSink* faul
     return framed;
 }
 
+std::vector<unsigned char> writeRtmdSample(std::span<const unsigned char> packs,
+                                           std::optional<RtmdTimecode> timecode, std::size_t unit) {
+    std::vector<unsigned char> sample(kRtmdHeaderSize, 0);
+    sample[1] = kRtmdHeaderSize;
+    const RtmdTimecode tc = timecode.value_or(RtmdTimecode{0xFF, 0xFF, 0xFF, 0xFF, false});
+    const unsigned char bytes[] = {tc.hours, tc.minutes, tc.seconds,
+                                   static_cast<unsigned char>(timecode ? tc.dropFrame : 0xFF),
+                                   tc.frames};
+    std::copy(std::begin(bytes), std::end(bytes), sample.begin() + kTimecodeAt);
+    sample.insert(sample.end(), packs.begin(), packs.end());
+    if (unit > 0) sample.resize((sample.size() + unit - 1) / unit * unit, 0);
+    return sample;
+}
+
 unsigned long RtmdPackReader::read(unsigned char* buffer, unsigned long count) {
     const std::size_t n = std::min<std::size_t>(count, packs_.size() - offset_);
     if (n) std::memcpy(buffer, packs_.data() + offset_, n);

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <vector>
 
 #include "rdd18/export.h"
 #include "rdd18/transport/fault.h"
@@ -51,6 +52,14 @@ inline constexpr std::size_t kRtmdHeaderSize = 0x1C;
 /// 24, 60, 60 and 60 and whose drop-frame byte is 0 or 1. Never reads outside `sample`.
 VELMORA_RDD18_EXPORT RtmdSample readRtmdSample(std::span<const unsigned char> sample,
                                                FaultSink* faults = nullptr);
+
+/// The sample of `packs` (an RDD 18 stream, e.g. as `host::rdd18Stream` joins it from packets):
+/// the 0x1C-byte header, whose timecode bytes are those of `timecode` (each 0xFF without one, so
+/// that no reader takes them for a timecode) and whose other bytes are 0, then the packs, then
+/// zero bytes up to a multiple of `unit` bytes (none for 0).
+VELMORA_RDD18_EXPORT std::vector<unsigned char> writeRtmdSample(
+    std::span<const unsigned char> packs, std::optional<RtmdTimecode> timecode,
+    std::size_t unit = 0);
 
 /// A sample's packs as the RDD 18 stream the item walk reads, read as the stream joined from ANC
 /// packets that carry the same bytes: a read that comes up short delivers what there was and ends
