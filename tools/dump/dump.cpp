@@ -28,7 +28,8 @@ constexpr const char* kDescription =
     "one frame's ancillary packets (DID, SDID, DC, payload, checksum), in 8-bit bytes, each\n"
     "packet preceded by the 3-byte flag 00 FF FF or 04 FB FB unless --no-flags is given.\n"
     "Clips give one answer per frame: MXF files of an ST 436M ANC track, MP4 and MOV files of\n"
-    "an rtmd metadata track (the packs of each sample, read as Sony items unless --flavour says).\n";
+    "an rtmd metadata track (the packs of each sample, read as Sony items unless --flavour "
+    "says).\n";
 
 constexpr const char* kFooter = R"(Examples:
   velmora-dump frame.anc                       both parsers, JSON

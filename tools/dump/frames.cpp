@@ -23,7 +23,8 @@ std::optional<std::int64_t> number(std::string_view text) {
 }
 
 // A clip by its name (.mxf, .mp4, .mov in any case), or, for a file whose name says nothing, by
-// its first bytes: an MXF partition pack key, or an ISO BMFF box type at 4.
+// its first bytes: the start of an MXF partition pack key (11 bytes, an RDD 18 pack key differs
+// from the fifth on), or an ISO BMFF box type at 4.
 bool looksLikeClip(const std::string& name) {
     if (name == "-") return false;
     std::string ext = name.size() < 4 ? "" : name.substr(name.size() - 4);
@@ -33,8 +34,8 @@ bool looksLikeClip(const std::string& name) {
     char head[12] = {};
     if (!file.read(head, sizeof head)) return false;
     const std::string_view box(head + 4, 4);
-    return std::string_view(head, 4) == "\x06\x0e\x2b\x34" || box == "ftyp" || box == "moov" ||
-           box == "mdat" || box == "wide" || box == "free";
+    return std::string_view(head, 11) == "\x06\x0e\x2b\x34\x02\x05\x01\x01\x0d\x01\x02" ||
+           box == "ftyp" || box == "moov" || box == "mdat" || box == "wide" || box == "free";
 }
 
 // --- Forms of one frame per input (or per line of hex text) ------------------------------------
