@@ -8,7 +8,7 @@ namespace rdd18::testsupport {
 
 namespace {
 
-constexpr std::uint32_t kSide = 8, kPictureSize = kSide * kSide * 3;
+constexpr std::uint32_t kSide = 16, kPictureSize = kSide * kSide * 3;
 constexpr std::uint32_t kTimescale = 25000, kFrameTicks = 1000;
 
 Bytes box(std::string_view type, const Bytes& payload, std::optional<std::uint32_t> flags = {}) {

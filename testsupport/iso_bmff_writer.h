@@ -1,4 +1,4 @@
-// Small MP4 files: 8x8 raw RGB pictures and an rtmd track (hdlr `meta`, nmhd, stsd entry `rtmd`)
+// Small MP4 files: 16x16 raw RGB pictures and an rtmd track (hdlr `meta`, nmhd, stsd entry `rtmd`)
 // of one sample per picture, each a chunk (stts, stsc, stsz, stco), in one mdat behind the moov.
 #pragma once
 
