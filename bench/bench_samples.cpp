@@ -9,6 +9,7 @@
 
 #include "bench_support.h"
 #include "rdd18/arri/VLArriANCParser.h"
+#include "rdd18/host/packet.h"
 #include "rdd18/output/VLRDD18Parser.h"
 
 namespace velmora::bench {
@@ -49,6 +50,37 @@ void BM_SampleArriParse(benchmark::State& state) {
     parseSample(state, VLArriANCParser(), "arri.anc");
 }
 BENCHMARK(BM_SampleArriParse)->Name("BM_SampleParse/arri.anc");
+
+// The packs of sony.anc as an rtmd sample (header, packs, padding to 512 bytes) beside the same
+// packs in their ANC packets: reading a sample in place should cost no more than the packets.
+void BM_SampleRtmdParse(benchmark::State& state) {
+    const VLRDD18Parser parser(rdd18::Flavour::Sony);
+    const auto packets = rdd18::host::packetsFromAncillaryBuffer(sampleBytes("sony.anc"), true);
+    const auto sample =
+        rdd18::writeRtmdSample(rdd18::host::rdd18Stream(packets), std::nullopt, 512);
+    if (parser.parseRtmdSample(sample).empty()) {
+        state.SkipWithError("the sample is missing or gives an empty answer");
+        return;
+    }
+    AllocationTally allocations;
+    for (auto _ : state) {
+        allocations.begin();
+        {
+            rdd18::Dictionary answer = parser.parseRtmdSample(sample);
+            benchmark::DoNotOptimize(answer);
+        }
+        allocations.end();
+    }
+    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * sample.size()));
+    allocations.report(state);
+}
+BENCHMARK(BM_SampleRtmdParse)->Name("BM_SampleParse/sony.anc as an rtmd sample");
+
+void BM_SampleSonyParse(benchmark::State& state) {
+    const VLRDD18Parser parser(rdd18::Flavour::Sony);
+    parseSample(state, parser, "sony.anc");
+}
+BENCHMARK(BM_SampleSonyParse)->Name("BM_SampleParse/sony.anc");
 
 }  // namespace
 }  // namespace velmora::bench

@@ -382,6 +382,10 @@ int main(int argc, char** argv) {
         std::vector<Seed> streams = rdd18Streams();
         streams.insert(streams.end(), samples.begin(), samples.end());
         write(out / "rdd18_items", streams);
+        // An rtmd sample's packs are a stream; the last byte counts the zeros of its padding.
+        std::vector<Seed> samplePacks = rdd18Streams();
+        for (Seed& s : samplePacks) s.bytes.push_back(0x40);
+        write(out / "rtmd_sample", samplePacks);
         std::vector<Seed> packets = rdd18Frames();
         packets.insert(packets.end(), arri.begin(), arri.end());
         write(out / "packets", packets);

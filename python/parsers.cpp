@@ -1,6 +1,6 @@
-// parse_rdd18, parse_arri and translate_file_header. Each borrows the caller's bytes, parses with
-// the GIL released (the parsers keep nothing of a parse, so threads run them at once) and builds
-// the Python answer after taking the GIL back.
+// parse_rdd18, parse_rtmd_sample, parse_arri and translate_file_header. Each borrows the caller's
+// bytes, parses with the GIL released (the parsers keep nothing of a parse, so threads run them at
+// once) and builds the Python answer after taking the GIL back.
 #include <pybind11/pybind11.h>
 
 #include <cstdint>
@@ -28,6 +28,17 @@ const VLRDD18Parser& parserOfType(std::int32_t type) {
 
 py::object parseRDD18(const py::buffer& data, const py::str& flavour, bool flags, bool kinds) {
     return answerToPython(rdd18Answer(data, flavour, flags), kinds);
+}
+
+py::object parseRtmdSample(const py::buffer& data, const py::str& flavour, bool kinds) {
+    const VLRDD18Parser& parser = rdd18Parser(flavour);
+    const ByteInput input(data);
+    rdd18::Dictionary answer;
+    {
+        py::gil_scoped_release unlocked;
+        answer = parser.parseRtmdSample(input.bytes());
+    }
+    return answerToPython(answer, kinds);
 }
 
 py::object parseArri(const py::buffer& data, bool flags, bool kinds) {
@@ -85,6 +96,15 @@ data: the packets in 8-bit bytes, any bytes-like object. flavour: 'standard', 's
 ancillary data flag. Returns a dict of item name to value; an item of a tag the flavour doesn't
 know is bytes under 'Unknown_0x%02x_0x%02x'. A frame that can't be read gives {}: the parse is all
 or nothing. With kinds=True returns (values, kinds).)");
+    m.def("parse_rtmd_sample", &parseRtmdSample, "data"_a, "flavour"_a = "sony", py::kw_only(),
+          py::arg("kinds").noconvert() = false,
+          R"(Parses one sample of an MP4/MOV rtmd track: a header (its length the big-endian 16-bit
+value at 0), RDD 18 packs, zero padding.
+
+The packs answer as the same packs in ANC packets do under parse_rdd18; flavour as there, 'sony'
+by default (the cameras that write the track put Sony items among the standard ones). A header
+that can't be framed, or a sample of padding only, gives {}. With kinds=True returns
+(values, kinds).)");
     m.def("parse_arri", &parseArri, "data"_a, py::arg("flags").noconvert() = true, py::kw_only(),
           py::arg("kinds").noconvert() = false,
           R"(Parses the ARRI file header metadata of one frame's ancillary packets.

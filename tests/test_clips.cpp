@@ -6,12 +6,14 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <regex>
 #include <sstream>
 
 #include "dump/dump.h"
 #include "frame_builder.h"
+#include "iso_bmff_writer.h"
 #include "rdd18/host/st436m.h"
 
 namespace fs = std::filesystem;
@@ -170,6 +172,59 @@ TEST(Clips, SampleClipMatchesGoldenFilesAndItsSources) {
     EXPECT_EQ(bad.err.rfind("velmora-dump: camera.csv: ", 0), 0u) << bad.err;
     EXPECT_EQ(lines(bad.out).size(), 5u);
 }
+
+// rtmd samples of the packs of bundled frames answer as those frames (Sony flavour by default), in
+// an MP4 and back to back; an MP4 without the track fails alone, cut it answers up to the cut.
+TEST(Clips, Mp4RtmdTrackAnswersAsTheSamePacksInAncPackets) {
+    using namespace rdd18::testsupport;
+    const char* const frames[] = {"sony.anc", "standard.anc", "mixed.anc"};
+    Mp4Clip clip, none{{}, 3, false}, empty{{}, 3, true};
+    Bytes run;
+    for (std::uint8_t i = 0; i < 3; ++i) {
+        const auto packets =
+            host::packetsFromAncillaryBuffer(fileBytes(kSamples / frames[i]), true);
+        clip.samples.push_back(rdd18::writeRtmdSample(host::rdd18Stream(packets),
+                                                      rdd18::RtmdTimecode{1, 2, 3, i, false}) +
+                               Bytes(17 * i, 0));
+        run = run + clip.samples.back();
+    }
+    const fs::path dir = fs::temp_directory_path();
+    const Bytes file = mp4Clip(clip);
+    const std::map<std::string, Bytes> files{{"velmora.mp4", file},
+                                             {"velmora-cut", Bytes(file.begin(), file.end() - 100)},
+                                             {"velmora.rtmd", run},
+                                             {"velmora-none.mp4", mp4Clip(none)},
+                                             {"velmora-empty.mp4", mp4Clip(empty)}};
+    for (const auto& [name, bytes] : files)
+        std::ofstream(dir / name, std::ios::binary)
+            .write(reinterpret_cast<const char*>(bytes.data()),
+                   static_cast<std::streamsize>(bytes.size()));
+    const auto path = [&](const char* name) { return (dir / name).string(); };
+    const ToolRun whole = tool({"-f", "jsonl", path("velmora.mp4"), path("velmora-empty.mp4")});
+    const ToolRun samples = tool({"--input", "rtmd", "-f", "jsonl", path("velmora.rtmd")});
+    const ToolRun cut = tool({"-f", "jsonl", path("velmora-cut")});
+    const ToolRun bad =
+        tool({"-f", "jsonl", path("velmora-none.mp4"), path("velmora.mp4"), path("velmora.rtmd")});
+    ASSERT_EQ(whole.status, 0) << whole.err;
+    const auto got = lines(whole.out), extracted = lines(samples.out), before = lines(cut.out);
+    for (const auto* frames : {&got, &extracted, &before}) ASSERT_EQ(frames->size(), 3u);
+    for (std::size_t i = 0; i < 3; ++i) {
+        EXPECT_EQ(got[i].at("rdd18"), answerOf(frames[i]).at("rdd18")) << i;
+        EXPECT_EQ(got[i].at("timecode"), "01:02:03:0" + std::to_string(i));
+        EXPECT_EQ(got[i].at("time"), 0.04 * static_cast<double>(i));
+        EXPECT_EQ(extracted[i].at("rdd18"), got[i].at("rdd18"));
+        EXPECT_EQ(before[i].at("rdd18"), i < 2 ? got[i].at("rdd18") : json::object());  // cut
+    }
+    EXPECT_EQ(bad.status, 1);
+    EXPECT_EQ(bad.err,
+              "velmora-dump: " + path("velmora-none.mp4") +
+                  ": the file has no rtmd metadata track\nvelmora-dump: " + path("velmora.rtmd") +
+                  ": no RDD 18 or ARRI packet found; it looks like rtmd samples (an MP4 "
+                  "rtmd track's raw values): try --input rtmd\n");
+    EXPECT_EQ(lines(bad.out).size(), 4u);
+    for (const auto& f : files) fs::remove(dir / f.first);
+}
+
 #endif
 
 }  // namespace

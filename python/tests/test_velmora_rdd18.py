@@ -129,6 +129,23 @@ def test_translate_file_header_gives_the_frames_answer():
     assert len(v.translate_file_header(memoryview(bytearray(record)))) >= 54
 
 
+def test_rtmd_sample_answers_as_its_packs_in_packets():
+    frame = (SAMPLES / "sony.anc").read_bytes()
+    packs, i = b"", 0
+    while i + 6 <= len(frame):  # flag, DID, SDID, DC; RDD 18 payloads: sequence number, bytes
+        dc = frame[i + 5]
+        if frame[i + 3:i + 5] == b"\x43\x05":
+            packs += frame[i + 7:i + 6 + dc]
+        i += 6 + dc + 1
+    header = b"\x00\x1c" + bytes(26)
+    sample = header + packs + bytes(100)
+    assert v.parse_rtmd_sample(sample, kinds=True) == v.parse_rdd18(frame, "sony", kinds=True)
+    assert len(v.parse_rtmd_sample(sample)) == 53
+    assert v.parse_rtmd_sample(sample, "standard") == v.parse_rdd18(frame)
+    assert v.parse_rtmd_sample(header + packs[:-1]) == {}  # cut inside a pack, as in packets
+    assert v.parse_rtmd_sample(b"\x00\x40" + packs[:10]) == {}
+
+
 @pytest.mark.parametrize("data", [
     bytearray(STANDARD),
     memoryview(STANDARD),

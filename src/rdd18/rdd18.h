@@ -15,4 +15,5 @@
 #include "rdd18/output/VLRDD18Parser.h"
 #include "rdd18/platform/value.h"
 #include "rdd18/transport/fault.h"
+#include "rdd18/transport/rtmd_sample.h"
 #include "rdd18/version.h"

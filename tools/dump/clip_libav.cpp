@@ -1,6 +1,7 @@
 // Clips through FFmpeg's libavformat. Its MXF demuxer presents an ST 436M ANC track as a data
 // stream (codec id none) with the metadata data_type=vbi_vanc_smpte_436M, one packet per frame
-// holding the raw element value; the track's time base is the edit rate.
+// holding the raw element value; the track's time base is the edit rate. Its MP4/MOV demuxer
+// presents an rtmd track as a data stream whose codec tag is `rtmd`, one packet per sample.
 
 #include <memory>
 
@@ -67,6 +68,58 @@ class Progress {
     std::int64_t total_;
 };
 
+AVStream* rtmdTrack(AVFormatContext& clip) {
+    for (unsigned i = 0; i < clip.nb_streams; ++i) {
+        AVStream* s = clip.streams[i];
+        if (s->codecpar->codec_type == AVMEDIA_TYPE_DATA &&
+            s->codecpar->codec_tag == MKTAG('r', 't', 'm', 'd'))
+            return s;
+    }
+    return nullptr;
+}
+
+// One frame per sample of the rtmd track. The frame rate, for a timecode counted on from the
+// start, is the pictures' where there are some, else the samples'.
+void readRtmdTrack(AVFormatContext& clip, AVStream& rtmd, const std::string& path,
+                   const FrameRange& range, const FrameVisitor& visit, std::ostream* progress) {
+    const int v = av_find_best_stream(&clip, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+    AVRational rate = v >= 0 ? clip.streams[v]->avg_frame_rate : AVRational{0, 1};
+    if (rate.num <= 0 || rate.den <= 0) rate = rtmd.avg_frame_rate;
+    for (unsigned i = 0; i < clip.nb_streams; ++i) {
+        if (clip.streams[i] != &rtmd) clip.streams[i]->discard = AVDISCARD_ALL;
+    }
+    AVTimecode start{};
+    const char* tcText = startTimecode(clip);
+    const bool hasStart = tcText && rate.num > 0 && rate.den > 0 &&
+                          av_timecode_init_from_string(&start, rate, tcText, nullptr) == 0;
+    Progress bar(progress, path, rtmd.nb_frames > 0 ? rtmd.nb_frames : -1);
+    const std::unique_ptr<AVPacket, PacketFreer> packet(av_packet_alloc());
+    for (std::int64_t frame = 0; frame < range.last; av_packet_unref(packet.get())) {
+        const int e = av_read_frame(&clip, packet.get());
+        if (e == AVERROR_EOF) break;
+        if (e < 0) {
+            throw InputError(path + ": cannot read sample " + std::to_string(frame) + ": " +
+                             errorText(e));
+        }
+        if (packet->stream_index != rtmd.index) continue;
+        bar.at(frame);
+        if (range.contains(frame)) {
+            Frame f =
+                rtmdFrame(path, frame, {packet->data, static_cast<std::size_t>(packet->size)});
+            // One division, so that a time of whole ticks is the nearest double to its value.
+            if (packet->pts != AV_NOPTS_VALUE)
+                f.time = static_cast<double>(packet->pts * rtmd.time_base.num) /
+                         static_cast<double>(rtmd.time_base.den);
+            if (!f.timecode && hasStart) {
+                char text[AV_TIMECODE_STR_SIZE];
+                f.timecode = av_timecode_make_string(&start, text, static_cast<int>(frame));
+            }
+            visit(f);
+        }
+        ++frame;
+    }
+}
+
 }  // namespace
 
 void readClip(const std::string& path, const FrameRange& range, const FrameVisitor& visit,
@@ -77,6 +130,10 @@ void readClip(const std::string& path, const FrameRange& range, const FrameVisit
         throw InputError(path + ": cannot open as a clip: " + errorText(e));
     }
     const std::unique_ptr<AVFormatContext, InputCloser> clip(opened);
+    if (AVStream* rtmd = rtmdTrack(*clip))
+        return readRtmdTrack(*clip, *rtmd, path, range, visit, progress);
+    if (std::string_view(clip->iformat->name).find("mp4") != std::string_view::npos)
+        throw InputError(path + ": the file has no rtmd metadata track");
     AVStream* anc = nullptr;
     AVStream* pictures = nullptr;
     for (unsigned i = 0; i < clip->nb_streams; ++i) {

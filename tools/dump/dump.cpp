@@ -28,6 +28,9 @@ constexpr const char* kDescription =
     "metadata (standard, Sony or Varicam items) and ARRI file header metadata. Each input is\n"
     "one frame's ancillary packets (DID, SDID, DC, payload, checksum), in 8-bit bytes, each\n"
     "packet preceded by the 3-byte flag 00 FF FF or 04 FB FB unless --no-flags is given.\n"
+    "Clips give one answer per frame: MXF files of an ST 436M ANC track, MP4 and MOV files of\n"
+    "an rtmd metadata track (the packs of each sample, read as Sony items unless --flavour "
+    "says).\n"
     "ARRIRAW frame files (.ari) and folders of them are read for their file header record.\n";
 
 constexpr const char* kFooter = R"(Examples:
@@ -40,6 +43,7 @@ constexpr const char* kFooter = R"(Examples:
   velmora-dump -f jsonl clip.mxf               one line per frame of a clip's ST 436M ANC track
   velmora-dump -f csv --frames 0:250 clip.mxf  the first 250 frames as a spreadsheet
   velmora-dump -f csv A001C003_250922_R1ZA/    one row per .ari frame of a folder, in frame order
+  velmora-dump -f csv --units=only clip.mp4    per-frame lens and camera of an rtmd track
   velmora-dump -f opentrackio clip.mxf --send  OpenTrackIO samples, printed and sent to the
                                                group 239.135.1.1, port 55555
 
@@ -103,10 +107,13 @@ int runCommand(const std::vector<std::string>& args, std::istream& in, std::ostr
                    "hex words, or 16-bit little-endian values), v210 or uyvy (VANC lines, see "
                    "--width), rfc8331 (an RFC 8331 / ST 2110-40 RTP payload), st436m (ST 436M "
                    "ANC elements back to back, one per frame, as an MXF track's raw values), "
-                   "clip (an MXF file with an ST 436M ANC track; needs libavformat), ari (an "
-                   "ARRIRAW frame file: only its 4096-byte header record is read) or auto (clip "
-                   "for names ending in .mxf, ari for names ending in .ari or files starting with "
-                   "\"ARRI\", else packets; a folder is read as its .ari files in frame order)")
+                   "rtmd (rtmd samples back to back, one per frame, as an MP4 rtmd track's raw "
+                   "values), clip (an MXF file with an ST 436M ANC track, or an MP4 or MOV file "
+                   "with an rtmd track; needs libavformat), ari (an ARRIRAW frame file: only its "
+                   "4096-byte header record is read) or auto (clip for names ending in .mxf, .mp4 "
+                   "or .mov or a file that starts as one, ari for names ending in .ari or files "
+                   "starting with \"ARRI\", else packets; a folder is read as its .ari files in "
+                   "frame order)")
         ->transform(CLI::IsMember(inputForms(), CLI::ignore_case))
         ->default_str("auto");
     app.add_option("--width", source.width,
@@ -124,7 +131,8 @@ int runCommand(const std::vector<std::string>& args, std::istream& in, std::ostr
     app.add_option("--flavour,--flavor", flavour,
                    "RDD 18 item set: standard (37 items), sony (standard + 16 Sony items) or "
                    "varicam (standard + 4 clip items); items the flavour doesn't know show as "
-                   "Unknown_0x.._0x.. with their bytes")
+                   "Unknown_0x.._0x.. with their bytes. rtmd samples are read as sony unless "
+                   "given")
         ->transform(CLI::IsMember(flavours, CLI::ignore_case))
         ->default_str("standard");
     app.add_option("--parser", parser, "Parsers to run: rdd18, arri or both, side by side")
@@ -204,6 +212,7 @@ int runCommand(const std::vector<std::string>& args, std::istream& in, std::ostr
 
     // The checks above have turned each choice into its listed spelling.
     report.flavour = *flavourFromName(flavour);
+    if (app.count("--flavour") > 0) report.rtmdFlavour = report.flavour;
     write.format = formats.at(format);
     if (source.framePerLine && formatOption->count() == 0) write.format = Format::JsonLines;
     source.form = inputForms().at(form);

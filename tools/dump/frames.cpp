@@ -1,7 +1,10 @@
 #include "dump/frames.h"
 
 #include <charconv>
+#include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 
 #include "dump/ari_frames.h"
 #include "dump/input.h"
@@ -21,11 +24,20 @@ std::optional<std::int64_t> number(std::string_view text) {
     return n;
 }
 
-bool looksLikeClip(std::string_view name) noexcept {
-    if (name.size() < 4) return false;
-    std::string ext(name.substr(name.size() - 4));
+// A clip by its name (.mxf, .mp4, .mov in any case), or, for a file whose name says nothing, by
+// its first bytes: the start of an MXF partition pack key (11 bytes, an RDD 18 pack key differs
+// from the fifth on), or an ISO BMFF box type at 4.
+bool looksLikeClip(const std::string& name) {
+    if (name == "-") return false;
+    std::string ext = name.size() < 4 ? "" : name.substr(name.size() - 4);
     for (auto& c : ext) c = static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
-    return ext == ".mxf";
+    if (ext == ".mxf" || ext == ".mp4" || ext == ".mov") return true;
+    std::ifstream file(name, std::ios::binary);
+    char head[12] = {};
+    if (!file.read(head, sizeof head)) return false;
+    const std::string_view box(head + 4, 4);
+    return std::string_view(head, 11) == "\x06\x0e\x2b\x34\x02\x05\x01\x01\x0d\x01\x02" ||
+           box == "ftyp" || box == "moov" || box == "mdat" || box == "wide" || box == "free";
 }
 
 // --- Forms of one frame per input (or per line of hex text) ------------------------------------
@@ -160,13 +172,89 @@ void readElementRun(std::span<const unsigned char> bytes, const std::string& nam
     }
 }
 
+// --- Runs of rtmd samples ---------------------------------------------------------------------
+
+// A stream read through a window, so that the bytes ahead can be looked at before they are taken.
+class Lookahead {
+  public:
+    explicit Lookahead(std::istream& in) : in_(in) {}
+
+    // The next `n` bytes, or null when the input ends before them.
+    const unsigned char* peek(std::size_t n) {
+        if (end_ - at_ < n) {
+            buffer_.erase(buffer_.begin(), buffer_.begin() + static_cast<std::ptrdiff_t>(at_));
+            end_ -= at_;
+            at_ = 0;
+            buffer_.resize(std::max(n, std::size_t{1} << 16));
+            while (end_ < n && in_) {
+                in_.read(reinterpret_cast<char*>(buffer_.data() + end_),
+                         static_cast<std::streamsize>(buffer_.size() - end_));
+                end_ += static_cast<std::size_t>(in_.gcount());
+            }
+        }
+        return end_ - at_ >= n ? buffer_.data() + at_ : nullptr;
+    }
+    // Moves `n` bytes onto `out`, a window at a time, so that a length the input can't back
+    // ends at the end of the input, not in one huge allocation; false when fewer were left.
+    bool take(std::size_t n, std::vector<unsigned char>& out) {
+        while (n > 0) {
+            if (at_ == end_ && !peek(1)) return false;
+            const std::size_t have = std::min(n, end_ - at_);
+            out.insert(out.end(), buffer_.begin() + static_cast<std::ptrdiff_t>(at_),
+                       buffer_.begin() + static_cast<std::ptrdiff_t>(at_ + have));
+            at_ += have;
+            n -= have;
+        }
+        return true;
+    }
+    bool atEnd() { return peek(1) == nullptr; }
+
+  private:
+    std::istream& in_;
+    std::vector<unsigned char> buffer_;
+    std::size_t at_ = 0, end_ = 0;
+};
+
+// Samples back to back, one in memory at a time. A sample is its header (as long as its first two
+// bytes say), the packs behind it (each a key starting 06 0E 2B 34 and as long as its length
+// field says), then zero padding: every zero byte that another zero byte or the end of the input
+// follows, so that the next header's length (0x001C) starts the next sample.
+void readRtmdRun(std::istream& in, const std::string& name, const FrameRange& range,
+                 const FrameVisitor& visit) {
+    Lookahead ahead(in);
+    std::vector<unsigned char> sample;
+    constexpr std::size_t kPackHeader = 20;
+    for (std::int64_t frame = 0; frame < range.last && !ahead.atEnd(); ++frame) {
+        sample.clear();
+        const unsigned char* length = ahead.peek(2);
+        const std::size_t header = length ? std::size_t{length[0]} << 8 | length[1] : 1;
+        bool whole = ahead.take(std::max<std::size_t>(header, 1), sample);
+        while (whole) {
+            const unsigned char* key = ahead.peek(kPackHeader);
+            if (!key || std::memcmp(key, "\x06\x0e\x2b\x34", 4) != 0) break;
+            const std::size_t size =
+                kPackHeader + (std::size_t{key[17]} << 16 | std::size_t{key[18]} << 8 | key[19]);
+            whole = ahead.take(size, sample);
+        }
+        while (whole) {
+            const unsigned char* two = ahead.peek(2);
+            const unsigned char* one = two ? two : ahead.peek(1);
+            if (!one || one[0] != 0 || (two && two[1] != 0)) break;
+            ahead.take(1, sample);
+        }
+        if (range.contains(frame)) visit(rtmdFrame(name, frame, sample));
+    }
+    if (in.bad()) throw InputError(name + ": cannot read");
+}
+
 }  // namespace
 
 const std::map<std::string, InputForm>& inputForms() {
     static const std::map<std::string, InputForm> forms{
         {"auto", InputForm::Auto}, {"packets", InputForm::Packets}, {"st436m", InputForm::St436m},
         {"clip", InputForm::Clip}, {"words10", InputForm::Words10}, {"v210", InputForm::V210},
-        {"uyvy", InputForm::Uyvy}, {"rfc8331", InputForm::Rfc8331}, {"ari", InputForm::Ari}};
+        {"uyvy", InputForm::Uyvy}, {"rfc8331", InputForm::Rfc8331}, {"rtmd", InputForm::Rtmd},
+        {"ari", InputForm::Ari}};
     return forms;
 }
 
@@ -201,6 +289,25 @@ Frame elementFrame(const std::string& name, std::int64_t number,
     return frame;
 }
 
+Frame rtmdFrame(const std::string& name, std::int64_t number,
+                std::span<const unsigned char> sample) {
+    Frame frame;
+    frame.name = name;
+    frame.form = InputForm::Rtmd;
+    frame.bytes.assign(sample.begin(), sample.end());
+    frame.number = number;
+    if (const auto tc = readRtmdSample(sample).timecode) frame.timecode = timecodeText(*tc);
+    return frame;
+}
+
+std::string timecodeText(const RtmdTimecode& tc) {
+    char text[16];
+    std::snprintf(text, sizeof text, "%02u:%02u:%02u%c%02u", unsigned{tc.hours},
+                  unsigned{tc.minutes}, unsigned{tc.seconds}, tc.dropFrame ? ';' : ':',
+                  unsigned{tc.frames});
+    return text;
+}
+
 void readFrames(const std::string& name, const SourceOptions& options, std::istream& in,
                 const FrameVisitor& visit) {
     SourceOptions o = options;
@@ -217,6 +324,12 @@ void readFrames(const std::string& name, const SourceOptions& options, std::istr
     if (o.form == InputForm::Clip) {
         if (name == "-") throw InputError("-: a clip is read from a file, not standard input");
         return readClip(name, o.frames, visit, o.progress);
+    }
+    if (o.form == InputForm::Rtmd) {
+        if (!o.hex) return readRtmdRun(*openInput(name, in), name, o.frames, visit);
+        const auto bytes = readInput(name, true, in).bytes;
+        std::istringstream samples(std::string(bytes.begin(), bytes.end()));
+        return readRtmdRun(samples, name, o.frames, visit);
     }
     if (o.form != InputForm::St436m) return readHostFrames(name, o, in, visit);
     if (o.hex) return readElementRun(readInput(name, true, in).bytes, name, o.frames, visit);

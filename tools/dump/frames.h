@@ -18,20 +18,23 @@
 
 #include "rdd18/host/st436m.h"
 #include "rdd18/transport/fault.h"
+#include "rdd18/transport/rtmd_sample.h"
 
 namespace rdd18::dump {
 
 enum class InputForm {
-    Auto,     ///< a clip when the name ends in .mxf, an ARRIRAW frame when it ends in .ari or the
-              ///< file starts with "ARRI", else a packet buffer
+    Auto,     ///< a clip when the name ends in .mxf, .mp4 or .mov or the content is one, an
+              ///< ARRIRAW frame when it ends in .ari or the file starts with "ARRI", else a
+              ///< packet buffer
     Packets,  ///< 8-bit packet buffer, as the parsers read it
     Words10,  ///< 10-bit words: hex text of words, or 16-bit little-endian values
     V210,     ///< VANC lines, v210
     Uyvy,     ///< VANC lines, UYVY
     Rfc8331,  ///< one RFC 8331 RTP payload
     St436m,   ///< ST 436M ANC elements back to back, one per frame
-    Clip,     ///< a clip (MXF) with an ST 436M ANC track
+    Clip,     ///< a clip: MXF with an ST 436M ANC track, MP4 or MOV with an rtmd track
     Ari,      ///< an ARRIRAW frame file: `Frame::bytes` is its first 4096 bytes, the record
+    Rtmd,     ///< rtmd samples back to back, one per frame, as an rtmd track's raw values
 };
 
 /// The --input names and their forms.
@@ -69,8 +72,9 @@ struct FrameRate {
 /// One frame, whatever form it came in.
 struct Frame {
     std::string name;                     ///< the input's name; "name:line" under --frame-per-line
-    InputForm form = InputForm::Packets;  ///< its data's form: never Auto, nor Clip (St436m)
-    std::vector<unsigned char> bytes;     ///< the packet buffer the parsers read (Ari: the record)
+    InputForm form = InputForm::Packets;  ///< its data's form: never Auto, nor Clip (St436m, Rtmd)
+    std::vector<unsigned char> bytes;     ///< the packet buffer the parsers read; Ari: the
+                                          ///< record; Rtmd: the sample
     bool flags = true;                    ///< whether `bytes` carries the 3-byte flags
     std::vector<Fault> faults;            ///< what turning the input into `bytes` dropped
     std::optional<std::int64_t> number;   ///< clips and element runs: from 0, in order; ARRIRAW
@@ -88,9 +92,9 @@ using FrameVisitor = std::function<void(const Frame&)>;
 /// text (odd digit runs as bytes, runs of more than 4 digits as words); for a binary 10-bit word
 /// file of odd size; when an element is cut off by the end of the input (the frames before it
 /// are visited); for an ARRIRAW file, see `ariFrame`, which is visited unless its number is outside
-/// `options.frames`; for a clip on standard input, a file that is no clip or has no ST 436M ANC
-/// track, or a clip in a build without libavformat. Memory holds one element of an element run,
-/// and one packet of a clip's file, at a time.
+/// `options.frames`; for a clip on standard input, a file that is no clip or has neither an ST 436M
+/// ANC nor an rtmd track, or a clip in a build without libavformat. Memory holds one element or
+/// rtmd sample of a run, and one packet of a clip's file, at a time.
 void readFrames(const std::string& name, const SourceOptions& options, std::istream& in,
                 const FrameVisitor& visit);
 
@@ -99,10 +103,20 @@ void readFrames(const std::string& name, const SourceOptions& options, std::istr
 Frame elementFrame(const std::string& name, std::int64_t number,
                    std::span<const unsigned char> element);
 
-/// Opens the clip `path` and visits each frame of its ST 436M ANC track in `range`, in order
-/// (see `elementFrame`), with time and timecode where the file has them; a frame without an
-/// element has no packets. When `progress` is given, a progress line is kept up to date on it
-/// for long clips. Throws `InputError` as `readFrames` does.
+/// Frame `number` of input `name`: the rtmd sample `sample`.
+Frame rtmdFrame(const std::string& name, std::int64_t number,
+                std::span<const unsigned char> sample);
+
+/// "HH:MM:SS:FF" of a sample header's timecode, ";" before the frames when it counts drop frame.
+std::string timecodeText(const RtmdTimecode& timecode);
+
+/// Opens the clip `path` and visits each frame in `range`, in order, with time and timecode
+/// where the file has them: of an MP4 or MOV, each sample of its rtmd track (the timecode of the
+/// sample's header, else the file's start timecode counted on); of an MXF, each frame of its
+/// ST 436M ANC track (see `elementFrame`), a frame without an element having no packets. When
+/// `progress` is given, a progress line is kept up to date on it for long clips. Throws
+/// `InputError` as `readFrames` does, and for a file without either track; a read error after
+/// some frames throws after they are visited.
 void readClip(const std::string& path, const FrameRange& range, const FrameVisitor& visit,
               std::ostream* progress);
 

@@ -1,11 +1,13 @@
 #include "dump/hints.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "rdd18/arri/VLArriANCParser.h"
 #include "rdd18/arri/arri_stream_reader.h"
 #include "rdd18/transport/ancillary_packet.h"
 #include "rdd18/transport/rdd18_stream_reader.h"
+#include "rdd18/transport/rtmd_sample.h"
 
 namespace rdd18::dump {
 
@@ -38,11 +40,22 @@ bool looksLikeHexText(std::span<const unsigned char> bytes) {
                                       [&](unsigned char c) { return isHexDigit(c) || isSpace(c); });
 }
 
+// An rtmd sample: a header of the length cameras write, then a pack key.
+bool looksLikeRtmdSample(std::span<const unsigned char> bytes) {
+    static constexpr unsigned char kPackKey[] = {0x06, 0x0E, 0x2B, 0x34};
+    const RtmdSample sample = readRtmdSample(bytes);
+    return sample.header.size() == kRtmdHeaderSize && sample.packs.size() >= sizeof kPackKey &&
+           std::equal(std::begin(kPackKey), std::end(kPackKey), sample.packs.begin());
+}
+
 }  // namespace
 
 std::string readingHint(std::span<const unsigned char> bytes, bool hex, bool flags) {
     if (holdsMetadataPackets(bytes, flags)) return {};
     if (!hex && looksLikeHexText(bytes)) return "it looks like hexadecimal text: try --hex";
+    if (looksLikeRtmdSample(bytes)) {
+        return "it looks like rtmd samples (an MP4 rtmd track's raw values): try --input rtmd";
+    }
     if (holdsMetadataPackets(bytes, !flags)) {
         return flags ? "its packets look like they carry no flag: try --no-flags"
                      : "its packets look like they carry the 3-byte flag: leave out --no-flags";

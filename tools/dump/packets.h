@@ -25,4 +25,14 @@ namespace rdd18::dump {
 Array packetList(std::span<const unsigned char> bytes, bool flags,
                  std::span<const host::St436mPacket> origins);
 
+/// One dictionary per pack of the rtmd sample `sample`, in order, as its framing finds them:
+/// - "offset": the sample offset of the pack's key (integer);
+/// - "kind": "lens", "camera" or "user" by the key's 13th byte (01, 02, 7F), else that byte as
+///   text "0x..";
+/// - "length": the pack's length field (integer); "items": the item headers that stand whole
+///   inside the pack (integer).
+/// A pack cut off by the end of the sample is listed with the length its field gives; bytes that
+/// are no pack key are not listed.
+Array packList(std::span<const unsigned char> sample);
+
 }  // namespace rdd18::dump

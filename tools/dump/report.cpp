@@ -33,9 +33,20 @@ Dictionary fileAnswer(const VLArriANCParser& parser, const Frame& frame, Diction
     return d;
 }
 
+// The answer of an rtmd sample's packs, read in place.
+Dictionary rtmdAnswer(const VLRDD18Parser& parser, const Frame& frame, Dictionary* lines) {
+    if (!lines) return parser.parseRtmdSample(frame.bytes);
+    FaultList faults;
+    Dictionary d = parser.parseRtmdSample(frame.bytes, faults);
+    lines->set("rdd18", faultLines(faults.faults()));
+    lines->set("arri", Array());
+    return d;
+}
+
 }  // namespace
 
-Reporter::Reporter(const ReportOptions& options) : options_(options), rdd18_(options.flavour) {}
+Reporter::Reporter(const ReportOptions& options)
+    : options_(options), rdd18_(options.flavour), rtmd_(options.rtmdFlavour) {}
 
 FrameReport Reporter::report(const Frame& frame) const {
     FrameReport r{frame.name, {}};
@@ -44,19 +55,25 @@ FrameReport Reporter::report(const Frame& frame) const {
     std::optional<Dictionary> rdd18, arri;
     std::optional<std::string> timecode = frame.timecode;
     // An ARRIRAW file holds a record and no packets: the RDD 18 answer is empty, and the
-    // record's own timecode stands for the frame's.
+    // record's own timecode stands for the frame's. An rtmd sample holds RDD 18 packs and no ARRI
+    // metadata.
     const bool file = frame.form == InputForm::Ari;
+    const bool sample = frame.form == InputForm::Rtmd;
     if (options_.rdd18) {
-        if (!file) rdd18 = answer(rdd18_, frame, lines, "rdd18");
-        if (file) rdd18.emplace();
-        if (file && lines) lines->set("rdd18", Array{});
+        if (file) {
+            rdd18.emplace();
+            if (lines) lines->set("rdd18", Array{});
+        } else {
+            rdd18 =
+                sample ? rtmdAnswer(rtmd_, frame, lines) : answer(rdd18_, frame, lines, "rdd18");
+        }
     }
     if (file) {
         arri = fileAnswer(arri_, frame, options_.arri ? lines : nullptr);
         timecode = interpret::fromArri(*arri).timecode;
         if (!options_.arri) arri.reset();
     } else if (options_.arri) {
-        arri = answer(arri_, frame, lines, "arri");
+        arri = sample ? Dictionary() : answer(arri_, frame, lines, "arri");
     }
     if (frame.number) r.sections.push_back({"frame", Number::integer(*frame.number)});
     if (frame.time) r.sections.push_back({"time", Number::doubleNumber(*frame.time)});
@@ -68,17 +85,19 @@ FrameReport Reporter::report(const Frame& frame) const {
     if (rdd18 && raw) r.sections.push_back({"rdd18", std::move(*rdd18)});
     if (arri && raw) r.sections.push_back({"arri", std::move(*arri)});
     if (units) r.sections.push_back({kUnitsSection, std::move(*units)});
-    if (options_.packets)
+    if (options_.packets) {
         r.sections.push_back(
-            {kPacketsSection,
-             file ? Value(Array{}) : packetList(frame.bytes, frame.flags, frame.origins)});
+            {kPacketsSection, file     ? Value(Array{})
+                              : sample ? packList(frame.bytes)
+                                       : packetList(frame.bytes, frame.flags, frame.origins)});
+    }
     if (!options_.explain) return r;
     // What the input's conversion dropped: an element's packets beside the parsers' faults, a
     // host form's in a section of its own.
     const bool element = frame.form == InputForm::St436m;
     if (element) faults.set("st436m", faultLines(frame.faults));
     r.sections.push_back({"faults", std::move(faults)});
-    if (!element && !file && frame.form != InputForm::Packets)
+    if (!element && !file && !sample && frame.form != InputForm::Packets)
         r.sections.push_back({"input", faultLines(frame.faults)});
     return r;
 }

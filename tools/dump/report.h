@@ -17,12 +17,13 @@ namespace rdd18::dump {
 
 struct ReportOptions {
     Flavour flavour = Flavour::Standard;
-    bool rdd18 = true;                 ///< run the RDD 18 parser
-    bool arri = true;                  ///< run the ARRI parser
-    bool packets = false;              ///< list the packet walk
-    bool explain = false;              ///< list the faults that made the parsers drop data
-    UnitsView units = UnitsView::Off;  ///< add the "units" section; Only drops the raw answers
-    bool camera = false;               ///< keep each frame's interpreted model (for the plot)
+    Flavour rtmdFlavour = Flavour::Sony;  ///< the flavour rtmd samples are read with
+    bool rdd18 = true;                    ///< run the RDD 18 parser
+    bool arri = true;                     ///< run the ARRI parser
+    bool packets = false;                 ///< list the packet walk
+    bool explain = false;                 ///< list the faults that made the parsers drop data
+    UnitsView units = UnitsView::Off;     ///< add the "units" section; Only drops the raw answers
+    bool camera = false;                  ///< keep each frame's interpreted model (for the plot)
 };
 
 /// Name of the section that holds the packet walk.
@@ -55,11 +56,16 @@ class Reporter {
     /// The packet walk of an element's frame adds where each packet was stored. An ARRIRAW
     /// file's frame has the ARRI answer of its record (`parseFile`), an empty RDD 18 answer and
     /// packet walk, and the record's timecode as "timecode".
+    /// An rtmd sample's
+    /// packs are read in place, with the rtmd flavour; it holds no ARRI metadata and no packets,
+    /// so its "arri" is empty, its packet walk lists its packs (see `packList`), and its framing
+    /// faults stand under "rdd18" before those of the item walk.
     FrameReport report(const Frame& frame) const;
 
   private:
     ReportOptions options_;
     VLRDD18Parser rdd18_;
+    VLRDD18Parser rtmd_;
     VLArriANCParser arri_;
 };
 

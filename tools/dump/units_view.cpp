@@ -76,6 +76,8 @@ std::string unitText(Unit unit, double v) {
             return "ND" + decimalText(v, 2);
         case Unit::Pixel:
             return decimalText(v, 0) + " px";
+        case Unit::Coordinate:  // 0.000001 degree is about 0.1 m
+            return decimalText(v, 6) + " deg";
         case Unit::None:
             break;
     }

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "rdd18/host/internal_word_scan.h"
+#include "rdd18/transport/rdd18_stream_reader.h"
 
 namespace rdd18::host {
 
@@ -107,6 +108,16 @@ std::optional<utils::AncillaryPacket> PacketListReader::readNextPacket() {
     if (detail::tooManyWords(p, index, faults_)) return std::nullopt;
     return utils::AncillaryPacket{p.did, p.sdid, static_cast<std::uint8_t>(p.udw.size()),
                                   p.udw.data(), checksum8(p)};
+}
+
+std::vector<unsigned char> rdd18Stream(std::span<const Packet> packets) {
+    std::vector<unsigned char> stream;
+    for (const Packet& p : packets) {
+        if (p.did == RDD18AncillaryDataStreamReader::kDid &&
+            p.sdid == RDD18AncillaryDataStreamReader::kSdid && !p.udw.empty())
+            stream.insert(stream.end(), p.udw.begin() + 1, p.udw.end());
+    }
+    return stream;
 }
 
 }  // namespace rdd18::host

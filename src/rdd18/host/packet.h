@@ -65,6 +65,11 @@ VELMORA_RDD18_EXPORT void ancillaryBufferFromPackets(std::span<const Packet> pac
                                                      std::vector<unsigned char>& out,
                                                      FaultSink* faults = nullptr);
 
+/// The RDD 18 stream that `packets` carry: the payloads of their DID 0x43 / SDID 0x05 packets, in
+/// order, each without its first byte (the sequence number, which isn't checked), as a sender's
+/// packets are joined to write the stream elsewhere (an rtmd sample, for one).
+VELMORA_RDD18_EXPORT std::vector<unsigned char> rdd18Stream(std::span<const Packet> packets);
+
 /// The packets of an 8-bit buffer, walked as the parsers walk it (`flags`: packets carry the
 /// 3-byte flag); line and stream are 0. The checksum bytes are not kept.
 VELMORA_RDD18_EXPORT std::vector<Packet> packetsFromAncillaryBuffer(

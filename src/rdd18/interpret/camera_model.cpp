@@ -39,6 +39,8 @@ constexpr std::array kNumberFields{
     NumberField{"pixelAspectRatio", &M::pixelAspectRatio, Unit::None},
     NumberField{"activeImageWidthPx", &M::activeImageWidthPx, Unit::Pixel},
     NumberField{"activeImageHeightPx", &M::activeImageHeightPx, Unit::Pixel},
+    NumberField{"sonyGpsLatitudeDeg", &M::sonyGpsLatitudeDeg, Unit::Coordinate},
+    NumberField{"sonyGpsLongitudeDeg", &M::sonyGpsLongitudeDeg, Unit::Coordinate},
 };
 
 constexpr std::array kTextFields{
@@ -50,6 +52,8 @@ constexpr std::array kTextFields{
     TextField{"cameraSerialNumber", &M::cameraSerialNumber},
     TextField{"cameraFirmwareVersion", &M::cameraFirmwareVersion},
     TextField{"lensModelName", &M::lensModelName},
+    TextField{"sonyWhiteBalance", &M::sonyWhiteBalance},
+    TextField{"sonyDateTime", &M::sonyDateTime},
 };
 
 }  // namespace

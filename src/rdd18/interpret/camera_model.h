@@ -57,6 +57,11 @@ struct CameraModel {
     std::optional<std::string> cameraSerialNumber;
     std::optional<std::string> cameraFirmwareVersion;
     std::optional<std::string> lensModelName;
+    // Sony's own items of an rtmd track, by the layout a peer reader publishes for them
+    std::optional<std::string> sonyWhiteBalance;  ///< "incandescent", "daylight", "cloudy", ...
+    std::optional<std::string> sonyDateTime;      ///< "YYYY-MM-DD hh:mm:ss"
+    std::optional<double> sonyGpsLatitudeDeg;     ///< north positive
+    std::optional<double> sonyGpsLongitudeDeg;    ///< east positive
 
     friend bool operator==(const CameraModel&, const CameraModel&) = default;
 };
@@ -75,7 +80,8 @@ enum class Unit {
     Decibel,
     Kelvin,
     Density,
-    Pixel
+    Pixel,
+    Coordinate  ///< degrees of latitude or longitude
 };
 
 /// One number field of the model: its key in the dictionary form (the member's name), the member,

@@ -189,6 +189,11 @@ constexpr std::array kRdd18Rows{
     Row{"CameraLuminanceDynamicRangeItem", &M::dynamicRangePercent, over<10>},
 };
 
+std::uint32_t bigEndianWord(const std::vector<unsigned char>& b, std::size_t at) {
+    return std::uint32_t{b[at]} << 24 | std::uint32_t{b[at + 1]} << 16 |
+           std::uint32_t{b[at + 2]} << 8 | b[at + 3];
+}
+
 std::optional<std::string> whiteBalanceMode(const Value& v) {
     static constexpr std::array<const char*, 4> kModes{"preset", "auto", "hold", "one push"};
     const auto c = numberOf(v);
@@ -196,6 +201,75 @@ std::optional<std::string> whiteBalanceMode(const Value& v) {
         return std::nullopt;
     }
     return kModes[static_cast<std::size_t>(*c)];
+}
+
+// --- Sony's own items of rtmd tracks ----------------------------------------------------------
+// Tags the Sony flavour doesn't register, so their bytes stand under their Unknown_ key.
+
+const std::vector<unsigned char>* sonyBytes(const Dictionary& answer, std::string_view key,
+                                            std::size_t size) {
+    const Value* v = answer.find(key);
+    return v && v->isData() && v->data().size() == size ? &v->data().bytes : nullptr;
+}
+
+// E3 03: one byte.
+std::optional<std::string> sonyWhiteBalance(const Dictionary& answer) {
+    const auto* b = sonyBytes(answer, "Unknown_0xe3_0x03", 1);
+    switch (b ? (*b)[0] : 0) {
+        case 1:
+            return "incandescent";
+        case 2:
+            return "fluorescent";
+        case 4:
+            return "daylight";
+        case 5:
+            return "cloudy";
+        case 6:
+            return "custom";
+        case 255:
+            return "preset";
+        default:
+            return std::nullopt;
+    }
+}
+
+// E3 04: a byte, then year (two bytes), month, day, hours, minutes and seconds, each byte two
+// BCD digits.
+std::optional<std::string> sonyDateTime(const Dictionary& answer) {
+    const auto* b = sonyBytes(answer, "Unknown_0xe3_0x04", 8);
+    if (!b) return std::nullopt;
+    int n[7];
+    for (std::size_t i = 0; i < 7; ++i) {
+        const unsigned high = (*b)[i + 1] >> 4, low = (*b)[i + 1] & 0xF;
+        if (high > 9 || low > 9) return std::nullopt;
+        n[i] = static_cast<int>(high * 10 + low);
+    }
+    if (n[2] < 1 || n[2] > 12 || n[3] < 1 || n[3] > 31 || n[4] > 23 || n[5] > 59 || n[6] > 59)
+        return std::nullopt;
+    char text[64];  // room for any int, as the compiler can't see the digits' bounds
+    std::snprintf(text, sizeof text, "%02d%02d-%02d-%02d %02d:%02d:%02d", n[0], n[1], n[2], n[3],
+                  n[4], n[5], n[6]);
+    return std::string(text);
+}
+
+// 85 01 / 85 03: the reference letter (and a NUL); 85 02 / 85 04: degrees, minutes and seconds,
+// three unsigned rationals of two 32-bit numbers. Empty for a zero denominator, another letter,
+// or more than `most` degrees.
+std::optional<double> sonyGpsDegrees(const Dictionary& answer, std::string_view refKey,
+                                     std::string_view key, char plus, char minus, double most) {
+    const Value* ref = answer.find(refKey);
+    const auto* v = sonyBytes(answer, key, 24);
+    if (!ref || !ref->isData() || ref->data().size() == 0 || !v) return std::nullopt;
+    const char letter = static_cast<char>(ref->data().bytes[0]);
+    if (letter != plus && letter != minus) return std::nullopt;
+    double degrees = 0, scale = 1;
+    for (std::size_t i = 0; i < 24; i += 8, scale *= 60) {
+        const std::uint32_t num = bigEndianWord(*v, i), den = bigEndianWord(*v, i + 4);
+        if (den == 0) return std::nullopt;
+        degrees += num / static_cast<double>(den) / scale;
+    }
+    if (degrees > most) return std::nullopt;
+    return letter == minus ? -degrees : degrees;
 }
 
 // --- ARRI -------------------------------------------------------------------------------------
@@ -305,6 +379,12 @@ CameraModel fromRDD18(const Dictionary& answer) {
         const Value* valid = info->dictionary().find("clipNameValid");
         if (valid && valid->isNumber() && valid->number().uint64Value() == 0) m.clipName.reset();
     }
+    m.sonyWhiteBalance = sonyWhiteBalance(answer);
+    m.sonyDateTime = sonyDateTime(answer);
+    m.sonyGpsLatitudeDeg =
+        sonyGpsDegrees(answer, "Unknown_0x85_0x01", "Unknown_0x85_0x02", 'N', 'S', 90);
+    m.sonyGpsLongitudeDeg =
+        sonyGpsDegrees(answer, "Unknown_0x85_0x03", "Unknown_0x85_0x04", 'E', 'W', 180);
     return m;
 }
 

@@ -25,8 +25,14 @@ namespace rdd18::interpret {
 /// - ISO, exposure index and white balance (K): the number, empty unless above 0;
 /// - white balance mode: 0 "preset", 1 "auto", 2 "hold", 3 "one push", other codes empty;
 /// - Varicam's clip name value, unless its clip info says the name isn't valid.
-/// A missing item, an entry of an unexpected kind, and a NaN or infinite number leave the field
-/// empty. Sony's own items carry no published layout and are not read. Never throws.
+/// - Sony's own items of rtmd tracks that the flavour leaves as bytes, by the layout a peer
+///   reader publishes: E3 03 (1 byte) the white balance ("incandescent" 1, "fluorescent" 2,
+///   "daylight" 4, "cloudy" 5, "custom" 6, "preset" 255), E3 04 (8 bytes: one, then year, month,
+///   day, hours, minutes, seconds in BCD) the date "YYYY-MM-DD hh:mm:ss", and the GPS position of
+///   85 01-85 04 (reference letter; degrees, minutes, seconds as three 32-bit rationals), north
+///   and east positive. Their fields start with "sony".
+/// A missing item, an entry of an unexpected kind or size, and a NaN or infinite number leave the
+/// field empty. Sony's items E0-E2 carry no published layout and are not read. Never throws.
 VELMORA_RDD18_EXPORT CameraModel fromRDD18(const Dictionary& answer);
 
 /// The model of an ARRI answer: focal length in mm from the record's metres, focus distance in

@@ -136,3 +136,16 @@ rdd18::Dictionary VLRDD18Parser::parseData(rdd18::AncillaryDataReader& packets,
     stream.setFaultSink(faults);
     return _builder(*_factory, stream, faults);
 }
+
+rdd18::Dictionary VLRDD18Parser::parseRtmdSample(std::span<const unsigned char> sample) const {
+    const RtmdSample framed = readRtmdSample(sample);
+    RtmdPackReader stream(framed.packs);
+    return _builder(*_factory, stream, nullptr);
+}
+
+rdd18::Dictionary VLRDD18Parser::parseRtmdSample(std::span<const unsigned char> sample,
+                                                 rdd18::FaultSink& faults) const {
+    const RtmdSample framed = readRtmdSample(sample, &faults);
+    RtmdPackReader stream(framed.packs);
+    return _builder(*_factory, stream, &faults);
+}

@@ -10,6 +10,7 @@
 #include "rdd18/platform/value.h"
 #include "rdd18/transport/fault.h"
 #include "rdd18/transport/rdd18_stream_reader.h"
+#include "rdd18/transport/rtmd_sample.h"
 
 /// Parses the RDD 18 acquisition metadata of one frame's ancillary data into a dictionary.
 ///
@@ -48,6 +49,18 @@ class VELMORA_RDD18_EXPORT VLRDD18Parser {
     /// `faults` when given.
     rdd18::Dictionary parseData(rdd18::AncillaryDataReader& packets,
                                 rdd18::FaultSink* faults = nullptr) const;
+
+    /// Parses one sample of an MP4/MOV `rtmd` track (see `rdd18::readRtmdSample`): its packs are
+    /// read in place, as the stream joined from ANC packets carrying the same packs, so the
+    /// answer is the one `parseData` gives for those packets. The cameras that write the track
+    /// put Sony items among the standard ones: read it with a `Flavour::Sony` parser. A sample
+    /// whose header can't be framed, or of padding only, gives an empty dictionary.
+    rdd18::Dictionary parseRtmdSample(std::span<const unsigned char> sample) const;
+    /// `parseRtmdSample`, reporting to `faults` the sample's framing faults, then the faults of
+    /// the item walk (at stream positions counted from the first pack), and `ItemsLost` where
+    /// the parse lost the whole answer.
+    rdd18::Dictionary parseRtmdSample(std::span<const unsigned char> sample,
+                                      rdd18::FaultSink& faults) const;
 
     rdd18::Flavour flavour() const noexcept { return _flavour; }
 

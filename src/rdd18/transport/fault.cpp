@@ -122,6 +122,10 @@ std::string_view codeName(FaultCode code) noexcept {
         VELMORA_FAULT_NAME(UnknownCoding)
         VELMORA_FAULT_NAME(SamplesBeyondArray)
         VELMORA_FAULT_NAME(PacketTooShort)
+        VELMORA_FAULT_NAME(RtmdHeaderBeyondSample)
+        VELMORA_FAULT_NAME(RtmdHeaderTooShort)
+        VELMORA_FAULT_NAME(RtmdPackCutOff)
+        VELMORA_FAULT_NAME(RtmdNoPacks)
 #undef VELMORA_FAULT_NAME
     }
     return {};
@@ -257,6 +261,21 @@ std::string describe(const Fault& f) {
             return elementLine("the sample count needs more bytes than the array count gives", f);
         case FaultCode::PacketTooShort:
             return elementLine("fewer samples than DID, SDID, DC and the user data words", f);
+        case FaultCode::RtmdHeaderBeyondSample:
+            return format("rtmd sample: the header needs %lu bytes, the sample has %lu; no packs",
+                          ul(f.expected), ul(f.found));
+        case FaultCode::RtmdHeaderTooShort:
+            return format(
+                "rtmd sample: header length %lu is shorter than its own 2-byte field; no packs",
+                ul(f.found));
+        case FaultCode::RtmdPackCutOff:
+            return format(
+                "rtmd sample: the pack at byte %lu needs %lu bytes, only %lu are left; read as a "
+                "cut stream",
+                ul(f.offset), ul(f.expected), ul(f.found));
+        case FaultCode::RtmdNoPacks:
+            return format("rtmd sample: the %lu bytes behind the header at byte %lu are padding",
+                          ul(f.found), ul(f.offset));
     }
     return format("fault %u", unsigned(f.code));
 }

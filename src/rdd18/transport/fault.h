@@ -102,6 +102,14 @@ enum class FaultCode : std::uint16_t {
     UnknownCoding = 604,           ///< coding `found` is outside 1-12
     SamplesBeyondArray = 605,      ///< the sample count needs more bytes than the array count
     PacketTooShort = 606,          ///< fewer samples than DID, SDID, DC and the DC user data words
+
+    // --- rtmd samples: `offset` is a byte offset in the sample
+    RtmdHeaderBeyondSample = 700,  ///< the header needs `expected` bytes (2 for its length field,
+                                   ///< else its length), the sample has `found`; no packs
+    RtmdHeaderTooShort = 701,      ///< header length `found`, below its own 2-byte field; no packs
+    RtmdPackCutOff = 702,          ///< the pack at `offset` needs `expected` bytes, `found` are
+                                   ///< left; the packs are read as a cut stream
+    RtmdNoPacks = 703,             ///< the `found` bytes behind the header at `offset` are zeros
 };
 
 /// The unit `Fault::offset` counts in.
