@@ -5,7 +5,7 @@ set -euo pipefail
 packages=(cmake ninja-build g++ clang libclang-rt-14-dev clang-format-14 libgtest-dev libgmock-dev
           libbenchmark-dev nlohmann-json3-dev libcli11-dev pkg-config valgrind
           pybind11-dev python3-dev python3-pytest
-          libgstreamer-plugins-base1.0-dev ffmpeg libavformat-dev
+          libgstreamer-plugins-base1.0-dev ffmpeg libavformat-dev libpcap-dev
           g++-aarch64-linux-gnu g++-s390x-linux-gnu qemu-user googletest)
 missing=()
 for p in "${packages[@]}"; do

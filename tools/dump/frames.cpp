@@ -19,11 +19,18 @@ std::optional<std::int64_t> number(std::string_view text) {
     return n;
 }
 
-bool looksLikeClip(std::string_view name) noexcept {
-    if (name.size() < 4) return false;
-    std::string ext(name.substr(name.size() - 4));
+bool endsWith(std::string_view name, std::string_view extension) noexcept {
+    if (name.size() < extension.size()) return false;
+    std::string ext(name.substr(name.size() - extension.size()));
     for (auto& c : ext) c = static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
-    return ext == ".mxf";
+    return ext == extension;
+}
+
+/// The form a name tells: a clip (.mxf), a capture (.pcap, .pcapng), else a packet buffer.
+InputForm formOfName(std::string_view name) noexcept {
+    if (endsWith(name, ".mxf")) return InputForm::Clip;
+    if (endsWith(name, ".pcap") || endsWith(name, ".pcapng")) return InputForm::Pcap;
+    return InputForm::Packets;
 }
 
 // --- Forms of one frame per input (or per line of hex text) ------------------------------------
@@ -164,7 +171,8 @@ const std::map<std::string, InputForm>& inputForms() {
     static const std::map<std::string, InputForm> forms{
         {"auto", InputForm::Auto}, {"packets", InputForm::Packets}, {"st436m", InputForm::St436m},
         {"clip", InputForm::Clip}, {"words10", InputForm::Words10}, {"v210", InputForm::V210},
-        {"uyvy", InputForm::Uyvy}, {"rfc8331", InputForm::Rfc8331}};
+        {"uyvy", InputForm::Uyvy}, {"rfc8331", InputForm::Rfc8331}, {"pcap", InputForm::Pcap},
+        {"rtp", InputForm::Rtp}};
     return forms;
 }
 
@@ -202,8 +210,11 @@ Frame elementFrame(const std::string& name, std::int64_t number,
 void readFrames(const std::string& name, const SourceOptions& options, std::istream& in,
                 const FrameVisitor& visit) {
     SourceOptions o = options;
-    if (o.form == InputForm::Auto)
-        o.form = looksLikeClip(name) ? InputForm::Clip : InputForm::Packets;
+    if (o.form == InputForm::Auto) o.form = formOfName(name);
+    if (o.form == InputForm::Pcap || o.form == InputForm::Rtp) {
+        if (name == "-") throw InputError("-: captures and flows are not read from standard input");
+        return o.form == InputForm::Pcap ? readPcap(name, o, visit) : readLive(name, o, visit);
+    }
     if (o.form == InputForm::Clip) {
         if (name == "-") throw InputError("-: a clip is read from a file, not standard input");
         return readClip(name, o.frames, visit, o.progress);

@@ -29,6 +29,8 @@ enum class InputForm {
     Rfc8331,  ///< one RFC 8331 RTP payload
     St436m,   ///< ST 436M ANC elements back to back, one per frame
     Clip,     ///< a clip (MXF) with an ST 436M ANC track
+    Pcap,     ///< a capture (pcap, pcapng) of ST 2110-40 flows: RTP packets of RFC 8331 payloads
+    Rtp,      ///< an ST 2110-40 flow received live (the input's name is udp://ADDR:PORT)
 };
 
 /// The --input names and their forms.
@@ -55,12 +57,23 @@ struct SourceOptions {
     bool keepDamaged = false;          ///< keep packets with a bad parity or checksum
     FrameRange frames;                 ///< the frames of clips and element runs to read
     std::ostream* progress = nullptr;  ///< where long clips keep a progress line, if anywhere
+    std::string flow;                  ///< pcap: the one flow to read, "ADDR:PORT"; else all
+    std::string interface;             ///< rtp: the interface a multicast group is joined on
+};
+
+/// Where a frame of an RTP flow came from.
+struct RtpPlace {
+    std::string flow;  ///< destination "ADDR:PORT"
+    std::uint32_t timestamp = 0;
+    std::uint8_t field = 0;  ///< RFC 8331 F: 0 progressive, 2 and 3 the fields of a frame
+    std::string arrival;     ///< when its last RTP packet arrived, UTC, ISO 8601
 };
 
 /// One frame, whatever form it came in.
 struct Frame {
     std::string name;                     ///< the input's name; "name:line" under --frame-per-line
-    InputForm form = InputForm::Packets;  ///< its data's form: never Auto, nor Clip (St436m)
+    InputForm form = InputForm::Packets;  ///< its data's form: never Auto, Clip (St436m) nor Pcap
+                                          ///< (Rtp)
     std::vector<unsigned char> bytes;     ///< the packet buffer the parsers read
     bool flags = true;                    ///< whether `bytes` carries the 3-byte flags
     std::vector<Fault> faults;            ///< what turning the input into `bytes` dropped
@@ -68,6 +81,7 @@ struct Frame {
     std::optional<double> time;           ///< presentation time in seconds, where known
     std::optional<std::string> timecode;  ///< source timecode, where known
     std::vector<host::St436mPacket> origins;  ///< ST 436M: the packets of `bytes`, in order
+    std::optional<RtpPlace> rtp;              ///< pcap and rtp: the frame's place in its flow
 };
 
 using FrameVisitor = std::function<void(const Frame&)>;
@@ -86,6 +100,20 @@ void readFrames(const std::string& name, const SourceOptions& options, std::istr
 /// flagged buffer, and the packets the element dropped as faults.
 Frame elementFrame(const std::string& name, std::int64_t number,
                    std::span<const unsigned char> element);
+
+/// Reads the capture `path` (pcap or pcapng, any timestamp precision; Ethernet, VLAN-tagged,
+/// Linux cooked or raw IP; IPv4 or IPv6) and visits the frames of each UDP flow that carries
+/// RTP packets of RFC 8331 payloads (or of `options.flow` alone), numbered from 0 in each flow,
+/// those in `options.frames`, as they close. Throws `InputError` when the file is no capture,
+/// of a link type not read, cut off inside a record (after the frames before it, the open ones
+/// included), or holds no such flow; in a build without libpcap.
+void readPcap(const std::string& path, const SourceOptions& options, const FrameVisitor& visit);
+
+/// Receives the flow `url` ("udp://ADDR:PORT", IPv4; a multicast ADDR is joined, on
+/// `options.interface` when given) and visits its frames as they close, numbered from 0, until
+/// the last of `options.frames` or an interrupt (SIGINT, which hands the open frame first).
+/// Throws `InputError` for a malformed address or a socket that can't be opened.
+void readLive(const std::string& url, const SourceOptions& options, const FrameVisitor& visit);
 
 /// Opens the clip `path` and visits each frame of its ST 436M ANC track in `range`, in order
 /// (see `elementFrame`), with time and timecode where the file has them; a frame without an
