@@ -1,10 +1,8 @@
-// A sender of ST 2110-40 flows for the tests and benchmarks: frames (packet lists) into the RTP
-// datagrams a network would carry, packed and split as a sender chooses.
+// A sender of ST 2110-40 flows for the tests, benchmarks and fuzzers: frames (packet lists) into
+// RTP datagrams, packed and split as a sender chooses.
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
-#include <vector>
+#include <string>
 
 #include "frame_builder.h"
 #include "rdd18/host/packet.h"
@@ -25,5 +23,9 @@ struct FlowShape {
 /// payload; sequence numbers run on across frames, each frame has a timestamp of its own and
 /// its last datagram the marker bit (a frame of no packet is one empty datagram).
 std::vector<Bytes> rtpFlow(const std::vector<PacketList>& frames, const FlowShape& shape = {});
+
+/// Frames to send: one without packets, then the packets of the sample frames arri.anc (18
+/// packets), standard.anc, sony.anc and mixed.anc of `samplesDir`.
+std::vector<PacketList> sampleFlowFrames(const std::string& samplesDir);
 
 }  // namespace rdd18::testsupport

@@ -73,8 +73,7 @@ sockaddr_in parseUrl(const std::string& url) {
     const auto colon = url.rfind(':');
     sockaddr_in a{};
     a.sin_family = AF_INET;
-    if (url.rfind(kScheme, 0) != 0 || colon <= kScheme.size())
-        fail(url, "not udp://ADDR:PORT");
+    if (url.rfind(kScheme, 0) != 0 || colon <= kScheme.size()) fail(url, "not udp://ADDR:PORT");
     const std::string host = url.substr(kScheme.size(), colon - kScheme.size());
     const std::string port = url.substr(colon + 1);
     char* end = nullptr;

@@ -33,7 +33,8 @@ FrameReport Reporter::report(const Frame& frame) const {
     if (frame.rtp) {
         r.sections.push_back({"flow", Value(frame.rtp->flow)});
         r.sections.push_back({"rtpTimestamp", Number::integer(frame.rtp->timestamp)});
-        if (frame.rtp->field) r.sections.push_back({"field", Number::integer(frame.rtp->field - 1)});
+        if (frame.rtp->field)
+            r.sections.push_back({"field", Number::integer(frame.rtp->field - 1)});
         r.sections.push_back({"arrival", Value(frame.rtp->arrival)});
     }
     if (frame.time) r.sections.push_back({"time", Number::doubleNumber(*frame.time)});
