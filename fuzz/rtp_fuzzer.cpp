@@ -47,12 +47,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         Frames frames;
         for (std::span<const unsigned char> rest = input.span(); !rest.empty();) {
             const std::size_t n =
-                rest.size() < 2 ? rest.size()
-                                : std::min<std::size_t>(rest.size() - 2, rest[0] << 8 | rest[1]);
+                rest.size() < 2
+                    ? rest.size()
+                    : std::min<std::size_t>(rest.size() - 2, std::size_t{rest[0]} << 8 | rest[1]);
             const auto datagram = rest.subspan(rest.size() < 2 ? 0 : 2, n);
             ++frames.datagrams;
             depacketiser.push(datagram, frames);
-            rest = rest.subspan(datagram.data() - rest.data() + n);
+            rest = rest.subspan(static_cast<std::size_t>(datagram.data() - rest.data()) + n);
         }
         depacketiser.finish(frames);
     }

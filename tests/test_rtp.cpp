@@ -22,16 +22,13 @@ struct Seen {
 
 struct Collect final : RtpFrameSink {
     std::vector<Seen> seen;
-    void keep(const RtpFrame& f, bool dropped) {
-        Seen s{f,
-               packetsFromAncillaryBuffer(ancillaryBufferFromPackets(f.packets), true),
-               {},
-               dropped};
-        for (const Fault& x : f.faults) s.codes.push_back(x.code);
-        seen.push_back(s);
-    }
     void frame(const RtpFrame& f) override { keep(f, false); }
     void dropped(const RtpFrame& f) override { keep(f, true); }
+    void keep(const RtpFrame& f, bool dropped) {
+        const auto buffer = ancillaryBufferFromPackets(f.packets);
+        Seen& s = seen.emplace_back(Seen{f, packetsFromAncillaryBuffer(buffer, true), {}, dropped});
+        for (const Fault& x : f.faults) s.codes.push_back(x.code);
+    }
 };
 
 std::vector<Seen> depacketise(const std::vector<Bytes>& flow, bool dropIncomplete = false) {
@@ -50,7 +47,7 @@ TEST(Rtp, DamageGivesItsFaultsAndLeavesTheOtherFramesWhole) {
     // Frame 1: datagrams 1-18, one ANC packet each, their sequence numbers wrapping after the
     // first (0x1FFFF, then 0x20000: the high half comes from RFC 8331's Extended Sequence Number).
     const auto clean = testsupport::rtpFlow(kFrames, {.firstSequence = 0x1FFFE});
-    const std::size_t marker = kFrames[1].size();  // frame 1's last datagram
+    const auto marker = static_cast<std::ptrdiff_t>(kFrames[1].size());  // frame 1's last datagram
     using Flow = std::vector<Bytes>;
     auto at = [](std::size_t k, std::function<void(Bytes&)> e) {
         return [=](Flow& f) { e(f[k]); };
@@ -77,8 +74,8 @@ TEST(Rtp, DamageGivesItsFaultsAndLeavesTheOtherFramesWhole) {
         {"lost marker", [=](Flow& f) { f.erase(f.begin() + marker); }, {C::RtpPacketsLost, C::RtpFrameUnclosed}, 1},
         {"reordered", [](Flow& f) { std::swap(f[2], f[3]); }, {C::RtpReordered}},
         {"duplicate", [](Flow& f) { f.insert(f.begin() + 2, f[2]); }, {C::RtpDuplicate}},
-        {"late marker", [=](Flow& f) { f.insert(f.begin() + marker + 1, f[marker]); }, {}, 0, {C::RtpLatePacket}},
-        {"stop mid-frame", [=](Flow& f) { f.resize(marker); }, {C::RtpFrameUnclosed}, 1},
+        {"late marker", [=](Flow& f) { f.insert(f.begin() + marker + 1, f.begin()[marker]); }, {}, 0, {C::RtpLatePacket}},
+        {"stop mid-frame", [=](Flow& f) { f.erase(f.begin() + marker, f.end()); }, {C::RtpFrameUnclosed}, 1},
         // clang-format on
     };
     for (const auto& c : cases) {
@@ -87,7 +84,7 @@ TEST(Rtp, DamageGivesItsFaultsAndLeavesTheOtherFramesWhole) {
             auto flow = clean;
             c.edit(flow);
             const auto got = depacketise(flow, drop);
-            const bool stopped = flow.size() == marker;
+            const bool stopped = flow.size() == kFrames[1].size();
             ASSERT_EQ(got.size(), stopped ? 2 : kFrames.size());
             const Seen& s = got[1];
             const auto has = [&](C code) {

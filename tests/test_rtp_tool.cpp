@@ -24,9 +24,9 @@ std::vector<json> jsonLines(std::istream&& in) {
     return lines;
 }
 
-const std::vector<std::string> kAnswers = {"-f", "jsonl", "--packets", "--flavour", "sony"};
-
+/// The tool's JSON lines, with the packet walk, for `args`.
 std::vector<json> runTool(std::vector<std::string> args, int status = 0, const Bytes& in = {}) {
+    args.insert(args.begin(), {"-f", "jsonl", "--packets"});
     std::istringstream input(std::string(in.begin(), in.end()));
     std::ostringstream out, err;
     EXPECT_EQ(rdd18::dump::run(args, input, out, err), status) << err.str();
@@ -35,9 +35,7 @@ std::vector<json> runTool(std::vector<std::string> args, int status = 0, const B
 
 /// Whether `got`, a frame of a flow, has the answers the tool gives `packets` as an 8-bit buffer.
 void expectBufferAnswers(const json& got, const PacketList& packets) {
-    auto args = kAnswers;
-    args.push_back("-");
-    const json buffer = runTool(args, 0, rdd18::host::ancillaryBufferFromPackets(packets)).at(0);
+    const json buffer = runTool({"-"}, 0, rdd18::host::ancillaryBufferFromPackets(packets)).at(0);
     for (const char* section : {"rdd18", "arri", "packets"})
         EXPECT_EQ(got.at(section), buffer.at(section)) << section << " of frame " << got["frame"];
 }
@@ -75,9 +73,7 @@ TEST(RtpTool, CapturesInEachLinkLayerGiveTheBufferAnswersFrameByFrame) {
          {std::pair{DLT_EN10MB, false}, {DLT_EN10MB, true}, {DLT_LINUX_SLL, false}}) {
         SCOPED_TRACE(link + vlan);
         writeCapture(path, link, vlan, flow);
-        auto args = kAnswers;
-        args.push_back(path);
-        const auto got = runTool(args);
+        const auto got = runTool({path});
         ASSERT_EQ(got.size(), frames.size());
         for (std::size_t f = 0; f < frames.size(); ++f) {
             EXPECT_EQ(got[f]["flow"], "239.1.1.1:5000");
@@ -88,12 +84,12 @@ TEST(RtpTool, CapturesInEachLinkLayerGiveTheBufferAnswersFrameByFrame) {
     }
     // Cut inside a record: the frames before it, and an error; no such flow: an error.
     fs::resize_file(path, fs::file_size(path) - 100);  // inside the last frame's marker datagram
-    const auto cut = runTool({"-f", "jsonl", "--explain", path.string()}, 1);
+    const auto cut = runTool({"--explain", path}, 1);
     ASSERT_EQ(cut.size(), frames.size());
     EXPECT_EQ(cut.back()["input"].size(), 1u);  // the flow ends before the frame's marker
-    EXPECT_TRUE(runTool({"--flow", "239.1.1.3:5000", path.string()}, 1).empty());
+    EXPECT_TRUE(runTool({"--flow", "239.1.1.3:5000", path}, 1).empty());
     writeCapture(path, DLT_EN10MB, false, {});
-    EXPECT_TRUE(runTool({path.string()}, 1).empty());
+    EXPECT_TRUE(runTool({path}, 1).empty());
     fs::remove(path);
 }
 
@@ -101,23 +97,20 @@ TEST(RtpTool, TheRealCapturesGiveTheirPacketsAndNoMetadata) {
     const fs::path dir = "/work/shared/thirdparty/st2110-40-pcaps";
     if (!fs::is_directory(dir)) GTEST_SKIP() << dir << " is absent";
     using Counts = std::map<std::string, int>;  // packets per "DID/SDID"
-    for (const auto& [file, fields, counts] :
-         {std::tuple{"2110-40_5994i.pcap", 31u, Counts{{"60/60", 45}, {"61/01", 15}}},
-          {"anc_with_1of4_invalid_DID_SDID.pcap",
-           26u,
-           {{"01/01", 37}, {"41/05", 24}, {"41/07", 1}, {"61/01", 13}}},
-          {"anc_with_timecode+CC+AFD.pcap",
-           50u,
-           {{"41/05", 49}, {"41/07", 1}, {"60/60", 74}, {"61/01", 25}}}}) {
+                                                // clang-format off
+    for (const auto& [file, fields, counts] : {
+             std::tuple{"2110-40_5994i.pcap", 31u, Counts{{"60/60", 45}, {"61/01", 15}}},
+             {"anc_with_1of4_invalid_DID_SDID.pcap", 26u, {{"01/01", 37}, {"41/05", 24}, {"41/07", 1}, {"61/01", 13}}},
+             {"anc_with_timecode+CC+AFD.pcap", 50u, {{"41/05", 49}, {"41/07", 1}, {"60/60", 74}, {"61/01", 25}}}}) {
+        // clang-format on
         SCOPED_TRACE(file);
-        const auto got = runTool({"-f", "jsonl", "--packets", "--keep-damaged", dir / file});
+        const auto got = runTool({"--keep-damaged", dir / file});
         EXPECT_EQ(got.size(), fields);
         Counts packets;
         for (const json& field : got) {
             EXPECT_EQ(field["rdd18"].size() + field["arri"].size(), 0u);
             for (const json& p : field["packets"])
-                ++packets[p["did"].get<std::string>().substr(2) + "/" +
-                          p["sdid"].get<std::string>().substr(2)];
+                ++packets[std::string(p["did"]).substr(2) + "/" + std::string(p["sdid"]).substr(2)];
         }
         EXPECT_EQ(packets, counts);
     }
@@ -144,9 +137,9 @@ TEST(RtpTool, ALiveFlowOnTheLoopbackEndsAfterItsFramesOrOnAnInterrupt) {
                 std::this_thread::sleep_for(std::chrono::milliseconds(20));
             }
         });
-        const std::string command = std::string("timeout -s INT --preserve-status ") + end +
-                                    " -f jsonl --packets --flavour sony --listen udp://127.0.0.1:" +
-                                    std::to_string(ntohs(to.sin_port));
+        const std::string command =
+            std::string("timeout -s INT --preserve-status ") + end +
+            " -f jsonl --packets --listen udp://127.0.0.1:" + std::to_string(ntohs(to.sin_port));
         FILE* tool = popen(command.c_str(), "r");
         std::string text;
         for (int c; (c = std::fgetc(tool)) != EOF;) text.push_back(static_cast<char>(c));

@@ -110,7 +110,8 @@ int runCommand(const std::vector<std::string>& args, std::istream& in, std::ostr
     std::string listen;
     auto* listenOption =
         app.add_option("--listen", listen,
-                       "Receive the ST 2110-40 flow sent to this IPv4 address and port (a "
+                       "Receive the ST 2110-40 flow sent to this address (IPv4, or IPv6 in "
+                       "brackets) and port (a "
                        "multicast group is joined) and write each frame as it completes, until "
                        "--frames are written or SIGINT; implies --input rtp")
             ->type_name("udp://ADDR:PORT");

@@ -109,9 +109,9 @@ Frame elementFrame(const std::string& name, std::int64_t number,
 /// included), or holds no such flow; in a build without libpcap.
 void readPcap(const std::string& path, const SourceOptions& options, const FrameVisitor& visit);
 
-/// Receives the flow `url` ("udp://ADDR:PORT", IPv4; a multicast ADDR is joined, on
-/// `options.interface` when given) and visits its frames as they close, numbered from 0, until
-/// the last of `options.frames` or an interrupt (SIGINT, which hands the open frame first).
+/// Receives the flow `url` ("udp://ADDR:PORT", IPv4, or IPv6 in brackets; a multicast ADDR is
+/// joined, on `options.interface` when given) and visits its frames as they close, numbered from 0,
+/// until the last of `options.frames` or an interrupt (SIGINT, which hands the open frame first).
 /// Throws `InputError` for a malformed address or a socket that can't be opened.
 void readLive(const std::string& url, const SourceOptions& options, const FrameVisitor& visit);
 
