@@ -76,6 +76,7 @@ TEST(Rtp, DamageGivesItsFaultsAndLeavesTheOtherFramesWhole) {
         {"duplicate", [](Flow& f) { f.insert(f.begin() + 2, f[2]); }, {C::RtpDuplicate}},
         {"late marker", [=](Flow& f) { f.insert(f.begin() + marker + 1, f.begin()[marker]); }, {}, 0, {C::RtpLatePacket}},
         {"stop mid-frame", [=](Flow& f) { f.erase(f.begin() + marker, f.end()); }, {C::RtpFrameUnclosed}, 1},
+        {"new SSRC from frame 2, numbered back", [=](Flow& f) { for (auto d = f.begin() + marker + 1; d != f.end(); ++d) (*d)[11] = 1, --(*d)[2]; }, {}},
         // clang-format on
     };
     for (const auto& c : cases) {

@@ -19,7 +19,7 @@ std::vector<Bytes> rtpFlow(const std::vector<PacketList>& frames, const FlowShap
             last = at + n == packets.size() && (!shape.emptyMarkerPacket || n == 0);
             Bytes datagram;
             host::appendRtpHeader({last, 100, static_cast<std::uint16_t>(sequence),
-                                   static_cast<std::uint32_t>(f * shape.timestampStep), 0x90},
+                                   static_cast<std::uint32_t>(f * 1501), 0x90},
                                   datagram);
             flow.push_back(datagram +
                            host::rfc8331FromPackets(

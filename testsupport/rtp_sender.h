@@ -16,16 +16,13 @@ struct FlowShape {
     bool emptyMarkerPacket = false;   ///< each frame closed by an empty RTP packet with the marker
     bool interlaced = false;          ///< frames are fields: F alternates 2, 3
     std::uint32_t firstSequence = 0;  ///< extended: the high 16 bits go into each payload
-    std::uint32_t timestampStep = 1501;
 };
 
-/// The datagrams of `frames`, in order: RTP header (payload type 100, SSRC 0x90), RFC 8331
-/// payload; sequence numbers run on across frames, each frame has a timestamp of its own and
-/// its last datagram the marker bit (a frame of no packet is one empty datagram).
+/// The datagrams of `frames` (payload type 100, SSRC 0x90): sequence numbers run on across
+/// frames, frame `f` has timestamp 1501 f and its last datagram the marker bit.
 std::vector<Bytes> rtpFlow(const std::vector<PacketList>& frames, const FlowShape& shape = {});
 
-/// Frames to send: one without packets, then the packets of the sample frames arri.anc (18
-/// packets), standard.anc, sony.anc and mixed.anc of `samplesDir`.
+/// An empty frame, then the packets of the samples arri.anc (18), standard, sony and mixed.anc.
 std::vector<PacketList> sampleFlowFrames(const std::string& samplesDir);
 
 }  // namespace rdd18::testsupport

@@ -109,6 +109,17 @@ void RtpDepacketiser::push(std::span<const unsigned char> datagram, RtpFrameSink
     const auto header = readRtpHeader(datagram, &faults);
     if (!header) return;
     const std::uint16_t sequence = header->sequence;
+    if (ssrc_ && header->ssrc != *ssrc_) {
+        // Another synchronisation source: another sender, or the same one started again, whose
+        // sequence numbers have nothing to do with those before.
+        if (open_) {
+            faults_.push_back({.code = FaultCode::RtpFrameUnclosed, .found = header->timestamp});
+            close(false, sink);
+        }
+        handed_.reset();
+        expected_.reset();
+    }
+    ssrc_ = header->ssrc;
     if (handed_) {
         const int back = distance(*handed_, sequence);
         if (back >= 0 && back <= kLateWindow)
@@ -222,6 +233,7 @@ void RtpDepacketiser::finish(RtpFrameSink& sink) {
     }
     handed_.reset();
     expected_.reset();
+    ssrc_.reset();
 }
 
 }  // namespace rdd18::host

@@ -76,7 +76,7 @@ struct RtpOptions {
         false;  ///< hand frames that aren't `complete()` to `dropped`, not `frame`
 };
 
-/// Gathers the RTP packets of one flow (one SSRC) into frames. Pure: the caller feeds datagrams
+/// Gathers the RTP packets of one flow into frames. Pure: the caller feeds datagrams
 /// in arrival order and the frames come back through the sink as they close, each once:
 /// - the marker bit closes a frame at once; a packet with a new timestamp closes the open one
 ///   (`RtpFrameUnclosed`) and opens its own; `finish` closes the last (same fault);
@@ -86,6 +86,8 @@ struct RtpOptions {
 /// - a packet whose sequence number the frame holds is dropped (`RtpDuplicate`), as is one at or
 ///   up to 1,024 before the last of a frame already handed back (`RtpLatePacket`); further back
 ///   is taken for a sender that started again;
+/// - a packet of another SSRC (another sender, or one started again) closes the open frame
+///   (`RtpFrameUnclosed`) and numbers start afresh;
 /// - a datagram that is no RTP packet is dropped (see `readRtpHeader`); its RFC 8331 payload is
 ///   read by `packetsFromRfc8331`'s rules, with its faults (`Fault::packet` is then the RTP
 ///   packet's index in the frame, in arrival order, and `offset` a byte of its payload).
@@ -130,6 +132,7 @@ class VELMORA_RDD18_EXPORT RtpDepacketiser {
     std::uint16_t highest_ = 0;              // of the open frame
     std::optional<std::uint16_t> handed_;    // the last sequence number of the last frame handed
     std::optional<std::uint16_t> expected_;  // where the open frame should start
+    std::optional<std::uint32_t> ssrc_;      // of the last packet
 };
 
 }  // namespace rdd18::host
