@@ -8,6 +8,7 @@
 #include "rdd18/arri/VLArriANCParser.h"
 #include "rdd18/host/packet.h"
 #include "rdd18/host/rfc8331.h"
+#include "rdd18/host/rtp.h"
 #include "rdd18/host/st436m.h"
 #include "rdd18/host/vanc.h"
 #include "rdd18/host/words10.h"

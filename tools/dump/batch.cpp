@@ -104,6 +104,8 @@ int decodeBatch(const std::vector<std::string>& arguments, const BatchOptions& o
         [&](const Frame& frame, const FrameReport& r) {
             if (!writer) writer = makeReportWriter(out, options.write, columns);
             writer->frame(r);
+            // A live flow's frames are read as they come, so each goes out at once.
+            if (options.source.form == InputForm::Rtp) out.flush();
             if (options.written) options.written(frame, r);
         },
         failed);

@@ -46,6 +46,8 @@ constexpr const char* kFooter = R"(Examples:
   velmora-dump -f csv --units=only clip.mp4    per-frame lens and camera of an rtmd track
   velmora-dump -f opentrackio clip.mxf --send  OpenTrackIO samples, printed and sent to the
                                                group 239.135.1.1, port 55555
+  velmora-dump -f jsonl --packets capture.pcap one line per frame of each ST 2110-40 flow
+  velmora-dump -f jsonl --listen udp://239.1.1.1:5000 --interface eth1   a live flow
 
 Output: one report per input, in input order, with "file" (the name as given, "-" for
 standard input) and one entry per section: "rdd18" and "arri" (each parser's answer; an
@@ -110,12 +112,30 @@ int runCommand(const std::vector<std::string>& args, std::istream& in, std::ostr
                    "rtmd (rtmd samples back to back, one per frame, as an MP4 rtmd track's raw "
                    "values), clip (an MXF file with an ST 436M ANC track, or an MP4 or MOV file "
                    "with an rtmd track; needs libavformat), ari (an ARRIRAW frame file: only its "
-                   "4096-byte header record is read) or auto (clip for names ending in .mxf, .mp4 "
-                   "or .mov or a file that starts as one, ari for names ending in .ari or files "
-                   "starting with \"ARRI\", else packets; a folder is read as its .ari files in "
-                   "frame order)")
+                   "4096-byte header record is read), pcap (a pcap or pcapng capture of ST 2110-40 "
+                   "flows; needs libpcap), rtp (a live ST 2110-40 flow, see --listen) or auto "
+                   "(pcap for names ending in .pcap and .pcapng, clip for .mxf, .mp4 or .mov or a "
+                   "file that starts as one, ari for .ari or files starting with \"ARRI\", else "
+                   "packets; a folder is read as its .ari files in frame order)")
         ->transform(CLI::IsMember(inputForms(), CLI::ignore_case))
         ->default_str("auto");
+    std::string listen;
+    auto* listenOption =
+        app.add_option("--listen", listen,
+                       "Receive the ST 2110-40 flow sent to this address (IPv4, or IPv6 in "
+                       "brackets) and port (a "
+                       "multicast group is joined) and write each frame as it completes, until "
+                       "--frames are written or SIGINT; implies --input rtp")
+            ->type_name("udp://ADDR:PORT");
+    app.add_option("--interface", source.interface,
+                   "The network interface on which --listen joins a multicast group")
+        ->type_name("NAME")
+        ->needs(listenOption);
+    app.add_option("--flow", source.flow,
+                   "pcap: read the flow to this destination only (else every UDP flow that "
+                   "carries RFC 8331 payloads)")
+        ->type_name("ADDR:PORT");
+    listenOption->excludes("files");
     app.add_option("--width", source.width,
                    "Pixels per VANC line (v210, uyvy); HD placement "
                    "(luma, then chroma) from 1280 up")
@@ -147,8 +167,9 @@ int runCommand(const std::vector<std::string>& args, std::istream& in, std::ostr
                  "truncated packs, rejected payloads), one line each");
     framePerLine->needs(hexFlag);
     app.add_option("--frames", frames,
-                   "Frames of clips and element runs to report: A:B (A to B-1), A:, :B or A; "
-                   "frames count from 0 (ARRIRAW files: the number in the name)")
+                   "Frames of clips, element runs and flows to report: A:B (A to B-1), A:, :B or "
+                   "A; frames count from 0 (in each flow; ARRIRAW files: the number in the name); "
+                   "a live flow ends after B-1")
         ->type_name("A:B");
     auto* formatOption =
         app.add_option(
@@ -222,6 +243,18 @@ int runCommand(const std::vector<std::string>& args, std::istream& in, std::ostr
     report.arri = parser != "rdd18";
     report.units = unitsViews.at(units);
     report.camera = !plotFile.empty();
+    if (!listen.empty() || source.form == InputForm::Rtp) {
+        if (listen.empty()) {
+            err << kProgram << ": --input rtp needs --listen udp://ADDR:PORT\n";
+            return kExitBadArguments;
+        }
+        if (write.format == Format::Csv) {
+            err << kProgram << ": a live flow can't be written as CSV, whose columns come first\n";
+            return kExitBadArguments;
+        }
+        source.form = InputForm::Rtp;
+        files.push_back(listen);
+    }
     if (files.empty()) {
         if (inputIsTerminal) {
             err << kProgram << ": no input: name frame files, or pipe a frame in (see " << kProgram

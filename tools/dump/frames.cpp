@@ -24,14 +24,24 @@ std::optional<std::int64_t> number(std::string_view text) {
     return n;
 }
 
+bool endsWith(std::string_view name, std::string_view extension) noexcept {
+    if (name.size() < extension.size()) return false;
+    std::string ext(name.substr(name.size() - extension.size()));
+    for (auto& c : ext) c = static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
+    return ext == extension;
+}
+
+// A capture by its name (.pcap, .pcapng in any case).
+bool looksLikeCapture(std::string_view name) noexcept {
+    return endsWith(name, ".pcap") || endsWith(name, ".pcapng");
+}
+
 // A clip by its name (.mxf, .mp4, .mov in any case), or, for a file whose name says nothing, by
 // its first bytes: the start of an MXF partition pack key (11 bytes, an RDD 18 pack key differs
 // from the fifth on), or an ISO BMFF box type at 4.
 bool looksLikeClip(const std::string& name) {
     if (name == "-") return false;
-    std::string ext = name.size() < 4 ? "" : name.substr(name.size() - 4);
-    for (auto& c : ext) c = static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
-    if (ext == ".mxf" || ext == ".mp4" || ext == ".mov") return true;
+    if (endsWith(name, ".mxf") || endsWith(name, ".mp4") || endsWith(name, ".mov")) return true;
     std::ifstream file(name, std::ios::binary);
     char head[12] = {};
     if (!file.read(head, sizeof head)) return false;
@@ -254,7 +264,7 @@ const std::map<std::string, InputForm>& inputForms() {
         {"auto", InputForm::Auto}, {"packets", InputForm::Packets}, {"st436m", InputForm::St436m},
         {"clip", InputForm::Clip}, {"words10", InputForm::Words10}, {"v210", InputForm::V210},
         {"uyvy", InputForm::Uyvy}, {"rfc8331", InputForm::Rfc8331}, {"rtmd", InputForm::Rtmd},
-        {"ari", InputForm::Ari}};
+        {"ari", InputForm::Ari},   {"pcap", InputForm::Pcap},       {"rtp", InputForm::Rtp}};
     return forms;
 }
 
@@ -313,7 +323,14 @@ void readFrames(const std::string& name, const SourceOptions& options, std::istr
     SourceOptions o = options;
     if (o.form == InputForm::Auto) {
         const bool ari = !o.hex && (hasAriName(name) || (name != "-" && startsWithAriMagic(name)));
-        o.form = looksLikeClip(name) ? InputForm::Clip : ari ? InputForm::Ari : InputForm::Packets;
+        o.form = looksLikeCapture(name) ? InputForm::Pcap
+                 : looksLikeClip(name)  ? InputForm::Clip
+                 : ari                  ? InputForm::Ari
+                                        : InputForm::Packets;
+    }
+    if (o.form == InputForm::Pcap || o.form == InputForm::Rtp) {
+        if (name == "-") throw InputError("-: captures and flows are not read from standard input");
+        return o.form == InputForm::Pcap ? readPcap(name, o, visit) : readLive(name, o, visit);
     }
     if (o.form == InputForm::Ari) {
         // The number comes from the name, so a frame outside the range isn't opened.

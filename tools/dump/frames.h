@@ -23,9 +23,9 @@
 namespace rdd18::dump {
 
 enum class InputForm {
-    Auto,     ///< a clip when the name ends in .mxf, .mp4 or .mov or the content is one, an
-              ///< ARRIRAW frame when it ends in .ari or the file starts with "ARRI", else a
-              ///< packet buffer
+    Auto,     ///< a capture when the name ends in .pcap or .pcapng, a clip when it ends in .mxf,
+              ///< .mp4 or .mov or the content is one, an ARRIRAW frame when it ends in .ari or
+              ///< the file starts with "ARRI", else a packet buffer
     Packets,  ///< 8-bit packet buffer, as the parsers read it
     Words10,  ///< 10-bit words: hex text of words, or 16-bit little-endian values
     V210,     ///< VANC lines, v210
@@ -35,6 +35,8 @@ enum class InputForm {
     Clip,     ///< a clip: MXF with an ST 436M ANC track, MP4 or MOV with an rtmd track
     Ari,      ///< an ARRIRAW frame file: `Frame::bytes` is its first 4096 bytes, the record
     Rtmd,     ///< rtmd samples back to back, one per frame, as an rtmd track's raw values
+    Pcap,     ///< a capture (pcap, pcapng) of ST 2110-40 flows: RTP packets of RFC 8331 payloads
+    Rtp,      ///< an ST 2110-40 flow received live (the input's name is udp://ADDR:PORT)
 };
 
 /// The --input names and their forms.
@@ -61,6 +63,16 @@ struct SourceOptions {
     bool keepDamaged = false;          ///< keep packets with a bad parity or checksum
     FrameRange frames;                 ///< the frames of clips and element runs to read
     std::ostream* progress = nullptr;  ///< where long clips keep a progress line, if anywhere
+    std::string flow;                  ///< pcap: the one flow to read, "ADDR:PORT"; else all
+    std::string interface;             ///< rtp: the interface a multicast group is joined on
+};
+
+/// Where a frame of an RTP flow came from.
+struct RtpPlace {
+    std::string flow;  ///< destination "ADDR:PORT"
+    std::uint32_t timestamp = 0;
+    std::uint8_t field = 0;  ///< RFC 8331 F: 0 progressive, 2 and 3 the fields of a frame
+    std::string arrival;     ///< when its last RTP packet arrived, UTC, ISO 8601
 };
 
 /// Frames per second as a ratio, num / den.
@@ -72,7 +84,8 @@ struct FrameRate {
 /// One frame, whatever form it came in.
 struct Frame {
     std::string name;                     ///< the input's name; "name:line" under --frame-per-line
-    InputForm form = InputForm::Packets;  ///< its data's form: never Auto, nor Clip (St436m, Rtmd)
+    InputForm form = InputForm::Packets;  ///< its data's form: never Auto, Clip (St436m, Rtmd)
+                                          ///< nor Pcap (Rtp)
     std::vector<unsigned char> bytes;     ///< the packet buffer the parsers read; Ari: the
                                           ///< record; Rtmd: the sample
     bool flags = true;                    ///< whether `bytes` carries the 3-byte flags
@@ -83,6 +96,7 @@ struct Frame {
     std::optional<std::string> timecode;  ///< source timecode, where known
     std::optional<FrameRate> editRate;    ///< the container's frame rate, where known
     std::vector<host::St436mPacket> origins;  ///< ST 436M: the packets of `bytes`, in order
+    std::optional<RtpPlace> rtp;              ///< pcap and rtp: the frame's place in its flow
 };
 
 using FrameVisitor = std::function<void(const Frame&)>;
@@ -109,6 +123,20 @@ Frame rtmdFrame(const std::string& name, std::int64_t number,
 
 /// "HH:MM:SS:FF" of a sample header's timecode, ";" before the frames when it counts drop frame.
 std::string timecodeText(const RtmdTimecode& timecode);
+
+/// Reads the capture `path` (pcap or pcapng, any timestamp precision; Ethernet, VLAN-tagged,
+/// Linux cooked or raw IP; IPv4 or IPv6) and visits the frames of each UDP flow that carries
+/// RTP packets of RFC 8331 payloads (or of `options.flow` alone), numbered from 0 in each flow,
+/// those in `options.frames`, as they close. Throws `InputError` when the file is no capture,
+/// of a link type not read, cut off inside a record (after the frames before it, the open ones
+/// included), or holds no such flow; in a build without libpcap.
+void readPcap(const std::string& path, const SourceOptions& options, const FrameVisitor& visit);
+
+/// Receives the flow `url` ("udp://ADDR:PORT", IPv4, or IPv6 in brackets; a multicast ADDR is
+/// joined, on `options.interface` when given) and visits its frames as they close, numbered from 0,
+/// until the last of `options.frames` or an interrupt (SIGINT, which hands the open frame first).
+/// Throws `InputError` for a malformed address or a socket that can't be opened.
+void readLive(const std::string& url, const SourceOptions& options, const FrameVisitor& visit);
 
 /// Opens the clip `path` and visits each frame in `range`, in order, with time and timecode
 /// where the file has them: of an MP4 or MOV, each sample of its rtmd track (the timecode of the

@@ -76,6 +76,13 @@ FrameReport Reporter::report(const Frame& frame) const {
         arri = sample ? Dictionary() : answer(arri_, frame, lines, "arri");
     }
     if (frame.number) r.sections.push_back({"frame", Number::integer(*frame.number)});
+    if (frame.rtp) {
+        r.sections.push_back({"flow", Value(frame.rtp->flow)});
+        r.sections.push_back({"rtpTimestamp", Number::integer(frame.rtp->timestamp)});
+        if (frame.rtp->field)
+            r.sections.push_back({"field", Number::integer(frame.rtp->field - 1)});
+        r.sections.push_back({"arrival", Value(frame.rtp->arrival)});
+    }
     if (frame.time) r.sections.push_back({"time", Number::doubleNumber(*frame.time)});
     if (timecode) r.sections.push_back({"timecode", Value(*timecode)});
     if (options_.camera) r.camera = frameModel(rdd18, arri);

@@ -35,9 +35,10 @@ struct Section {
     Value value;
 };
 
-/// One frame's report: its name, then its sections in output order ("frame", "time", "timecode"
-/// where the frame has them, "rdd18", "arri", "units", "packets", "faults", "input"; only those
-/// that apply), and the frame's interpreted model when asked for.
+/// One frame's report: its name, then its sections in output order ("frame", then for a frame of
+/// an RTP flow "flow", "rtpTimestamp", "field" (1 or 2, for a field) and "arrival", "time",
+/// "timecode" where the frame has them, "rdd18", "arri", "units", "packets", "faults", "input";
+/// only those that apply), and the frame's interpreted model when asked for.
 struct FrameReport {
     std::string source;
     std::vector<Section> sections;

@@ -65,10 +65,14 @@ inline bool tooManyWords(const Packet& packet, std::size_t index, FaultSink* fau
 }
 
 /// The packets a converter finds, written over the elements of a caller's list (their word
-/// storage reused) and appended past its end; `finish` drops the elements left over.
+/// storage reused) and appended past its end; `finish` drops the elements left over. A sink
+/// started at `used` keeps the list's first `used` packets.
 class PacketSink {
   public:
-    explicit PacketSink(std::vector<Packet>& out) noexcept : out_(out) {}
+    explicit PacketSink(std::vector<Packet>& out, std::size_t used = 0) noexcept
+        : out_(out), used_(used) {}
+    /// Packets kept: the first `used` given and those kept since.
+    std::size_t used() const noexcept { return used_; }
     /// The element the next packet is built in; it counts only once `keep` is called.
     Packet& next() {
         if (used_ == out_.size()) out_.emplace_back();
@@ -79,7 +83,7 @@ class PacketSink {
 
   private:
     std::vector<Packet>& out_;
-    std::size_t used_ = 0;
+    std::size_t used_;
 };
 
 /// Adds to `out` the packets of `words`, checking parity and checksum; reports every drop to

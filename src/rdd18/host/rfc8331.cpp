@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "rdd18/host/internal_rfc8331.h"
 #include "rdd18/host/internal_word_scan.h"
 #include "rdd18/host/words10.h"
 #include "rdd18/internal/byte_order.h"
@@ -99,20 +100,25 @@ class BitWriter {
 
 }  // namespace
 
-void packetsFromRfc8331(std::span<const unsigned char> payload, std::vector<Packet>& out,
-                        const ConvertOptions& options, FaultSink* faults) {
-    detail::PacketSink sink(out);
+std::optional<Rfc8331Header> readRfc8331Header(std::span<const unsigned char> payload) noexcept {
+    if (payload.size() < kHeaderBytes) return std::nullopt;
+    return Rfc8331Header{loadBigEndian16(payload.data()), loadBigEndian16(payload.data() + 2),
+                         payload[4], static_cast<std::uint8_t>(payload[5] >> 6)};
+}
+
+namespace detail {
+
+void scanRfc8331(std::span<const unsigned char> payload, const ConvertOptions& options,
+                 FaultSink* faults, PacketSink& sink) {
     auto report = [&](FaultCode code, std::size_t at, unsigned line, unsigned did, unsigned sdid,
                       bool kept) {
         if (faults)
             faults->report(detail::hostFault(code, FaultUnit::Byte, at, line, did, sdid, kept));
     };
-    if (payload.size() < kHeaderBytes) {
-        report(FaultCode::HeaderCutOff, 0, 0, 0, 0, false);
-        return sink.finish();
-    }
-    const std::size_t length = loadBigEndian16(payload.data() + 2);
-    const unsigned count = payload[4];
+    const auto header = readRfc8331Header(payload);
+    if (!header) return report(FaultCode::HeaderCutOff, 0, 0, 0, 0, false);
+    const std::size_t length = header->length;
+    const unsigned count = header->ancCount;
     const std::size_t available = payload.size() - kHeaderBytes;
     if (length != available && faults) {
         Fault f = detail::hostFault(FaultCode::LengthMismatch, FaultUnit::Byte, 2);
@@ -167,6 +173,14 @@ void packetsFromRfc8331(std::span<const unsigned char> payload, std::vector<Pack
         p.stream = static_cast<std::uint8_t>(streamValid ? stream : 0);
         sink.keep();
     }
+}
+
+}  // namespace detail
+
+void packetsFromRfc8331(std::span<const unsigned char> payload, std::vector<Packet>& out,
+                        const ConvertOptions& options, FaultSink* faults) {
+    detail::PacketSink sink(out);
+    detail::scanRfc8331(payload, options, faults, sink);
     sink.finish();
 }
 
@@ -179,9 +193,10 @@ std::vector<Packet> packetsFromRfc8331(std::span<const unsigned char> payload,
 
 std::vector<unsigned char> rfc8331FromPackets(std::span<const Packet> packets,
                                               std::uint16_t extendedSequenceNumber,
-                                              FaultSink* faults) {
+                                              FaultSink* faults, std::uint8_t field) {
     std::vector<unsigned char> out(kHeaderBytes, 0);
     storeBigEndian16(out.data(), extendedSequenceNumber);
+    out[5] = static_cast<unsigned char>((field & 3u) << 6);
     BitWriter bits(out);
     unsigned count = 0;
     std::vector<std::uint16_t> words;

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -13,6 +14,19 @@
 #include "rdd18/host/packet.h"
 
 namespace rdd18::host {
+
+/// The 8-byte header of an RFC 8331 payload.
+struct Rfc8331Header {
+    std::uint16_t extendedSequenceNumber = 0;  ///< the high 16 bits of the 32-bit sequence number
+    std::uint16_t length = 0;                  ///< bytes behind the header, as the sender says
+    std::uint8_t ancCount = 0;                 ///< ANC packets in the payload
+    std::uint8_t field = 0;  ///< F: 0 progressive, 2 first field, 3 second field (1 is invalid)
+};
+
+/// The header of `payload`; nothing when it holds fewer than 8 bytes. Nothing is checked
+/// against the bytes behind it (that is `packetsFromRfc8331`'s part).
+VELMORA_RDD18_EXPORT std::optional<Rfc8331Header> readRfc8331Header(
+    std::span<const unsigned char> payload) noexcept;
 
 /// The packets of one RTP payload (without the RTP header), with their Line_Number and, when S
 /// is set, StreamNum. Length counts the bytes behind the 8-byte header; when it disagrees with
@@ -42,9 +56,9 @@ VELMORA_RDD18_EXPORT void packetsFromRfc8331(std::span<const unsigned char> payl
 /// more than `kMaxUserDataWords` words (`TooManyWords`), are left out and reported in unit
 /// Packet, offset = the packet's index). Each packet goes out with C = 0,
 /// its line (0x7FF when 0: no particular line), Horizontal_Offset 0xFFF (no particular place),
-/// S set and StreamNum given when its stream isn't 0; F is 0.
+/// S set and StreamNum given when its stream isn't 0; F is `field` (its low 2 bits).
 VELMORA_RDD18_EXPORT std::vector<unsigned char> rfc8331FromPackets(
     std::span<const Packet> packets, std::uint16_t extendedSequenceNumber = 0,
-    FaultSink* faults = nullptr);
+    FaultSink* faults = nullptr, std::uint8_t field = 0);
 
 }  // namespace rdd18::host

@@ -61,6 +61,11 @@ std::string hostLine(const char* what, const Fault& f) {
                   unsigned{f.line}, unsigned{f.did}, unsigned{f.sdid}, f.kept ? "kept" : "dropped");
 }
 
+/// Where an RTP packet's fault lies: the packet's index in its frame.
+std::string rtpLine(const Fault& f) {
+    return format("RTP packet %lu of the frame: ", static_cast<unsigned long>(f.packet));
+}
+
 std::string elementLine(const char* what, const Fault& f) {
     return format("packet %lu (line %u): %s", static_cast<unsigned long>(f.packet),
                   unsigned{f.line}, what);
@@ -126,6 +131,14 @@ std::string_view codeName(FaultCode code) noexcept {
         VELMORA_FAULT_NAME(RtmdHeaderTooShort)
         VELMORA_FAULT_NAME(RtmdPackCutOff)
         VELMORA_FAULT_NAME(RtmdNoPacks)
+        VELMORA_FAULT_NAME(RtpHeaderCutOff)
+        VELMORA_FAULT_NAME(RtpVersionNotTwo)
+        VELMORA_FAULT_NAME(RtpPaddingBeyondData)
+        VELMORA_FAULT_NAME(RtpPacketsLost)
+        VELMORA_FAULT_NAME(RtpDuplicate)
+        VELMORA_FAULT_NAME(RtpReordered)
+        VELMORA_FAULT_NAME(RtpLatePacket)
+        VELMORA_FAULT_NAME(RtpFrameUnclosed)
 #undef VELMORA_FAULT_NAME
     }
     return {};
@@ -276,6 +289,35 @@ std::string describe(const Fault& f) {
         case FaultCode::RtmdNoPacks:
             return format("rtmd sample: the %lu bytes behind the header at byte %lu are padding",
                           ul(f.found), ul(f.offset));
+        case FaultCode::RtpHeaderCutOff:
+            return rtpLine(f) + format(
+                                    "its %lu bytes end inside the RTP header, which needs %lu; "
+                                    "dropped",
+                                    ul(f.found), ul(f.expected));
+        case FaultCode::RtpVersionNotTwo:
+            return rtpLine(f) + format("RTP version %lu, not 2; dropped", ul(f.found));
+        case FaultCode::RtpPaddingBeyondData:
+            return rtpLine(f) + format("padding of %lu bytes, but %lu follow the header; dropped",
+                                       ul(f.found), ul(f.expected));
+        case FaultCode::RtpPacketsLost:
+            return rtpLine(f) + format("sequence number %lu, expected %lu: %lu packet%s lost",
+                                       ul(f.found), ul(f.expected),
+                                       ul((f.found - f.expected) & 0xFFFF),
+                                       ((f.found - f.expected) & 0xFFFF) == 1 ? "" : "s");
+        case FaultCode::RtpDuplicate:
+            return rtpLine(f) + format("sequence number %lu arrived twice; dropped", ul(f.found));
+        case FaultCode::RtpReordered:
+            return rtpLine(f) + format("sequence number %lu came after %lu; put back in order",
+                                       ul(f.found), ul((f.expected - 1) & 0xFFFF));
+        case FaultCode::RtpLatePacket:
+            return rtpLine(f) + format(
+                                    "sequence number %lu belongs to a frame already handed back "
+                                    "(its last: %lu); dropped",
+                                    ul(f.found), ul(f.expected));
+        case FaultCode::RtpFrameUnclosed:
+            return f.expected ? "RTP: the flow ends before the frame's marker bit"
+                              : format("RTP: timestamp %lu begins before the frame's marker bit",
+                                       ul(f.found));
     }
     return format("fault %u", unsigned(f.code));
 }

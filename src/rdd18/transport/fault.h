@@ -110,6 +110,27 @@ enum class FaultCode : std::uint16_t {
     RtmdPackCutOff = 702,          ///< the pack at `offset` needs `expected` bytes, `found` are
                                    ///< left; the packs are read as a cut stream
     RtmdNoPacks = 703,             ///< the `found` bytes behind the header at `offset` are zeros
+
+    // --- RTP flows: `packet` is the RTP packet's index in its frame, in arrival order; header
+    // faults count bytes of the datagram (`offset` of the field), the others RTP packets (unit
+    // Packet, `offset` = `packet`); sequence numbers are the RTP header's 16 bits
+    RtpHeaderCutOff = 800,       ///< the datagram of `found` bytes ends inside the RTP header,
+                                 ///< its CSRC list or its header extension (`expected` bytes);
+                                 ///< dropped
+    RtpVersionNotTwo = 801,      ///< version `found`, not 2; dropped
+    RtpPaddingBeyondData = 802,  ///< a padding count (`found`) of 0 or beyond the `expected`
+                                 ///< bytes behind the header; dropped
+    RtpPacketsLost = 803,        ///< sequence number `expected` never came: the packet at `offset`
+                                 ///< carries `found`; the frame is incomplete
+    RtpDuplicate = 804,          ///< sequence number `found` arrived twice in the frame; dropped
+    RtpReordered = 805,          ///< `found` came after a later packet (`expected` is one past the
+                                 ///< highest then); put back in sequence order, kept
+    RtpLatePacket = 806,         ///< `found` is at or before the last packet (`expected`) of a
+                                 ///< frame already handed back: a duplicate or a late packet;
+                                 ///< dropped
+    RtpFrameUnclosed = 807,      ///< the frame ended without its marker bit: a new timestamp
+                                 ///< (`found`) or the end of the flow (`found` 0, `expected` 1)
+                                 ///< closed it; it may be incomplete
 };
 
 /// The unit `Fault::offset` counts in.
