@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "rdd18/export.h"
@@ -148,5 +149,13 @@ class VELMORA_RDD18_EXPORT AncillaryDataBufferReader final : public virtual Anci
 /// The packets point into `data`. Never throws but for allocation failure.
 VELMORA_RDD18_EXPORT std::vector<utils::AncillaryPacket> packetsFromData(
     const unsigned char* data, unsigned long size, AncillaryDataBufferContainsFlags flags);
+
+/// Appends one packet to `out` as the walk above reads it: with `flags`, the flag 00 FF FF; then
+/// DID, SDID, DC, the payload and the checksum a sender computes, (DID + SDID + DC + payload
+/// bytes) mod 256. `payload` holds at most 255 bytes (its size is the DC).
+VELMORA_RDD18_EXPORT void appendAncillaryPacket(std::vector<unsigned char>& out, std::uint8_t did,
+                                                std::uint8_t sdid,
+                                                std::span<const unsigned char> payload,
+                                                AncillaryDataBufferContainsFlags flags);
 
 }  // namespace rdd18
