@@ -8,6 +8,7 @@
 
 #include "frame_builder.h"
 #include "rdd18/arri/arri_encoder.h"
+#include "rdd18/interpret/interpret.h"
 #include "rdd18/output/rdd18_encoder.h"
 #include "rdd18/transport/encode_error.h"
 #include "sample_index.h"
@@ -147,6 +148,34 @@ TEST(Encode, DecimalFloatsRoundOnRequestAndKeepTheirBits) {
             ASSERT_EQ(std::bit_cast<std::uint64_t>(back), std::bit_cast<std::uint64_t>(v));
         }
     }
+}
+
+TEST(Encode, UnitsBecomeTheItemsThatCarryThemAndReadBackToTheirCodes) {
+    interpret::CameraModel m;
+    m.irisTNumber = 2.8, m.irisFNumber = 4.0, m.focusDistanceM = 3.5, m.focalLengthMm = 50;
+    m.focalLength35mmEquivalentMm = 71.5, m.zoomRingPositionPercent = 50;
+    m.captureFrameRateHz = 24000.0 / 1001, m.shutterTimeS = 1.0 / 48, m.shutterAngleDeg = 172.8;
+    m.masterGainDb = -3, m.iso = 800, m.whiteBalanceK = 5600, m.whiteBalanceMode = "one push";
+    m.blackLevelPercent = -0.5, m.kneePointPercent = 95, m.sensorWidthMm = 24.89;
+    m.projectFrameRateHz = 25;  // no standard item carries it
+    const Dictionary written = interpret::toRDD18(m);
+    const interpret::CameraModel back = interpret::fromRDD18(
+        VLRDD18Parser(Flavour::Standard).parseData(encodeRDD18(written, Flavour::Standard)));
+    for (const auto& field : interpret::numberFields()) {
+        const auto& want = m.*field.member;
+        const auto& got = back.*field.member;
+        if (field.member == &interpret::CameraModel::projectFrameRateHz) {
+            EXPECT_FALSE(got);
+        } else if (want) {
+            ASSERT_TRUE(got) << field.key;
+            EXPECT_NEAR(*got, *want, std::fabs(*want) * 1e-4) << field.key;
+        }
+    }
+    EXPECT_EQ(back.whiteBalanceMode, "one push");
+    EXPECT_EQ(written.get<std::int64_t>("LensIrisFNumberItem"), 0xC000);  // F4
+    EXPECT_EQ(
+        written.at("CameraCaptureFrameRateItem"),
+        Value(Dictionary{{"den", Number::unsignedInt(1001)}, {"num", Number::unsignedInt(24000)}}));
 }
 
 }  // namespace

@@ -17,6 +17,7 @@
 #include "rdd18/host/st436m.h"
 #include "rdd18/host/vanc.h"
 #include "rdd18/host/words10.h"
+#include "rdd18/interpret/interpret.h"
 #include "rdd18/output/rdd18_encoder.h"
 #include "rdd18/transport/encode_error.h"
 
@@ -128,12 +129,32 @@ struct Options {
     bool flags = true;
     bool round = false;
     std::optional<Flavour> flavour;  // none: the first flavour that knows every key
+    bool fromUnits = false;          // write the "units" section as RDD 18 items
 };
+
+/// The model of a report's "units" section: as velmora-dump writes it ("rdd18" and "arri"
+/// models, merged in that order) or one model's dictionary form.
+interpret::CameraModel unitsModel(const json& units) {
+    const Value v = valueFromJson(units, "units");
+    if (!v.isDictionary()) notAnAnswer("units", "needs to be an object");
+    const Dictionary& d = v.dictionary();
+    if (!d.contains("rdd18") && !d.contains("arri")) return interpret::fromDictionary(d);
+    const auto part = [&d](const char* name) {
+        const Value* p = d.find(name);
+        return p && p->isDictionary() ? interpret::fromDictionary(p->dictionary())
+                                      : interpret::CameraModel{};
+    };
+    return interpret::merged(part("rdd18"), part("arri"));
+}
 
 /// The packet buffer (with flags) of one report: its RDD 18 packets, then its ARRI packets.
 std::vector<unsigned char> frameBuffer(const json& report, const Options& o,
                                        const std::string& name) {
     if (!report.is_object()) notAnAnswer(name, "a report needs to be an object");
+    if (o.fromUnits) {
+        if (!report.contains("units")) notAnAnswer(name, "a report needs a \"units\" section");
+        return encodeRDD18(interpret::toRDD18(unitsModel(report["units"])), Flavour::Standard);
+    }
     if (!report.contains("rdd18") && !report.contains("arri"))
         notAnAnswer(name, "a report needs an \"rdd18\" or an \"arri\" section");
     std::vector<unsigned char> buffer;
@@ -335,6 +356,10 @@ standard error naming the key (the other frames are written) and exit status 1.
     app.add_option("--flavour,--flavor", flavour, "RDD 18 item set: auto, standard, sony, varicam")
         ->transform(CLI::IsMember({"auto", "standard", "sony", "varicam"}, CLI::ignore_case))
         ->default_str("auto");
+    app.add_flag("--from-units", o.fromUnits,
+                 "Write each report's \"units\" section (as velmora-dump --units writes it, or "
+                 "one model: focalLengthMm, irisTNumber, focusDistanceM, ...) as standard RDD 18 "
+                 "items, each value rounded to the nearest code its item holds");
     app.add_flag("--round", o.round,
                  "Write a lens value no 16-bit decimal code gives exactly as the nearest one");
     std::vector<const char*> argv{kProgram};
