@@ -52,6 +52,22 @@ TEST(Encode, EverySampleAnswerComesBackInEveryFlavourAndFlagSetting) {
     EXPECT_GE(nonEmpty, 20u);
 }
 
+TEST(Encode, ArriEdgesOfTheLensWordsComeBack) {
+    const VLArriANCParser parser;
+    Dictionary header = parser.parseData(fileBytes(kSamples / "arri.anc"));
+    const std::pair<Value, Value> edges[] = {
+        {Number::unsignedLong(10), Number::doubleNumber(std::numeric_limits<double>::quiet_NaN())},
+        {Number::unsignedLong(10), Number::doubleNumber(0.7)},
+        {Number::unsignedLong(0), Number::doubleNumber(22)}};
+    for (const auto& [second, tstop] : edges) {
+        header.set("lensDataApertureSecondValue", second);
+        header.set("lensDataApertureTstop", tstop);
+        header.set("lensDataFocusDistance", Number::floatNumber(INFINITY));
+        header.set("vfxInfoPan", Number::doubleNumber(-0.1));
+        EXPECT_EQ(parser.parseData(arri::encodeArri(header)), header);
+    }
+}
+
 TEST(Encode, PacketsAndPacksAsTheParserReadsThem) {
     // Lens and camera items go to their packs; 300 bytes of text need two numbered packets.
     const Dictionary answer{{"LensIrisFNumberItem", Number::integer(0xC000)},
