@@ -7,8 +7,10 @@
 #include <limits>
 
 #include "frame_builder.h"
+#include "rdd18/arri/VLArriANCParser.h"
 #include "rdd18/arri/arri_encoder.h"
 #include "rdd18/interpret/interpret.h"
+#include "rdd18/output/VLRDD18Parser.h"
 #include "rdd18/output/rdd18_encoder.h"
 #include "rdd18/transport/encode_error.h"
 #include "sample_index.h"
