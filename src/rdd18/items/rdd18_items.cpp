@@ -126,8 +126,16 @@ detail::DecimalCodes detail::decimalCodes(double v, bool lensSerial) noexcept {
     // Below and above in magnitude; for a negative v they swap at the end.
     std::optional<double> low, high;
     std::uint16_t lowCode = 0, highCode = 0;
+    // Only the exponents whose mantissas reach v's decade hold its record and its neighbours:
+    // 10^e <= v < 10^(e + 5) for a mantissa below 10^4 (the finest such grid included), one more
+    // above, and the largest exponent for a v beyond every value.
+    const int decade = magnitude > 0 ? static_cast<int>(std::floor(std::log10(magnitude))) : 0;
+    const int largest = lensSerial ? 7 : 23;
     for (unsigned field = 0; field < (1u << exponentWidth); ++field) {
         const int e = static_cast<int>(field) - 2 * static_cast<int>(field & 0x8);
+        if (magnitude > 0 && (e < decade - 4 || e > decade + 1) && e != largest &&
+            e != -8)  // the smallest exponent: the finest grid of the values below 10^-8
+            continue;
         const double estimate = magnitude / std::pow(10.0, e);
         const double first =
             std::isinf(estimate) ? static_cast<double>(maxMantissa) : std::floor(estimate) - 1;
