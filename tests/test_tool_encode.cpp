@@ -108,6 +108,10 @@ TEST(ToolEncode, RefusedFramesNameTheKeyAndAreLeftOut) {
         EXPECT_NE(r.err.find("frame 1"), std::string::npos) << r.err;
     }
     EXPECT_EQ(encode({}, "{").status, rdd18::encode::kExitBadInput);
+    // A packet longer than a VANC line of 16 pixels: the frame doesn't fit its form.
+    const ToolRun narrow = encode({"--to", "v210", "--width", "16"}, good.dump());
+    EXPECT_EQ(narrow.status, rdd18::encode::kExitBadInput);
+    EXPECT_EQ(narrow.out, "");
 }
 
 }  // namespace

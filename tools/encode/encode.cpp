@@ -191,22 +191,14 @@ std::vector<unsigned char> frameBuffer(const json& report, const Options& o,
     return buffer;
 }
 
-/// The bytes of a frame's buffer in the chosen form.
-std::vector<unsigned char> inForm(const std::vector<unsigned char>& buffer, const Options& o) {
-    if (o.form == Form::Packets) {
-        if (o.flags) return buffer;
-        std::vector<unsigned char> bare;
-        for (const auto& p :
-             packetsFromData(buffer.data(), buffer.size(), AncillaryDataBufferWithFlags))
-            appendAncillaryPacket(bare, p.did, p.sdid, {p.payload, p.size},
-                                  AncillaryDataBufferWithoutFlags);
-        return bare;
-    }
-    const std::vector<host::Packet> packets = host::packetsFromAncillaryBuffer(buffer, true);
+/// The bytes of a frame's buffer in the chosen form, converted by the host writers, which leave
+/// out and report a packet their form can't hold (one longer than a VANC line, for one).
+std::vector<unsigned char> hostForm(const std::vector<host::Packet>& packets, const Options& o,
+                                    FaultSink& faults) {
     switch (o.form) {
         case Form::Words10: {
             std::vector<unsigned char> bytes;
-            for (const std::uint16_t w : host::words10FromPackets(packets)) {
+            for (const std::uint16_t w : host::words10FromPackets(packets, &faults)) {
                 bytes.push_back(static_cast<unsigned char>(w));
                 bytes.push_back(static_cast<unsigned char>(w >> 8));
             }
@@ -216,9 +208,10 @@ std::vector<unsigned char> inForm(const std::vector<unsigned char>& buffer, cons
         case Form::Uyvy:
             return host::vancLinesFromPackets(
                 packets,
-                {o.form == Form::V210 ? host::VancFormat::V210 : host::VancFormat::Uyvy, o.width});
+                {o.form == Form::V210 ? host::VancFormat::V210 : host::VancFormat::Uyvy, o.width},
+                &faults);
         case Form::Rfc8331:
-            return host::rfc8331FromPackets(packets);
+            return host::rfc8331FromPackets(packets, 0, &faults);
         case Form::St436m: {
             // Each packet on VANC line 9 of a progressive frame, 8-bit luma samples.
             std::vector<host::St436mPacket> stored;
@@ -230,12 +223,29 @@ std::vector<unsigned char> inForm(const std::vector<unsigned char>& buffer, cons
                 s.coding = 4;
                 stored.push_back(std::move(s));
             }
-            return host::st436mElement(stored);
+            return host::st436mElement(stored, {}, &faults);
         }
         case Form::Packets:
             break;
     }
-    return buffer;
+    std::vector<unsigned char> bare;  // packets without flags
+    for (const host::Packet& p : packets)
+        appendAncillaryPacket(bare, p.did, p.sdid, p.udw, AncillaryDataBufferWithoutFlags);
+    return bare;
+}
+
+/// The bytes of a frame's buffer in the chosen form; a frame the form can't hold whole is
+/// refused.
+std::vector<unsigned char> inForm(const std::vector<unsigned char>& buffer, const Options& o) {
+    if (o.form == Form::Packets && o.flags) return buffer;
+    FaultList faults;
+    std::vector<unsigned char> bytes =
+        hostForm(host::packetsFromAncillaryBuffer(buffer, true), o, faults);
+    if (!faults.empty()) {
+        throw EncodeError(faults.faults().front(), "",
+                          "the frame doesn't fit its form: " + describe(faults.faults().front()));
+    }
+    return bytes;
 }
 
 /// JSON text with each number token -0 written -0.0: the JSON library reads -0 as the integer 0,
