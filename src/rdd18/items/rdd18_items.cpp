@@ -123,17 +123,37 @@ detail::DecimalCodes detail::decimalCodes(double v, bool lensSerial) noexcept {
         return codes;
     }
     const double magnitude = std::fabs(v);
-    // Below and above in magnitude; for a negative v they swap at the end.
-    std::optional<double> low, high;
-    std::uint16_t lowCode = 0, highCode = 0;
+    if (magnitude == 0) {
+        codes.exact = sign;  // mantissa 0: 80 00 is -0
+        return codes;
+    }
     // Only the exponents whose mantissas reach v's decade hold its record and its neighbours:
     // 10^e <= v < 10^(e + 5) for a mantissa below 10^4 (the finest such grid included), one more
     // above, and the largest exponent for a v beyond every value.
-    const int decade = magnitude > 0 ? static_cast<int>(std::floor(std::log10(magnitude))) : 0;
+    const int decade = static_cast<int>(std::floor(std::log10(magnitude)));
     const int largest = lensSerial ? 7 : 23;
+    // The field of exponent e: bit 3 of the field counts -8 (see computeExponent).
+    const auto fieldOf = [](int e) {
+        return static_cast<unsigned>(e < 0 || (e >= 8 && e < 16) ? e + 16 : e);
+    };
+    // The record: the smallest exponent whose nearest mantissa gives v to the last bit.
+    for (int e = std::max(decade - 4, -8); e <= std::min(decade + 1, largest); ++e) {
+        const double estimate = std::nearbyint(magnitude / std::pow(10.0, e));
+        for (const double m : {estimate, estimate - 1, estimate + 1}) {
+            if (m < 0 || m > static_cast<double>(maxMantissa)) continue;
+            const auto mantissa = static_cast<unsigned short>(m);
+            if (decimalToDouble(mantissa, static_cast<short>(e)) == magnitude) {
+                codes.exact = static_cast<std::uint16_t>((fieldOf(e) << shift) | mantissa | sign);
+                return codes;
+            }
+        }
+    }
+    // Below and above in magnitude; for a negative v they swap at the end.
+    std::optional<double> low, high;
+    std::uint16_t lowCode = 0, highCode = 0;
     for (unsigned field = 0; field < (1u << exponentWidth); ++field) {
         const int e = static_cast<int>(field) - 2 * static_cast<int>(field & 0x8);
-        if (magnitude > 0 && (e < decade - 4 || e > decade + 1) && e != largest &&
+        if ((e < decade - 4 || e > decade + 1) && e != largest &&
             e != -8)  // the smallest exponent: the finest grid of the values below 10^-8
             continue;
         const double estimate = magnitude / std::pow(10.0, e);
@@ -144,9 +164,7 @@ detail::DecimalCodes detail::decimalCodes(double v, bool lensSerial) noexcept {
             const auto mantissa = static_cast<unsigned short>(m);
             const double value = decimalToDouble(mantissa, static_cast<short>(e));
             const auto code = static_cast<std::uint16_t>((field << shift) | mantissa);
-            if (value == magnitude) {
-                if (!codes.exact) codes.exact = static_cast<std::uint16_t>(code | sign);
-            } else if (value < magnitude) {
+            if (value < magnitude) {
                 if (!low || value > *low) low = value, lowCode = code;
             } else if (!high || value < *high) {
                 high = value, highCode = code;

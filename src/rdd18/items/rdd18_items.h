@@ -150,8 +150,8 @@ double convertToDouble(Bits bits) noexcept {
     return decimalToDouble(computeMantissa(bits), computeExponent(bits));
 }
 
-/// The 16-bit records (byte 0 high) of a decimal float format around a double: the record whose
-/// value is the double to the last bit, if one is, and the records of the nearest values below
+/// The 16-bit records (byte 0 high) of a decimal float format for a double: the record whose
+/// value is the double to the last bit, if one is; else the records of the nearest values below
 /// and above it, where the format has such values.
 struct DecimalCodes {
     std::optional<std::uint16_t> exact;
