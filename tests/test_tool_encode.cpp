@@ -81,6 +81,19 @@ TEST(ToolEncode, EverySampleAndTheClipComeBackInEveryForm) {
 #endif
 }
 
+TEST(ToolEncode, AnArriFrameInUnitsBecomesRdd18) {
+    const ToolRun units = dump({"--units", "-f", "json", (kSamples / "arri.anc").string()});
+    const ToolRun written = encode({"--from-units"}, units.out);
+    ASSERT_EQ(written.status, 0) << written.err;
+    const json back =
+        json::parse(dump({"--units=only", "--parser", "rdd18", "-f", "json", "-"}, written.out)
+                        .out)[0]["units"]["rdd18"];
+    const json arri = json::parse(units.out)[0]["units"]["arri"];
+    for (const char* field : {"focalLengthMm", "focusDistanceM", "iso", "whiteBalanceK"})
+        EXPECT_EQ(back.at(field), arri.at(field)) << field;
+    EXPECT_NEAR(back.at("irisTNumber").get<double>(), arri.at("irisTNumber").get<double>(), 1e-3);
+}
+
 TEST(ToolEncode, RefusedFramesNameTheKeyAndAreLeftOut) {
     const json good = {{"rdd18", {{"CameraISOSensitivityItem", 800}}}};
     const std::string goodFrame = encode({}, good.dump()).out;
