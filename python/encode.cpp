@@ -1,8 +1,9 @@
-// encode_rdd18 and encode_arri: Python answers back into packets. Python's own types become the
-// value model's: int an integer (an unsigned long beyond the signed 64-bit range), float a double,
-// bool a bool, str text, bytes-like data, list and tuple an array, dict a dictionary. The writers
-// take each number in any kind whose value the field holds exactly, so a parse's dict, changed or
-// not, writes back as it is.
+// encode_rdd18 and encode_arri: Python answers back into packets, and the host writers
+// (to_words10, to_vanc, to_rfc8331, to_st436m) that turn packets into the forms hosts hold.
+// Python's own types become the value model's: int an integer (an unsigned long beyond the signed
+// 64-bit range), float a double, bool a bool, str text, bytes-like data, list and tuple an array,
+// dict a dictionary. The writers take each number in any kind whose value the field holds exactly,
+// so a parse's dict, changed or not, writes back as it is.
 #include <pybind11/pybind11.h>
 
 #include <cstdint>
@@ -10,6 +11,11 @@
 
 #include "bindings.h"
 #include "rdd18/arri/arri_encoder.h"
+#include "rdd18/host/packet.h"
+#include "rdd18/host/rfc8331.h"
+#include "rdd18/host/st436m.h"
+#include "rdd18/host/vanc.h"
+#include "rdd18/host/words10.h"
 #include "rdd18/output/rdd18_encoder.h"
 #include "rdd18/transport/encode_error.h"
 
@@ -87,9 +93,78 @@ py::bytes encodeArri(const py::dict& answer, bool flags) {
     return written([&] { return rdd18::arri::encodeArri(d, {.flags = flags}); });
 }
 
+/// The packets of a flagged packet buffer, for the host writers.
+std::vector<rdd18::host::Packet> packetsOf(const py::bytes& buffer) {
+    const std::string bytes = buffer;
+    return rdd18::host::packetsFromAncillaryBuffer(
+        {reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()}, true);
+}
+
+py::bytes asBytes(const std::vector<unsigned char>& bytes) {
+    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+/// Runs a host writer; a packet its form leaves out is a ValueError rather than a quiet loss.
+template <class Write>
+py::bytes hostWritten(Write write) {
+    rdd18::FaultList faults;
+    const std::vector<unsigned char> bytes = write(&faults);
+    if (!faults.empty()) throw py::value_error(rdd18::describe(faults.faults().front()));
+    return asBytes(bytes);
+}
+
+py::bytes toWords10(const py::bytes& buffer) {
+    const auto packets = packetsOf(buffer);
+    return hostWritten([&](rdd18::FaultSink* faults) {
+        std::vector<unsigned char> bytes;
+        for (const std::uint16_t w : rdd18::host::words10FromPackets(packets, faults)) {
+            bytes.push_back(static_cast<unsigned char>(w));
+            bytes.push_back(static_cast<unsigned char>(w >> 8));
+        }
+        return bytes;
+    });
+}
+
+py::bytes toVanc(const py::bytes& buffer, const std::string& format, std::uint32_t width) {
+    if (format != "v210" && format != "uyvy")
+        throw py::value_error("format is 'v210' or 'uyvy', not '" + format + "'");
+    const auto packets = packetsOf(buffer);
+    const rdd18::host::VancLayout layout{
+        format == "v210" ? rdd18::host::VancFormat::V210 : rdd18::host::VancFormat::Uyvy, width};
+    return hostWritten([&](rdd18::FaultSink* faults) {
+        return rdd18::host::vancLinesFromPackets(packets, layout, faults);
+    });
+}
+
+py::bytes toRfc8331(const py::bytes& buffer) {
+    const auto packets = packetsOf(buffer);
+    return hostWritten([&](rdd18::FaultSink* faults) {
+        return rdd18::host::rfc8331FromPackets(packets, 0, faults);
+    });
+}
+
+py::bytes toSt436m(const py::bytes& buffer, std::uint16_t line) {
+    std::vector<rdd18::host::St436mPacket> stored;
+    for (rdd18::host::Packet& p : packetsOf(buffer))
+        stored.push_back({{p.did, p.sdid, line, 0, std::move(p.udw)}, 1, 4});
+    return hostWritten(
+        [&](rdd18::FaultSink* faults) { return rdd18::host::st436mElement(stored, {}, faults); });
+}
+
 }  // namespace
 
 void bindEncode(py::module_& m) {
+    m.def("to_words10", &toWords10, "buffer"_a,
+          "The 10-bit words (16-bit little-endian values, each packet behind 000 3FF 3FF) of a "
+          "packet buffer with flags, as from_words10 reads them.");
+    m.def("to_vanc", &toVanc, "buffer"_a, "format"_a = "v210", "width"_a = 1920,
+          "The VANC lines (v210 or UYVY, width pixels) that carry the packets of a packet buffer "
+          "with flags, as from_vanc reads them; ValueError for a packet longer than a line.");
+    m.def("to_rfc8331", &toRfc8331, "buffer"_a,
+          "The RFC 8331 payload of the packets of a packet buffer with flags.");
+    m.def("to_st436m", &toSt436m, "buffer"_a, "line"_a = 9,
+          "The ST 436M ANC element (VANC frame, 8-bit luma samples, each packet on line) of the "
+          "packets of a packet buffer with flags.");
     m.def("encode_rdd18", &encodeRDD18, "answer"_a, "flavour"_a = "standard",
           py::arg("flags").noconvert() = true, py::kw_only(), py::arg("round").noconvert() = false,
           R"(Writes an RDD 18 answer (a dict as parse_rdd18 gives it) back into packets.

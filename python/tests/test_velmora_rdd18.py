@@ -196,3 +196,16 @@ def test_encoders_refuse_naming_the_key():
         v.encode_rdd18({"LensZoomActualFocalLengthItem": 3.14159})
     with pytest.raises(TypeError):
         v.encode_arri({"ASA": None})
+
+
+def test_host_writers_carry_an_encoded_frame_to_every_form():
+    answer = v.parse_rdd18((SAMPLES / "sony.anc").read_bytes(), "sony")
+    buffer = v.encode_rdd18(answer, "sony")
+    data = v.to_words10(buffer)
+    words = array.array("H", struct.unpack(f"<{len(data) // 2}H", data))  # little-endian values
+    for back in (v.from_words10(words), v.from_vanc(v.to_vanc(buffer, "uyvy", 1920), "uyvy"),
+                 v.from_vanc(v.to_vanc(buffer)), v.from_rfc8331(v.to_rfc8331(buffer))):
+        assert v.parse_rdd18(back, "sony") == answer
+    assert len(v.to_st436m(buffer)) > len(buffer)
+    with pytest.raises(ValueError):
+        v.to_vanc(buffer, "v210", 16)
