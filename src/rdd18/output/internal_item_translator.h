@@ -51,11 +51,13 @@ Value answerValue(const VaricamExtendedMetadata& v);
 /// The inverse of `answerValue`: reads a value of an answer back into the payload that gives it,
 /// for the writer. Each `read` takes the kinds `answerValue` gives and, for the integer payloads,
 /// any integer kind whose value the payload holds; anything else throws `EncodeError` naming
-/// `key` (with the item's `tag`).
+/// the value's key path (`path()`, with the item's `tag`). A reader borrows its key, and the
+/// reader of a nested value its parent: both outlive the read (the calls of one expression).
 struct AnswerValueReader {
-    std::string key;
+    std::string_view key;  ///< the answer's key, or the field under `parent`
     rdd18::tag tag;
     bool roundDecimalFloats = false;
+    const AnswerValueReader* parent = nullptr;
 
     void read(const Value& v, Uint16& out) const;
     void read(const Value& v, unsigned char& out) const;
@@ -76,6 +78,8 @@ struct AnswerValueReader {
 
     /// The reader of the value under `field` (a dictionary's key, or "[i]" of an array).
     AnswerValueReader at(std::string_view field) const;
+    /// "Key", "Key.field", "Key[2].den": the answer's key and the fields down to this value.
+    std::string path() const;
     /// Throws the refusal `code` of this key, saying `why`.
     [[noreturn]] void refuse(FaultCode code, const std::string& why, std::uint64_t expected = 0,
                              std::uint64_t found = 0) const;

@@ -200,10 +200,12 @@ const Dictionary& fieldsOf(const Value& v, const AnswerValueReader& r,
 }  // namespace
 
 AnswerValueReader AnswerValueReader::at(std::string_view field) const {
-    AnswerValueReader r = *this;
-    if (!field.starts_with('[')) r.key += '.';
-    r.key += field;
-    return r;
+    return {field, tag, roundDecimalFloats, this};
+}
+
+std::string AnswerValueReader::path() const {
+    if (!parent) return std::string(key);
+    return parent->path() + (key.starts_with('[') ? "" : ".") + std::string(key);
 }
 
 void AnswerValueReader::refuse(FaultCode code, const std::string& why, std::uint64_t expected,
@@ -211,7 +213,7 @@ void AnswerValueReader::refuse(FaultCode code, const std::string& why, std::uint
     Fault fault{.code = code, .expected = expected, .found = found};
     fault.tag[0] = tag.first;
     fault.tag[1] = tag.second;
-    throw EncodeError(fault, key, why);
+    throw EncodeError(fault, path(), why);
 }
 
 void AnswerValueReader::read(const Value& v, Uint16& out) const {
