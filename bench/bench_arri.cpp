@@ -12,6 +12,7 @@
 #include "bench_support.h"
 #include "frame_builder.h"
 #include "rdd18/arri/VLArriANCParser.h"
+#include "rdd18/arri/arri_encoder.h"
 #include "rdd18/arri/arri_file_header.h"
 #include "rdd18/arri/arri_stream_reader.h"
 #include "rdd18/transport/ancillary_packet.h"
@@ -125,6 +126,31 @@ void BM_ArriParse(benchmark::State& state) {
     allocations.report(state);
 }
 BENCHMARK(BM_ArriParse)->Name("BM_ArriParse/typical");
+
+// The writer beside the parse: the answer of the same frame back into the record, the KLV item
+// and its packets.
+void BM_ArriEncode(benchmark::State& state) {
+    const Bytes frame = metadataFrame(typicalRecord());
+    const VLArriANCParser parser;
+    const Dictionary answer = parser.parseData(frame);
+    if (answer.empty() || parser.parseData(rdd18::arri::encodeArri(answer)) != answer) {
+        state.SkipWithError("the written frame doesn't give the answer back");
+        return;
+    }
+    AllocationTally allocations;
+    for (auto _ : state) {
+        allocations.begin();
+        {
+            std::vector<unsigned char> written = rdd18::arri::encodeArri(answer);
+            benchmark::DoNotOptimize(written.data());
+        }
+        allocations.end();
+    }
+    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * frame.size()));
+    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * answer.size()));
+    allocations.report(state);
+}
+BENCHMARK(BM_ArriEncode)->Name("BM_ArriEncode/typical");
 
 void BM_ArriTranslate(benchmark::State& state) {
     const Bytes record = typicalRecord();

@@ -11,6 +11,7 @@
 #include "bench_support.h"
 #include "rdd18/items/item_factory.h"
 #include "rdd18/output/VLRDD18Parser.h"
+#include "rdd18/output/rdd18_encoder.h"
 #include "rdd18/transport/rdd18_stream_reader.h"
 #include "rdd18_frames.h"
 
@@ -44,6 +45,33 @@ void BM_RDD18Parse(benchmark::State& state, int flavour) {
 BENCHMARK_CAPTURE(BM_RDD18Parse, standard, kStandard);
 BENCHMARK_CAPTURE(BM_RDD18Parse, varicam, kVaricam);
 BENCHMARK_CAPTURE(BM_RDD18Parse, sony, kSony);
+
+// The writer beside the parse: the answer of the same frame back into items, packs and packets.
+void BM_RDD18Encode(benchmark::State& state, int flavour) {
+    const RDD18Frame frame = frameOf(typicalItems(flavour));
+    const VLRDD18Parser parser(flavour);
+    const Dictionary answer = parser.parseData(frame.bytes);
+    const rdd18::Flavour f = rdd18::flavourOf(flavour);
+    if (parser.parseData(rdd18::encodeRDD18(answer, f)) != answer) {
+        state.SkipWithError("the written frame doesn't give the answer back");
+        return;
+    }
+    AllocationTally allocations;
+    for (auto _ : state) {
+        allocations.begin();
+        {
+            std::vector<unsigned char> written = rdd18::encodeRDD18(answer, f);
+            benchmark::DoNotOptimize(written.data());
+        }
+        allocations.end();
+    }
+    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * frame.items));
+    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * frame.bytes.size()));
+    allocations.report(state);
+}
+BENCHMARK_CAPTURE(BM_RDD18Encode, standard, kStandard);
+BENCHMARK_CAPTURE(BM_RDD18Encode, varicam, kVaricam);
+BENCHMARK_CAPTURE(BM_RDD18Encode, sony, kSony);
 
 // The first half of a parse: packets, stream and items, without the answer. The rest of
 // BM_RDD18Parse is the walk that writes the answer.

@@ -392,6 +392,8 @@ int main(int argc, char** argv) {
         for (const char* form : {"packets", "words10", "vanc", "rfc8331"})
             write(out / (std::string("host_") + form), packets);
         write(out / "rtp", packets);
+        write(out / "roundtrip_rdd18", frames);
+        write(out / "roundtrip_arri", arri);
         write(out / "arri_ancillary", arri);
         write(out / "arri_parser", arri);
         write(out / "arri_file_header", arriHeaders());

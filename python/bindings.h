@@ -13,6 +13,9 @@ void bindParsers(pybind11::module_& m);
 /// from_words10, from_vanc, from_rfc8331, from_packets, units_rdd18 and units_arri.
 void bindHost(pybind11::module_& m);
 
+/// encode_rdd18, encode_arri and the host writers to_words10, to_vanc, to_rfc8331, to_st436m.
+void bindEncode(pybind11::module_& m);
+
 /// The process's parser of the flavour named 'standard', 'sony' or 'varicam'; ValueError for
 /// any other name.
 const VLRDD18Parser& rdd18Parser(const pybind11::str& flavour);

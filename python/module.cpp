@@ -15,5 +15,6 @@ PYBIND11_MODULE(velmora_rdd18, m) {
     m.attr("__version__") = VELMORA_VERSION;
     velmora::python::bindParsers(m);
     velmora::python::bindHost(m);
+    velmora::python::bindEncode(m);
     // Further parts of the API register here, each from its own file declared in bindings.h.
 }

@@ -1,7 +1,8 @@
 // Interoperability with GStreamer's VBI encoder and parser (libgstvideo): the packets of every
 // bundled sample frame, written into v210 and UYVY lines by GstVideoVBIEncoder, read back by our
 // line reader to the same packets and the same answers as the sample's own bytes; and lines that
-// our writer makes, read back by GstVideoVBIParser to the same packets.
+// our writer makes, read back by GstVideoVBIParser to the same packets; and the frames the
+// answer writers make, read through GStreamer both ways.
 #include <gst/video/video.h>
 #include <gtest/gtest.h>
 
@@ -10,9 +11,11 @@
 #include <iterator>
 
 #include "rdd18/arri/VLArriANCParser.h"
+#include "rdd18/arri/arri_encoder.h"
 #include "rdd18/host/packet.h"
 #include "rdd18/host/vanc.h"
 #include "rdd18/output/VLRDD18Parser.h"
+#include "rdd18/output/rdd18_encoder.h"
 
 using namespace rdd18;
 using namespace rdd18::host;
@@ -147,5 +150,38 @@ TEST(GStreamerInterop, EncoderLinesReadBackToTheSampleAnswersAndParserReadsOurLi
             }
             EXPECT_EQ(parseWithGStreamer(lines, f.format, f.width), packets);
         }
+    }
+}
+
+// Frames our writers make from each sample's answers: GStreamer's parser reads their v210 lines
+// to packets whose parse gives the answers back, and its encoder's lines of the same packets read
+// back through our line reader to the same answers.
+TEST(GStreamerInterop, EncodedFramesReadBackThroughGStreamer) {
+    constexpr Form kV210{VancFormat::V210, 1920};
+    for (const Sample& s : samples()) {
+        const std::vector<Dictionary> expected = answers(s);
+        for (int type : {0, 1, 2}) {
+            const auto written =
+                encodeRDD18(expected[static_cast<std::size_t>(type)], flavourOf(type));
+            const auto packets = packetsFromAncillaryBuffer(written, true);
+            const auto gst =
+                parseWithGStreamer(vancLinesFromPackets(packets, {kV210.format, kV210.width}),
+                                   kV210.format, kV210.width);
+            EXPECT_EQ(answers(gst)[static_cast<std::size_t>(type)],
+                      expected[static_cast<std::size_t>(type)])
+                << s.name;
+            const auto ours =
+                packetsFromVancLines(encodeWithGStreamer(packets, kV210.format, kV210.width),
+                                     {kV210.format, kV210.width});
+            EXPECT_EQ(answers(ours)[static_cast<std::size_t>(type)],
+                      expected[static_cast<std::size_t>(type)])
+                << s.name;
+        }
+        const auto arri = packetsFromAncillaryBuffer(arri::encodeArri(expected[3]), true);
+        EXPECT_EQ(
+            answers(parseWithGStreamer(vancLinesFromPackets(arri, {kV210.format, kV210.width}),
+                                       kV210.format, kV210.width))[3],
+            expected[3])
+            << s.name;
     }
 }

@@ -192,3 +192,39 @@ def test_threads_give_the_serial_answers():
     with ThreadPoolExecutor(4) as pool:
         threaded = list(pool.map(lambda job: python_answers(*job), jobs))
     assert_same(threaded, serial)
+
+
+@pytest.mark.parametrize("name,options", sample_rows())
+def test_encoders_give_every_sample_answer_back(name, options):
+    if not name.endswith(".anc"):
+        return
+    frame = (SAMPLES / name).read_bytes()
+    flags = "--no-flags" not in options
+    for flavour in ("standard", "sony", "varicam"):
+        answer = v.parse_rdd18(frame, flavour, flags, kinds=True)
+        assert v.parse_rdd18(v.encode_rdd18(answer[0], flavour), flavour, kinds=True) == answer
+    header = v.parse_arri(frame, flags, kinds=True)
+    if not any(x != x for x in header[0].values() if isinstance(x, float)):  # NaN != NaN
+        assert v.parse_arri(v.encode_arri(header[0]), kinds=True) == header
+
+
+def test_encoders_refuse_naming_the_key():
+    with pytest.raises(ValueError, match="CameraISOSensitivityItem"):
+        v.encode_rdd18({"CameraISOSensitivityItem": 70000})
+    with pytest.raises(ValueError, match="LensZoomActualFocalLengthItem.*3.142"):
+        v.encode_rdd18({"LensZoomActualFocalLengthItem": 3.14159})
+    with pytest.raises(TypeError):
+        v.encode_arri({"ASA": None})
+
+
+def test_host_writers_carry_an_encoded_frame_to_every_form():
+    answer = v.parse_rdd18((SAMPLES / "sony.anc").read_bytes(), "sony")
+    buffer = v.encode_rdd18(answer, "sony")
+    data = v.to_words10(buffer)
+    words = array.array("H", struct.unpack(f"<{len(data) // 2}H", data))  # little-endian values
+    for back in (v.from_words10(words), v.from_vanc(v.to_vanc(buffer, "uyvy", 1920), "uyvy"),
+                 v.from_vanc(v.to_vanc(buffer)), v.from_rfc8331(v.to_rfc8331(buffer))):
+        assert v.parse_rdd18(back, "sony") == answer
+    assert len(v.to_st436m(buffer)) > len(buffer)
+    with pytest.raises(ValueError):
+        v.to_vanc(buffer, "v210", 16)

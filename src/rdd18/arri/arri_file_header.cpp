@@ -23,6 +23,21 @@ float ArriFileHeader::loadAt<float>(std::size_t offset) const noexcept {
     return std::bit_cast<float>(internal::loadLittleEndian32(bytes + offset));
 }
 
+template <>
+void ArriFileHeader::storeAt<std::uint16_t>(std::size_t offset, std::uint16_t value) noexcept {
+    internal::storeLittleEndian16(bytes + offset, value);
+}
+
+template <>
+void ArriFileHeader::storeAt<std::uint32_t>(std::size_t offset, std::uint32_t value) noexcept {
+    internal::storeLittleEndian32(bytes + offset, value);
+}
+
+template <>
+void ArriFileHeader::storeAt<float>(std::size_t offset, float value) noexcept {
+    internal::storeLittleEndian32(bytes + offset, std::bit_cast<std::uint32_t>(value));
+}
+
 // --- Compile-time checks of the layout ---------------------------------------------------------
 // The sections tile the record without gap or overlap, and each field the library reads lies
 // inside its section, the fields in ascending order without overlap. A mistyped offset or width

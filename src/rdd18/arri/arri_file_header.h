@@ -64,9 +64,17 @@ struct VELMORA_RDD18_EXPORT ArriFileHeader {
         return loadAt<T>(field.elementOffset(index));
     }
 
+    /// Stores `value` as the `index`-th number of `field`, little-endian, as `load` reads it.
+    template <class T, std::size_t Count>
+    void store(file_header::Field<T, Count> field, T value, std::size_t index = 0) noexcept {
+        storeAt<T>(field.elementOffset(index), value);
+    }
+
   private:
     template <class T>
     T loadAt(std::size_t offset) const noexcept;
+    template <class T>
+    void storeAt(std::size_t offset, T value) noexcept;
 };
 static_assert(sizeof(ArriFileHeader) == ArriFileHeader::kSize);
 static_assert(alignof(ArriFileHeader) == 1, "a record may start at any byte");
@@ -77,6 +85,12 @@ template <>
 std::uint32_t ArriFileHeader::loadAt<std::uint32_t>(std::size_t offset) const noexcept;
 template <>
 float ArriFileHeader::loadAt<float>(std::size_t offset) const noexcept;
+template <>
+void ArriFileHeader::storeAt<std::uint16_t>(std::size_t offset, std::uint16_t value) noexcept;
+template <>
+void ArriFileHeader::storeAt<std::uint32_t>(std::size_t offset, std::uint32_t value) noexcept;
+template <>
+void ArriFileHeader::storeAt<float>(std::size_t offset, float value) noexcept;
 
 namespace file_header {
 

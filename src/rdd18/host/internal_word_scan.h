@@ -12,6 +12,7 @@
 #include "rdd18/host/packet.h"
 #include "rdd18/host/words10.h"
 #include "rdd18/internal/byte_order.h"
+#include "rdd18/internal/byte_sum.h"
 
 namespace rdd18::host::detail {
 
@@ -110,44 +111,9 @@ constexpr std::uint16_t checksumFromSum(unsigned sum) noexcept {
     return static_cast<std::uint16_t>(nine | ((~nine >> 8 & 1u) << 9));
 }
 
-/// The sum of the 8 bytes of `x`, mod 256: byte pairs added in 16-bit lanes, the lanes added by
-/// one multiplication into the top lane (no lane sum reaches 65,536, so nothing carries into it).
-constexpr std::uint8_t byteSum(std::uint64_t x) noexcept {
-    constexpr std::uint64_t kEvenBytes = 0x00FF00FF00FF00FFu;
-    const std::uint64_t pairs = (x & kEvenBytes) + (x >> 8 & kEvenBytes);
-    return static_cast<std::uint8_t>(pairs * 0x0001000100010001u >> 48);
-}
-
 /// Words (or bytes) handled as one block by the loops below: a fixed count, so that compilers
 /// run each block on whole vectors at -O2 as well as at -O3.
 inline constexpr std::size_t kWordBlock = 16;
-
-/// The sum of `count` bytes, mod 256 (the 8-bit checksum): whole blocks of 16 in byte lanes, then
-/// the last 16 bytes once more with those already counted masked off, rather than a byte-by-byte
-/// tail.
-inline std::uint8_t sumBytes(const unsigned char* bytes, std::size_t count) noexcept {
-    const std::size_t whole = count - count % kWordBlock;
-    std::uint8_t sum = 0;
-    for (std::size_t k = 0; k < whole; ++k) sum = static_cast<std::uint8_t>(sum + bytes[k]);
-    std::size_t k = whole;
-    if (k == count) return sum;
-    if (count < kWordBlock) {
-        for (; k < count; ++k) sum = static_cast<std::uint8_t>(sum + bytes[k]);
-        return sum;
-    }
-    // Byte i of the last block sits at bits 8i of a little-endian load, so the counted bytes are
-    // the low ones.
-    const auto counted = static_cast<unsigned>(kWordBlock - (count - k));  // 1 to 15
-    std::uint64_t low = internal::loadLittleEndian64(bytes + count - kWordBlock);
-    std::uint64_t high = internal::loadLittleEndian64(bytes + count - kWordBlock + 8);
-    if (counted >= 8) {
-        low = 0;
-        high &= ~std::uint64_t{0} << (8 * (counted - 8));
-    } else {
-        low &= ~std::uint64_t{0} << (8 * counted);
-    }
-    return static_cast<std::uint8_t>(sum + byteSum(low) + byteSum(high));
-}
 
 /// The parity bits a 10-bit word breaks, from its low byte `low` (b0-b7) and its high byte `high`
 /// (b8-b15): 0 in b0 and b1 of the result when b8 is the even parity of b0-b7 and b9 = not b8

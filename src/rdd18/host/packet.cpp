@@ -13,12 +13,6 @@ constexpr unsigned char kFlag[3] = {0x00, 0xFF, 0xFF};
 
 }  // namespace
 
-std::uint8_t checksum8(std::uint8_t did, std::uint8_t sdid,
-                       std::span<const unsigned char> udw) noexcept {
-    return static_cast<std::uint8_t>(did + sdid + udw.size() +
-                                     detail::sumBytes(udw.data(), udw.size()));
-}
-
 std::uint8_t checksum8(const Packet& packet) noexcept {
     return checksum8(packet.did, packet.sdid, packet.udw);
 }

@@ -38,10 +38,9 @@ struct ConvertOptions {
     bool keepDamaged = false;
 };
 
-/// The 8-bit checksum of a packet: (DID + SDID + DC + every UDW) mod 256, DC being the number of
-/// user data words `udw` holds (at most `kMaxUserDataWords`).
-VELMORA_RDD18_EXPORT std::uint8_t checksum8(std::uint8_t did, std::uint8_t sdid,
-                                            std::span<const unsigned char> udw) noexcept;
+/// The 8-bit checksum of a packet from its DID, SDID and user data words (the transport's rule:
+/// (DID + SDID + DC + every UDW) mod 256).
+using rdd18::checksum8;
 
 /// The 8-bit checksum the packet buffer carries for `packet` (see above).
 VELMORA_RDD18_EXPORT std::uint8_t checksum8(const Packet& packet) noexcept;

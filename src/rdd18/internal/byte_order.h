@@ -50,6 +50,11 @@ constexpr void storeBigEndian32(unsigned char* p, std::uint32_t v) noexcept {
     storeBigEndian16(p + 2, static_cast<std::uint16_t>(v));
 }
 
+constexpr void storeLittleEndian16(unsigned char* p, std::uint16_t v) noexcept {
+    p[0] = static_cast<unsigned char>(v);
+    p[1] = static_cast<unsigned char>(v >> 8);
+}
+
 constexpr void storeLittleEndian32(unsigned char* p, std::uint32_t v) noexcept {
     for (int i = 0; i < 4; ++i) p[i] = static_cast<unsigned char>(v >> (8 * i));
 }

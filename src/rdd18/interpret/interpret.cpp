@@ -7,6 +7,9 @@
 #include <cstdio>
 #include <string_view>
 #include <system_error>
+#include <vector>
+
+#include "rdd18/items/rdd18_items.h"
 
 #include "rdd18/internal/decimal_text.h"
 
@@ -403,6 +406,140 @@ CameraModel fromArri(const Dictionary& answer) {
     // always has the camera model's key) names the maker.
     if (answer.find("cameraModel")) m.cameraMake = "ARRI";
     return m;
+}
+
+namespace {
+
+// --- The inverse conversions, for the writer --------------------------------------------------
+
+/// `n` rounded to an integer in [low, high], or nothing.
+std::optional<std::int64_t> codeIn(double n, std::int64_t low, std::int64_t high) {
+    const double r = std::round(n);
+    if (!std::isfinite(r) || r < static_cast<double>(low) || r > static_cast<double>(high))
+        return std::nullopt;
+    return static_cast<std::int64_t>(r);
+}
+
+/// The value of the 16-bit lens decimal float nearest to `metres`, as a parse decodes it.
+std::optional<Value> lensDecimal(double metres) {
+    const detail::DecimalCodes codes = detail::decimalCodes(metres, true);
+    std::optional<std::uint16_t> record = codes.exact;
+    if (!record && codes.below && codes.above) {
+        const auto valueOf = [](std::uint16_t r) {
+            return HalfFloatLensSerial{
+                {static_cast<unsigned char>(r >> 8), static_cast<unsigned char>(r)}}
+                .value();
+        };
+        record = metres - valueOf(*codes.below) <= valueOf(*codes.above) - metres ? codes.below
+                                                                                  : codes.above;
+    }
+    if (!record) return std::nullopt;
+    return Number::doubleNumber(HalfFloatLensSerial{
+        {static_cast<unsigned char>(*record >> 8), static_cast<unsigned char>(*record)}}
+                                    .value());
+}
+
+Value rational(std::uint32_t num, std::uint32_t den) {
+    return Dictionary{{"den", Number::unsignedInt(den)}, {"num", Number::unsignedInt(num)}};
+}
+
+std::optional<Value> frameRateRational(double hz) {
+    const double ntsc = hz * 1.001;
+    if (const auto n = codeIn(ntsc, 1, 4294967);
+        n && std::fabs(ntsc - static_cast<double>(*n)) < 1e-3)
+        return rational(static_cast<std::uint32_t>(*n * 1000), 1001);
+    if (const auto n = codeIn(hz * 1000, 1, 0xFFFFFFFF))
+        return rational(static_cast<std::uint32_t>(*n), 1000);
+    return std::nullopt;
+}
+
+std::optional<Value> exposureRational(double seconds) {
+    if (!(seconds > 0)) return std::nullopt;
+    const double per = 1.0 / seconds;
+    if (const auto n = codeIn(per, 1, 0xFFFFFFFF);
+        n && std::fabs(per - static_cast<double>(*n)) < 1e-6 * per)
+        return rational(1, static_cast<std::uint32_t>(*n));
+    if (const auto n = codeIn(seconds * 1e6, 1, 0xFFFFFFFF))
+        return rational(static_cast<std::uint32_t>(*n), 1000000);
+    return std::nullopt;
+}
+
+/// An item of an integer code: `scale` x the field, rounded, in [low, high], as the kind `make`.
+template <class Make>
+std::optional<Value> scaled(double n, double scale, std::int64_t low, std::int64_t high,
+                            Make make) {
+    const auto c = codeIn(n * scale, low, high);
+    if (!c) return std::nullopt;
+    return Value(make(*c));
+}
+
+Number integerNumber(std::int64_t c) {
+    return Number::integer(c);
+}
+Number shortNumber(std::int64_t c) {
+    return Number::shortNumber(static_cast<std::int16_t>(c));
+}
+
+std::optional<Value> irisCode(double n) {
+    if (!(n > 0)) return std::nullopt;
+    return scaled(8.0 - std::log2(n), 8192.0, 0x2000, 0xFFFF, integerNumber);
+}
+
+}  // namespace
+
+Dictionary toRDD18(const CameraModel& m) {
+    std::vector<Dictionary::Entry> entries;
+    const auto put = [&entries](std::string_view key, const std::optional<double>& field,
+                                auto convert) {
+        if (!field) return;
+        if (std::optional<Value> v = convert(*field)) entries.emplace_back(key, std::move(*v));
+    };
+    const auto percent16 = [](double p) {
+        return scaled(p, 65536.0 / 100.0, 0, 0xFFFF, integerNumber);
+    };
+    const auto millimetres = [](double mm) { return lensDecimal(shiftDecimal(mm, -3)); };
+    const auto asCode = [](double n) { return scaled(n, 1.0, 0, 0xFFFF, integerNumber); };
+    const auto tenths = [](double p) { return scaled(p, 10.0, 0, 0xFFFF, integerNumber); };
+    put("LensIrisFNumberItem", m.irisFNumber, irisCode);
+    put("LensIrisTNumberItem", m.irisTNumber, irisCode);
+    put("LensIrisRingPositionItem", m.irisRingPositionPercent, percent16);
+    put("LensFocusPositionFromImagePlaneItem", m.focusDistanceM, lensDecimal);
+    put("LensFocusPositionFromFrontLensVertexItem", m.focusDistanceFromFrontVertexM, lensDecimal);
+    put("LensZoomActualFocalLengthItem", m.focalLengthMm, millimetres);
+    put("LensZoom35mmStillCameraEquivalentItem", m.focalLength35mmEquivalentMm, millimetres);
+    put("LensZoomRingPositionItem", m.zoomRingPositionPercent, percent16);
+    put("LensOpticalExtenderMagnificationItem", m.opticalExtenderMagnificationPercent, asCode);
+    put("CameraImageSensorDimensionEffectiveWidthItem", m.sensorWidthMm,
+        [](double mm) { return scaled(mm, 1000.0, 0, 0xFFFF, integerNumber); });
+    put("CameraImageSensorDimensionEffectiveHeightItem", m.sensorHeightMm,
+        [](double mm) { return scaled(mm, 1000.0, 0, 0xFFFF, integerNumber); });
+    put("CameraCaptureFrameRateItem", m.captureFrameRateHz, frameRateRational);
+    put("CameraShutterSpeedAngleItem", m.shutterAngleDeg, [](double deg) {
+        return scaled(deg, 60.0, 1, 0xFFFFFFFF, [](std::int64_t c) {
+            return Number::unsignedInt(static_cast<std::uint32_t>(c));
+        });
+    });
+    put("CameraShutterSpeedTimeItem", m.shutterTimeS, exposureRational);
+    put("CameraMasterGainAdjustmentItem", m.masterGainDb,
+        [](double db) { return scaled(db, 100.0, -0x8000, 0x7FFF, shortNumber); });
+    put("CameraISOSensitivityItem", m.iso, asCode);
+    put("CameraExposureIndexOfPhotoMeterItem", m.exposureIndex, asCode);
+    put("CameraElectricalExtenderMagnificationItem", m.electricalExtenderMagnificationPercent,
+        asCode);
+    put("CameraWhiteBalanceItem", m.whiteBalanceK, asCode);
+    put("CameraMasterBlackLevelItem", m.blackLevelPercent,
+        [](double p) { return scaled(p, 10.0, -0x8000, 0x7FFF, shortNumber); });
+    put("CameraKneePointItem", m.kneePointPercent, tenths);
+    put("CameraLuminanceDynamicRangeItem", m.dynamicRangePercent, tenths);
+    if (m.whiteBalanceMode) {
+        static constexpr std::array<std::string_view, 4> kModes{"preset", "auto", "hold",
+                                                                "one push"};
+        for (std::size_t i = 0; i < kModes.size(); ++i)
+            if (kModes[i] == *m.whiteBalanceMode)
+                entries.emplace_back("CameraWhiteBalanceModeItem",
+                                     Number::integer(static_cast<std::int64_t>(i)));
+    }
+    return Dictionary::fromEntries(std::move(entries));
 }
 
 }  // namespace rdd18::interpret

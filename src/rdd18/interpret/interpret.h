@@ -48,4 +48,17 @@ VELMORA_RDD18_EXPORT CameraModel fromRDD18(const Dictionary& answer);
 /// its field empty; NaN and infinity never reach a field. Never throws.
 VELMORA_RDD18_EXPORT CameraModel fromArri(const Dictionary& answer);
 
+/// The other way: a standard RDD 18 answer whose items carry the model's fields, for the writer
+/// (`encodeRDD18`), so that `fromRDD18` of it gives each field back as nearly as the wire holds
+/// it. Each field goes to the item of the table above, by the inverse of its conversion, rounded
+/// to the nearest code: iris F- and T-numbers to 8192 x (8 - log2 N); focus positions and focal
+/// lengths to the nearest 16-bit decimal float (in metres); ring positions to 65536ths; sensor
+/// dimensions to micrometres; gain to hundredths of a dB; black level, knee point and dynamic
+/// range to tenths of a percent; the shutter angle to sixtieths of a degree; a capture frame
+/// rate to n/1001 (n a multiple of 1000) when it is one, else to thousandths over 1000; a shutter
+/// time to 1/n when it is one, else to microseconds; the white balance mode by name. A field
+/// whose rounded code lies outside its item's range is left out, as are the fields no standard
+/// item carries (project frame rate, ND density, timecode, clip name). Never throws.
+VELMORA_RDD18_EXPORT Dictionary toRDD18(const CameraModel& model);
+
 }  // namespace rdd18::interpret

@@ -102,6 +102,19 @@ struct ItemTable {
         return place < kRowAtPlace.size() ? kRowAtPlace[place] : size;
     }
 
+    /// The row of the item named `name`, or `size` when the table names no item so.
+    static constexpr std::size_t rowOfName(std::string_view name) noexcept {
+        constexpr auto all = names();
+        for (std::size_t i = 0; i < size; ++i)
+            if (all[i] == name) return i;
+        return size;
+    }
+
+    /// True when the table has a row for `t`.
+    static constexpr bool hasTag(rdd18::tag t) noexcept {
+        return kTagRows.row(t) != detail::TagRows::kNone;
+    }
+
     /// True when every name is 7-bit text, which is the same in Latin-1 and in UTF-8: a name
     /// becomes its key without conversion.
     static constexpr bool namesAreAscii() {

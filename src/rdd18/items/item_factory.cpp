@@ -1,11 +1,14 @@
 #include "rdd18/items/item_factory.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
+#include <string>
 
 #include "rdd18/internal/byte_order.h"
 #include "rdd18/items/internal_item_arena.h"
 #include "rdd18/items/internal_item_table.h"
+#include "rdd18/transport/encode_error.h"
 #include "rdd18/transport/internal_klv.h"
 
 namespace rdd18 {
@@ -172,6 +175,68 @@ ItemList parseDataForItems(const unsigned char* data, unsigned long size,
                            const ItemFactory& factory) {
     RDD18BufferReader reader(data, size);
     return parseDataForItems(reader, factory);
+}
+
+namespace {
+
+/// The pack sets, in stream order, and the byte of each key that tells them apart.
+enum PackSet : std::size_t { kLensPack, kCameraPack, kUserPack, kPackSets };
+constexpr unsigned char kPackSetByte[kPackSets] = {0x01, 0x02, 0x7F};
+constexpr std::size_t kPackSetByteIndex = 12;
+constexpr unsigned char kPackKey[kKlvKeySize] = {0x06, 0x0E, 0x2B, 0x34, 0x02, 0x53, 0x01, 0x01,
+                                                 0x0C, 0x02, 0x01, 0x01, 0x00, 0x01, 0x00, 0x00};
+constexpr unsigned long kMaxPayload = 0xFFFF;  // the item's 16-bit length field
+
+PackSet packSetOf(rdd18::tag t) noexcept {
+    if (t.first == 0x80) return kLensPack;
+    if (t.first == 0x81 || t == make_tag(0x32, 0x10)) return kCameraPack;
+    return kUserPack;
+}
+
+}  // namespace
+
+std::vector<unsigned char> streamFromItems(const ItemList& items) {
+    std::array<std::size_t, kPackSets> sizes{};
+    for (const auto& item : items) {
+        const std::size_t size = item->payloadSize();
+        if (size > kMaxPayload) {
+            Fault fault{.code = FaultCode::TextTooLong, .expected = kMaxPayload, .found = size};
+            fault.tag[0] = item->tag().first;
+            fault.tag[1] = item->tag().second;
+            throw EncodeError(fault, "",
+                              "a payload of " + std::to_string(size) +
+                                  " bytes, more than an item's length field holds (65535)");
+        }
+        sizes[packSetOf(item->tag())] += kItemHeaderSize + size;
+    }
+    constexpr std::size_t kMaxPack = 0xFFFFFF;  // the pack's 24-bit length
+    for (const std::size_t size : sizes) {
+        if (size > kMaxPack) {
+            throw EncodeError(
+                Fault{.code = FaultCode::StreamTooLarge, .expected = kMaxPack, .found = size}, "",
+                "a pack of " + std::to_string(size) + " bytes, more than its length field holds");
+        }
+    }
+    std::vector<unsigned char> stream;
+    for (std::size_t set = 0; set < kPackSets; ++set) {
+        if (sizes[set] == 0) continue;
+        stream.insert(stream.end(), std::begin(kPackKey), std::end(kPackKey));
+        stream[stream.size() - kKlvKeySize + kPackSetByteIndex] = kPackSetByte[set];
+        const auto length = static_cast<std::uint32_t>(sizes[set]);
+        stream.insert(
+            stream.end(),
+            {internal::kKlvLengthMarker, static_cast<unsigned char>(length >> 16),
+             static_cast<unsigned char>(length >> 8), static_cast<unsigned char>(length)});
+        for (const auto& item : items) {
+            if (packSetOf(item->tag()) != set) continue;
+            const auto size = static_cast<std::uint16_t>(item->payloadSize());
+            stream.insert(stream.end(), {item->tag().first, item->tag().second,
+                                         static_cast<unsigned char>(size >> 8),
+                                         static_cast<unsigned char>(size)});
+            item->appendPayload(stream);
+        }
+    }
+    return stream;
 }
 
 }  // namespace rdd18

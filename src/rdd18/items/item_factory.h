@@ -10,6 +10,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "rdd18/export.h"
 #include "rdd18/items/flavour.h"
@@ -81,6 +82,15 @@ class VELMORA_RDD18_EXPORT ItemFactory {
 /// start a pack key are passed over 16 at a time.
 VELMORA_RDD18_EXPORT ItemList parseDataForItems(const unsigned char* data, unsigned long size,
                                                 const ItemFactory& factory);
+
+/// The stream of packs that gives `items` back to `parseDataForItems`: the items of tag group
+/// 0x80 in a lens pack (key 06 0E 2B 34 02 53 01 01 0C 02 01 01 01 01 00 00), those of group 0x81
+/// and the tag 0x32 0x10 in a camera pack (... 02 01 00 00), all others in a user pack
+/// (... 7F 01 00 00), in that order. Each pack is its key, the length field (0x83, then the
+/// 24-bit big-endian length) and its items in list order: tag, 16-bit big-endian payload length,
+/// payload. A pack without items is left out. An item whose payload is longer than 65,535 bytes
+/// throws `EncodeError` (`TextTooLong`, with its tag).
+VELMORA_RDD18_EXPORT std::vector<unsigned char> streamFromItems(const ItemList& items);
 
 /// The standard table: the 37 lens and camera items.
 VELMORA_RDD18_EXPORT ItemFactory standardItemFactory();

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <bit>
+#include <cmath>
 #include <cstdint>
 #include <new>
 
@@ -33,6 +34,24 @@ std::int16_t Int16::value() const noexcept {
 
 std::uint32_t Uint32::value() const noexcept {
     return internal::loadBigEndian32(bytes);
+}
+
+Uint16 Uint16::of(std::uint16_t v) noexcept {
+    Uint16 u;
+    internal::storeBigEndian16(u.bytes, v);
+    return u;
+}
+
+Int16 Int16::of(std::int16_t v) noexcept {
+    Int16 i;
+    internal::storeBigEndian16(i.bytes, static_cast<std::uint16_t>(v));
+    return i;
+}
+
+Uint32 Uint32::of(std::uint32_t v) noexcept {
+    Uint32 u;
+    internal::storeBigEndian32(u.bytes, v);
+    return u;
 }
 
 namespace {
@@ -84,6 +103,77 @@ double detail::decimalToDouble(unsigned short mantissa, short exponent) noexcept
     const auto field = static_cast<std::uint64_t>(rounded.exponent + 52 + 1023);
     const std::uint64_t fraction = rounded.significand & ((std::uint64_t{1} << 52) - 1);
     return std::bit_cast<double>((field << 52) | fraction);
+}
+
+// The search of a decimal float's record: for each exponent, the mantissas next to v / 10^e (an
+// estimate in double, off by less than one), each decoded exactly as a parse decodes it. The
+// decoded values grow with the mantissa, so the nearest values below and above v are among them.
+detail::DecimalCodes detail::decimalCodes(double v, bool lensSerial) noexcept {
+    const unsigned exponentWidth =
+        lensSerial ? HalfFloatLensSerialBits::kExponentWidth : HalfFloatBits::kExponentWidth;
+    const unsigned mantissaWidth = 8 + (lensSerial ? HalfFloatLensSerialBits::kMantissaHighWidth
+                                                   : HalfFloatBits::kMantissaHighWidth);
+    const unsigned shift = mantissaWidth;  // the exponent field stands above the mantissa
+    const std::uint16_t sign = !lensSerial && std::signbit(v) ? 0x8000 : 0;
+    const long maxMantissa = (1L << mantissaWidth) - 1;
+    DecimalCodes codes;
+    if (std::isnan(v)) return codes;
+    if (lensSerial && std::signbit(v)) {  // no negative value, nor -0
+        codes.above = 0;
+        return codes;
+    }
+    const double magnitude = std::fabs(v);
+    if (magnitude == 0) {
+        codes.exact = sign;  // mantissa 0: 80 00 is -0
+        return codes;
+    }
+    // Only the exponents whose mantissas reach v's decade hold its record and its neighbours:
+    // 10^e <= v < 10^(e + 5) for a mantissa below 10^4 (the finest such grid included), one more
+    // above, and the largest exponent for a v beyond every value.
+    const int decade = static_cast<int>(std::floor(std::log10(magnitude)));
+    const int largest = lensSerial ? 7 : 23;
+    // The field of exponent e: bit 3 of the field counts -8 (see computeExponent).
+    const auto fieldOf = [](int e) {
+        return static_cast<unsigned>(e < 0 || (e >= 8 && e < 16) ? e + 16 : e);
+    };
+    // The record: the smallest exponent whose nearest mantissa gives v to the last bit.
+    for (int e = std::max(decade - 4, -8); e <= std::min(decade + 1, largest); ++e) {
+        const double estimate = std::nearbyint(magnitude / std::pow(10.0, e));
+        for (const double m : {estimate, estimate - 1, estimate + 1}) {
+            if (m < 0 || m > static_cast<double>(maxMantissa)) continue;
+            const auto mantissa = static_cast<unsigned short>(m);
+            if (decimalToDouble(mantissa, static_cast<short>(e)) == magnitude) {
+                codes.exact = static_cast<std::uint16_t>((fieldOf(e) << shift) | mantissa | sign);
+                return codes;
+            }
+        }
+    }
+    // Below and above in magnitude; for a negative v they swap at the end.
+    std::optional<double> low, high;
+    std::uint16_t lowCode = 0, highCode = 0;
+    for (unsigned field = 0; field < (1u << exponentWidth); ++field) {
+        const int e = static_cast<int>(field) - 2 * static_cast<int>(field & 0x8);
+        if ((e < decade - 4 || e > decade + 1) && e != largest &&
+            e != -8)  // the smallest exponent: the finest grid of the values below 10^-8
+            continue;
+        const double estimate = magnitude / std::pow(10.0, e);
+        const double first =
+            std::isinf(estimate) ? static_cast<double>(maxMantissa) : std::floor(estimate) - 1;
+        for (int step = 0; step < 4; ++step) {
+            const double m = std::clamp(first + step, 0.0, static_cast<double>(maxMantissa));
+            const auto mantissa = static_cast<unsigned short>(m);
+            const double value = decimalToDouble(mantissa, static_cast<short>(e));
+            const auto code = static_cast<std::uint16_t>((field << shift) | mantissa);
+            if (value < magnitude) {
+                if (!low || value > *low) low = value, lowCode = code;
+            } else if (!high || value < *high) {
+                high = value, highCode = code;
+            }
+        }
+    }
+    if (low) (sign ? codes.above : codes.below) = static_cast<std::uint16_t>(lowCode | sign);
+    if (high) (sign ? codes.below : codes.above) = static_cast<std::uint16_t>(highCode | sign);
+    return codes;
 }
 
 namespace {

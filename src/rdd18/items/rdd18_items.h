@@ -12,6 +12,8 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <optional>
+#include <span>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -49,18 +51,24 @@ struct ConvertibleTo {
 struct VELMORA_RDD18_EXPORT Uint16 {
     unsigned char bytes[2];
     std::uint16_t value() const noexcept;
+    /// The wire bytes of `v`.
+    static Uint16 of(std::uint16_t v) noexcept;
 };
 
 /// Signed 16-bit number, 2 wire bytes, big-endian two's complement.
 struct VELMORA_RDD18_EXPORT Int16 {
     unsigned char bytes[2];
     std::int16_t value() const noexcept;
+    /// The wire bytes of `v`.
+    static Int16 of(std::int16_t v) noexcept;
 };
 
 /// Unsigned 32-bit number, 4 wire bytes, big-endian.
 struct VELMORA_RDD18_EXPORT Uint32 : ConvertibleTo<Uint32, unsigned int> {
     unsigned char bytes[4];
     std::uint32_t value() const noexcept;
+    /// The wire bytes of `v`.
+    static Uint32 of(std::uint32_t v) noexcept;
 };
 
 /// One wire byte; true only for the byte 0x01 (0x02 and 0xFF are false).
@@ -141,6 +149,20 @@ template <class Bits>
 double convertToDouble(Bits bits) noexcept {
     return decimalToDouble(computeMantissa(bits), computeExponent(bits));
 }
+
+/// The 16-bit records (byte 0 high) of a decimal float format for a double: the record whose
+/// value is the double to the last bit, if one is; else the records of the nearest values below
+/// and above it, where the format has such values.
+struct DecimalCodes {
+    std::optional<std::uint16_t> exact;
+    std::optional<std::uint16_t> below;
+    std::optional<std::uint16_t> above;
+};
+
+/// `DecimalCodes` of `v` in the format of `HalfFloatLensSerial` (`lensSerial`) or `HalfFloat`.
+/// Of several records of one value, the one of the smallest exponent. A NaN or an infinity has
+/// no record and no neighbours but the largest value below an infinity of its sign.
+VELMORA_RDD18_EXPORT DecimalCodes decimalCodes(double v, bool lensSerial) noexcept;
 
 }  // namespace detail
 
@@ -305,6 +327,51 @@ std::vector<E> detail::CountedVectorDecoder<E>::make(Reader& reader, unsigned lo
 }
 
 // ---------------------------------------------------------------------------------------------
+// Encoders: make_bytes_from_type<T>::append(value, out) appends the payload of `value`, the bytes
+// that make_type_from_reader<T>::make reads back as `value`; `size(value)` is their number.
+
+template <class T>
+struct make_bytes_from_type {
+    static_assert(std::is_trivially_copyable_v<T>, "a fixed-size payload keeps its wire bytes");
+    static constexpr std::size_t size(const T&) noexcept { return sizeof(T); }
+    static void append(const T& value, std::vector<unsigned char>& out) {
+        const auto* bytes = reinterpret_cast<const unsigned char*>(&value);
+        out.insert(out.end(), bytes, bytes + sizeof(T));
+    }
+};
+
+/// Text: its bytes as they are, without a terminating zero (the length field ends it).
+template <>
+struct make_bytes_from_type<std::string> {
+    static std::size_t size(const std::string& text) noexcept { return text.size(); }
+    static void append(const std::string& text, std::vector<unsigned char>& out) {
+        out.insert(out.end(), text.begin(), text.end());
+    }
+};
+
+template <>
+struct make_bytes_from_type<ByteVector> {
+    static std::size_t size(const ByteVector& bytes) noexcept { return bytes.size(); }
+    static void append(const ByteVector& bytes, std::vector<unsigned char>& out) {
+        out.insert(out.end(), bytes.begin(), bytes.end());
+    }
+};
+
+/// Counted vector: [count, Uint32][element size, Uint32][the elements].
+template <class E>
+struct make_bytes_from_type<std::vector<E>> {
+    static std::size_t size(const std::vector<E>& elements) noexcept {
+        return 8 + elements.size() * sizeof(E);
+    }
+    static void append(const std::vector<E>& elements, std::vector<unsigned char>& out) {
+        make_bytes_from_type<Uint32>::append(
+            Uint32::of(static_cast<std::uint32_t>(elements.size())), out);
+        make_bytes_from_type<Uint32>::append(Uint32::of(sizeof(E)), out);
+        for (const E& e : elements) make_bytes_from_type<E>::append(e, out);
+    }
+};
+
+// ---------------------------------------------------------------------------------------------
 // Items
 
 /// The memory of the items of one parse (see `Item`). Made and ended by the parse; a builder
@@ -320,6 +387,10 @@ class VELMORA_RDD18_EXPORT Item {
     virtual bool isSupported() const = 0;
     /// Address of the payload value inside the item.
     virtual const void* payload() const = 0;
+    /// Appends the payload's wire bytes, those a parse decodes back into this payload.
+    virtual void appendPayload(std::vector<unsigned char>& out) const = 0;
+    /// The number of bytes `appendPayload` appends.
+    virtual std::size_t payloadSize() const = 0;
 
     /// A parse cuts the blocks of its items from a few larger slabs (`new (arena) ...`); any
     /// other `new` gives the item a block of its own. Either way `delete` (the item's
@@ -389,6 +460,10 @@ class TaggedItem : public Item {
     rdd18::tag tag() const override { return Tag(); }
     bool isSupported() const override { return true; }
     const void* payload() const override { return &value_; }
+    void appendPayload(std::vector<unsigned char>& out) const override {
+        make_bytes_from_type<T>::append(value_, out);
+    }
+    std::size_t payloadSize() const override { return make_bytes_from_type<T>::size(value_); }
     const T& value() const noexcept { return value_; }
     /// The payload, to change or to take over.
     T& value() noexcept { return value_; }
@@ -444,11 +519,18 @@ class VELMORA_RDD18_EXPORT UnsupportedItem : public Item {
     template <class Reader>
     UnsupportedItem(rdd18::tag itemTag, Reader& reader, unsigned long length)
         : bytes_(make_type_from_reader<ByteVector>::make(reader, length)), tag_(itemTag) {}
+    /// The item of `bytes` under `itemTag`, as a writer makes it.
+    UnsupportedItem(rdd18::tag itemTag, ByteVector bytes) noexcept
+        : bytes_(std::move(bytes)), tag_(itemTag) {}
 
     rdd18::tag tag() const override { return tag_; }
     bool isSupported() const override { return false; }
     /// Address of the `ByteVector` of raw bytes.
     const void* payload() const override { return &bytes_; }
+    void appendPayload(std::vector<unsigned char>& out) const override {
+        make_bytes_from_type<ByteVector>::append(bytes_, out);
+    }
+    std::size_t payloadSize() const override { return bytes_.size(); }
     const ByteVector& bytes() const noexcept { return bytes_; }
 
   private:

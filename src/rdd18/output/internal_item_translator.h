@@ -6,7 +6,9 @@
 
 #include <array>
 #include <cstddef>
+#include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -16,6 +18,7 @@
 #include "rdd18/items/rdd18_items.h"
 #include "rdd18/platform/internal_key_order_writer.h"
 #include "rdd18/platform/value.h"
+#include "rdd18/transport/fault.h"
 
 namespace rdd18 {
 
@@ -44,6 +47,43 @@ Value answerValue(const std::vector<HalfFloat>& v);
 Value answerValue(const ByteVector& v);
 Value answerValue(ByteVector&& v);
 Value answerValue(const VaricamExtendedMetadata& v);
+
+/// The inverse of `answerValue`: reads a value of an answer back into the payload that gives it,
+/// for the writer. Each `read` takes the kinds `answerValue` gives and, for the integer payloads,
+/// any integer kind whose value the payload holds; anything else throws `EncodeError` naming
+/// the value's key path (`path()`, with the item's `tag`). A reader borrows its key, and the
+/// reader of a nested value its parent: both outlive the read (the calls of one expression).
+struct AnswerValueReader {
+    std::string_view key;  ///< the answer's key, or the field under `parent`
+    rdd18::tag tag;
+    bool roundDecimalFloats = false;
+    const AnswerValueReader* parent = nullptr;
+
+    void read(const Value& v, Uint16& out) const;
+    void read(const Value& v, unsigned char& out) const;
+    void read(const Value& v, Int16& out) const;
+    void read(const Value& v, Uint32& out) const;
+    void read(const Value& v, Boolean& out) const;
+    /// Exactly, or to the nearer of the two nearest values with `roundDecimalFloats`.
+    void read(const Value& v, HalfFloatLensSerial& out) const;
+    void read(const Value& v, HalfFloat& out) const;
+    /// UTF-8 text to the 8-bit text of the wire (code points up to U+00FF, no NUL).
+    void read(const Value& v, std::string& out) const;
+    void read(const Value& v, Label& out) const;
+    void read(const Value& v, Rational& out) const;
+    void read(const Value& v, std::vector<Rational>& out) const;
+    void read(const Value& v, std::vector<HalfFloat>& out) const;
+    void read(const Value& v, ByteVector& out) const;
+    void read(const Value& v, VaricamExtendedMetadata& out) const;
+
+    /// The reader of the value under `field` (a dictionary's key, or "[i]" of an array).
+    AnswerValueReader at(std::string_view field) const;
+    /// "Key", "Key.field", "Key[2].den": the answer's key and the fields down to this value.
+    std::string path() const;
+    /// Throws the refusal `code` of this key, saying `why`.
+    [[noreturn]] void refuse(FaultCode code, const std::string& why, std::uint64_t expected = 0,
+                             std::uint64_t found = 0) const;
+};
 
 /// Writes entries of typed items under the names of a factory.
 class ItemTranslatorBase {
@@ -129,6 +169,32 @@ class ItemTranslator<ItemTable<Rows...>> : public ItemTranslatorBase {
         translate(ItemType::Tag(), item.template payloadAs<typename ItemType::PayloadType>());
         return true;
     }
+};
+
+template <class Table>
+class ItemEncoder;
+
+/// The writer's side of a flavour's table: the item of a row from its value in an answer.
+template <class... Rows>
+class ItemEncoder<ItemTable<Rows...>> {
+  public:
+    /// The item of row `row` whose payload gives `value`; throws `EncodeError` as `reader` reads.
+    static std::unique_ptr<Item> itemOfRow(std::size_t row, const Value& value,
+                                           const AnswerValueReader& reader) {
+        return kRowMakers[row](value, reader);
+    }
+
+  private:
+    using RowMaker = std::unique_ptr<Item> (*)(const Value&, const AnswerValueReader&);
+
+    template <class Row>
+    static std::unique_ptr<Item> makeRow(const Value& value, const AnswerValueReader& reader) {
+        typename Row::ItemType::PayloadType payload{};
+        reader.read(value, payload);
+        return std::make_unique<typename Row::ItemType>(std::move(payload));
+    }
+
+    static constexpr std::array<RowMaker, sizeof...(Rows)> kRowMakers = {&makeRow<Rows>...};
 };
 
 }  // namespace rdd18

@@ -197,4 +197,22 @@ std::string stringFromLatin1(const char* bytes, std::size_t size) {
     return out;
 }
 
+std::optional<std::string> latin1FromString(std::string_view text) {
+    std::string out;
+    out.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto c = static_cast<unsigned char>(text[i]);
+        if (c < 0x80) {
+            out.push_back(static_cast<char>(c));
+            continue;
+        }
+        // Only the two-byte forms of U+0080-U+00FF: lead byte C2 or C3, then one continuation.
+        if ((c != 0xC2 && c != 0xC3) || i + 1 == text.size()) return std::nullopt;
+        const auto next = static_cast<unsigned char>(text[++i]);
+        if ((next & 0xC0) != 0x80) return std::nullopt;
+        out.push_back(static_cast<char>(((c & 0x03) << 6) | (next & 0x3F)));
+    }
+    return out;
+}
+
 }  // namespace rdd18

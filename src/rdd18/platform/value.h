@@ -346,5 +346,8 @@ VELMORA_RDD18_EXPORT std::string stringFromLatin1(const char* bytes, std::size_t
 inline std::string stringFromLatin1(std::string_view s) {
     return stringFromLatin1(s.data(), s.size());
 }
+/// The inverse of `stringFromLatin1`: the 8-bit characters of UTF-8 text, or nothing when the
+/// text holds a character beyond U+00FF or isn't UTF-8.
+VELMORA_RDD18_EXPORT std::optional<std::string> latin1FromString(std::string_view text);
 
 }  // namespace rdd18

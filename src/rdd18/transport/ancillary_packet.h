@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "rdd18/export.h"
@@ -148,5 +149,18 @@ class VELMORA_RDD18_EXPORT AncillaryDataBufferReader final : public virtual Anci
 /// The packets point into `data`. Never throws but for allocation failure.
 VELMORA_RDD18_EXPORT std::vector<utils::AncillaryPacket> packetsFromData(
     const unsigned char* data, std::size_t size, AncillaryDataBufferContainsFlags flags);
+
+/// The 8-bit checksum of a packet: (DID + SDID + DC + every payload byte) mod 256, DC being the
+/// number of bytes `payload` holds (at most 255).
+VELMORA_RDD18_EXPORT std::uint8_t checksum8(std::uint8_t did, std::uint8_t sdid,
+                                            std::span<const unsigned char> payload) noexcept;
+
+/// Appends one packet to `out` as the walk above reads it: with `flags`, the flag 00 FF FF; then
+/// DID, SDID, DC, the payload and its `checksum8`. `payload` holds at most 255 bytes (its size
+/// is the DC).
+VELMORA_RDD18_EXPORT void appendAncillaryPacket(std::vector<unsigned char>& out, std::uint8_t did,
+                                                std::uint8_t sdid,
+                                                std::span<const unsigned char> payload,
+                                                AncillaryDataBufferContainsFlags flags);
 
 }  // namespace rdd18

@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include "rdd18/transport/encode_error.h"
+
 namespace rdd18 {
 
 namespace {
@@ -69,6 +71,12 @@ std::string rtpLine(const Fault& f) {
 std::string elementLine(const char* what, const Fault& f) {
     return format("packet %lu (line %u): %s", static_cast<unsigned long>(f.packet),
                   unsigned{f.line}, what);
+}
+
+/// A refusal of the writer: what, and the item's tag when it names one.
+std::string writerLine(const char* what, const Fault& f) {
+    if (f.tag[0] == 0 && f.tag[1] == 0) return format("writer: %s", what);
+    return format("writer: item 0x%02x 0x%02x: %s", unsigned{f.tag[0]}, unsigned{f.tag[1]}, what);
 }
 
 }  // namespace
@@ -139,6 +147,15 @@ std::string_view codeName(FaultCode code) noexcept {
         VELMORA_FAULT_NAME(RtpReordered)
         VELMORA_FAULT_NAME(RtpLatePacket)
         VELMORA_FAULT_NAME(RtpFrameUnclosed)
+        VELMORA_FAULT_NAME(NotAnAnswer)
+        VELMORA_FAULT_NAME(UnknownKey)
+        VELMORA_FAULT_NAME(WrongKind)
+        VELMORA_FAULT_NAME(OutOfRange)
+        VELMORA_FAULT_NAME(NoExactCode)
+        VELMORA_FAULT_NAME(TextTooLong)
+        VELMORA_FAULT_NAME(UnwritableText)
+        VELMORA_FAULT_NAME(KeyMissing)
+        VELMORA_FAULT_NAME(StreamTooLarge)
 #undef VELMORA_FAULT_NAME
     }
     return {};
@@ -318,6 +335,27 @@ std::string describe(const Fault& f) {
             return f.expected ? "RTP: the flow ends before the frame's marker bit"
                               : format("RTP: timestamp %lu begins before the frame's marker bit",
                                        ul(f.found));
+        case FaultCode::NotAnAnswer:
+            return writerLine("a value of the wrong shape", f);
+        case FaultCode::UnknownKey:
+            return writerLine("a key the flavour or record has no place for", f);
+        case FaultCode::WrongKind:
+            return writerLine("a value of a kind the key can't hold", f);
+        case FaultCode::OutOfRange:
+            return writerLine("a number outside the wire range", f);
+        case FaultCode::NoExactCode:
+            return writerLine("a number no code gives back exactly", f);
+        case FaultCode::TextTooLong:
+            return writerLine(
+                format("%lu bytes where the item holds %lu", ul(f.found), ul(f.expected)).c_str(),
+                f);
+        case FaultCode::UnwritableText:
+            return writerLine("text the wire can't give back", f);
+        case FaultCode::KeyMissing:
+            return writerLine("a key the others need is missing", f);
+        case FaultCode::StreamTooLarge:
+            return format("writer: a stream of %lu bytes, more than packets carry (%lu)",
+                          ul(f.found), ul(f.expected));
     }
     return format("fault %u", unsigned(f.code));
 }
@@ -328,5 +366,10 @@ std::vector<std::string> describe(const std::vector<Fault>& faults) {
     for (const Fault& f : faults) lines.push_back(describe(f));
     return lines;
 }
+
+EncodeError::EncodeError(const Fault& fault, std::string key, const std::string& why)
+    : std::runtime_error(key.empty() ? why : key + ": " + why),
+      fault_(fault),
+      key_(std::move(key)) {}
 
 }  // namespace rdd18

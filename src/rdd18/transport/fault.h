@@ -131,6 +131,25 @@ enum class FaultCode : std::uint16_t {
     RtpFrameUnclosed = 807,      ///< the frame ended without its marker bit: a new timestamp
                                  ///< (`found`) or the end of the flow (`found` 0, `expected` 1)
                                  ///< closed it; it may be incomplete
+
+    // --- the writer: an answer refused (see encode_error.h); `tag` the RDD 18 item's tag where
+    // the key names one
+    NotAnAnswer = 900,     ///< a value of the wrong shape: an answer or dictionary value that
+                           ///< isn't a dictionary, an array value that isn't an array
+    UnknownKey = 901,      ///< a key the flavour or record has no place for (another flavour's
+                           ///< key, a misspelt name, a known tag under an Unknown_ key)
+    WrongKind = 902,       ///< a value of a kind the key can't hold (text for a number, a
+                           ///< floating number for an integer item, ...)
+    OutOfRange = 903,      ///< a number outside the key's wire range (`found` the value where it
+                           ///< is an integer)
+    NoExactCode = 904,     ///< a number no code of the wire gives back exactly
+    TextTooLong = 905,     ///< text or data of `found` bytes where the item holds `expected`
+    UnwritableText = 906,  ///< text the wire can't give back: a character beyond Latin-1, a NUL
+                           ///< inside, a first character that marks a field unset
+    KeyMissing = 907,      ///< a key the others need is missing (a field of a dictionary value,
+                           ///< one of the lens keys of a record)
+    StreamTooLarge = 908,  ///< a stream of `found` bytes, more than its packets carry
+                           ///< (`expected`)
 };
 
 /// The unit `Fault::offset` counts in.

@@ -5,7 +5,10 @@
 // most 255 packets of 254 stream bytes (64,770 bytes).
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <span>
+#include <vector>
 
 #include "rdd18/export.h"
 #include "rdd18/transport/ancillary_packet.h"
@@ -67,5 +70,17 @@ class VELMORA_RDD18_EXPORT RDD18AncillaryDataStreamReader final
   private:
     std::uint8_t lastSequenceNumber_ = 0;
 };
+
+/// Stream bytes of one RDD 18 packet (a DC of 255 less the sequence number), and of a stream.
+inline constexpr std::size_t kRDD18BytesPerPacket = 254;
+inline constexpr std::size_t kRDD18MaxStreamSize = 255 * kRDD18BytesPerPacket;
+
+/// Appends the packets of the RDD 18 stream `stream` to `out` (see `appendAncillaryPacket`):
+/// DID 0x43, SDID 0x05, numbered from 1, each full but the last. No stream bytes, no packet.
+/// A stream of more than `kRDD18MaxStreamSize` bytes throws `EncodeError` (`StreamTooLarge`)
+/// and appends nothing.
+VELMORA_RDD18_EXPORT void appendRDD18Packets(std::span<const unsigned char> stream,
+                                             std::vector<unsigned char>& out,
+                                             AncillaryDataBufferContainsFlags flags);
 
 }  // namespace rdd18

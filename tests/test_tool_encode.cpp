@@ -1,0 +1,132 @@
+// velmora-encode run in-process: velmora-dump --types -f json X | velmora-encode gives frames whose
+// dump holds X's answers, for every sample and the clip, in every form; refused frames name
+// the key, are left out, and make the exit status 1.
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "dump/dump.h"
+#include "encode/encode.h"
+#include "sample_index.h"
+
+using nlohmann::json;
+
+namespace {
+
+const std::filesystem::path kSamples = VELMORA_SAMPLES_DIR;
+
+struct ToolRun {
+    int status;
+    std::string out, err;
+};
+
+template <class Tool>
+ToolRun run(Tool tool, const std::vector<std::string>& args, const std::string& input) {
+    std::istringstream in(input);
+    std::ostringstream out, err;
+    const int status = tool(args, in, out, err);
+    return {status, out.str(), err.str()};
+}
+
+ToolRun dump(std::vector<std::string> args, const std::string& input = "") {
+    return run([](auto&&... a) { return rdd18::dump::run(a...); }, args, input);
+}
+
+ToolRun encode(const std::vector<std::string>& args, const std::string& input) {
+    return run([](auto&&... a) { return rdd18::encode::run(a...); }, args, input);
+}
+
+// The answers of the reports: each report without its file name, time and packet walk.
+json answers(const std::string& text) {
+    json reports = json::parse(text);
+    if (!reports.is_array()) reports = json::array({reports});
+    json kept = json::array();
+    for (const json& r : reports) {
+        json a = json::object();
+        for (const char* section : {"rdd18", "arri"})
+            if (r.contains(section)) a[section] = r[section];
+        kept.push_back(a);
+    }
+    return kept;
+}
+
+// Dumps `file` with the sample's decoding options, encodes the JSON in `form` and dumps the result.
+void roundTrip(const std::string& file, std::vector<std::string> options, const std::string& form) {
+    std::erase_if(options,
+                  [](const std::string& o) { return o == "--packets" || o == "--explain"; });
+    std::vector<std::string> first = options;
+    first.insert(first.end(), {"--types", "-f", "json", (kSamples / file).string()});
+    const ToolRun x = dump(first);
+    ASSERT_EQ(x.status, 0) << x.err;
+    const ToolRun written = encode({"--to", form, "-"}, x.out);
+    ASSERT_EQ(written.status, 0) << file << ": " << written.err;
+    std::erase_if(options, [](const std::string& o) { return o == "--no-flags" || o == "--hex"; });
+    std::vector<std::string> second = options;
+    second.insert(second.end(), {"--types", "-f", "json", "--input", form, "-"});
+    const ToolRun y = dump(second, written.out);
+    ASSERT_EQ(y.status, 0) << y.err;
+    EXPECT_EQ(answers(y.out), answers(x.out)) << file << " as " << form;
+}
+
+TEST(ToolEncode, EverySampleAndTheClipComeBackInEveryForm) {
+    // A folder of frame files comes back as a run of elements, one per frame.
+    for (const auto& e : rdd18::testsupport::readSampleIndex(kSamples / "index.txt"))
+        roundTrip(e.file, e.options,
+                  std::filesystem::is_directory(kSamples / e.file) ? "st436m" : "packets");
+    for (const char* form : {"words10", "v210", "uyvy", "rfc8331", "st436m"}) {
+        roundTrip("sony.anc", {"--flavour", "sony"}, form);
+        roundTrip("mixed.anc", {}, form);
+    }
+#ifdef VELMORA_HAVE_CLIPS
+    roundTrip("clips/camera.mxf", {"--flavour", "sony"}, "st436m");
+#endif
+}
+
+TEST(ToolEncode, AnArriFrameInUnitsBecomesRdd18) {
+    const ToolRun units = dump({"--units", "-f", "json", (kSamples / "arri.anc").string()});
+    const ToolRun written = encode({"--from-units"}, units.out);
+    ASSERT_EQ(written.status, 0) << written.err;
+    const json back =
+        json::parse(dump({"--units=only", "--parser", "rdd18", "-f", "json", "-"}, written.out)
+                        .out)[0]["units"]["rdd18"];
+    const json arri = json::parse(units.out)[0]["units"]["arri"];
+    for (const char* field : {"focalLengthMm", "focusDistanceM", "iso", "whiteBalanceK"})
+        EXPECT_EQ(back.at(field), arri.at(field)) << field;
+    EXPECT_NEAR(back.at("irisTNumber").get<double>(), arri.at("irisTNumber").get<double>(), 1e-3);
+}
+
+TEST(ToolEncode, RefusedFramesNameTheKeyAndAreLeftOut) {
+    const json good = {{"rdd18", {{"CameraISOSensitivityItem", 800}}}};
+    const std::string goodFrame = encode({}, good.dump()).out;
+    ASSERT_FALSE(goodFrame.empty());
+    const struct {
+        json report;
+        const char* key;
+    } cases[] = {
+        {json{{"x", 1}}, "report"},
+        {{{"rdd18", {{"CameraISOSensitivityItem", {{"$kind", "float"}, {"$value", 800}}}}}},
+         "CameraISOSensitivityItem"},
+        {{{"rdd18", {{"SonyGrayCodeValueItem", {{"$data", "0g"}}}}}},
+         "rdd18.SonyGrayCodeValueItem"},
+        {{{"rdd18",
+           {{"VaricamClipNameValueItem", "a"}, {"SonyGrayCodeValueItem", {{"$data", ""}}}}}},
+         "SonyGrayCodeValueItem"},  // no flavour has both
+        {{{"rdd18", {{"LensIrisFNumberItem", 70000}}}}, "LensIrisFNumberItem"},
+        {{{"arri", {{"clipName", std::string(25, 'c')}}}}, "clipName"},
+    };
+    for (const auto& c : cases) {
+        const ToolRun r = encode({}, json::array({good, c.report, good}).dump());
+        EXPECT_EQ(r.status, rdd18::encode::kExitBadInput) << c.report;
+        EXPECT_EQ(r.out, goodFrame + goodFrame) << c.report;
+        EXPECT_NE(r.err.find(c.key), std::string::npos) << r.err;
+        EXPECT_NE(r.err.find("frame 1"), std::string::npos) << r.err;
+    }
+    EXPECT_EQ(encode({}, "{").status, rdd18::encode::kExitBadInput);
+    // A packet longer than a VANC line of 16 pixels: the frame doesn't fit its form.
+    const ToolRun narrow = encode({"--to", "v210", "--width", "16"}, good.dump());
+    EXPECT_EQ(narrow.status, rdd18::encode::kExitBadInput);
+    EXPECT_EQ(narrow.out, "");
+}
+
+}  // namespace
