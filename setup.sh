@@ -7,7 +7,8 @@ packages=(cmake ninja-build g++ clang libclang-rt-14-dev clang-format-14 libgtes
           pybind11-dev python3-dev python3-pytest python3-jsonschema
           libgstreamer-plugins-base1.0-dev ffmpeg libavformat-dev libraw-bin libimage-exiftool-perl
           libpcap-dev
-          g++-aarch64-linux-gnu g++-s390x-linux-gnu qemu-user googletest)
+          g++-aarch64-linux-gnu g++-s390x-linux-gnu qemu-user googletest
+          g++-mingw-w64-x86-64-posix wine64 clang-16 libc++-16-dev libc++abi-16-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

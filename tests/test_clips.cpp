@@ -2,12 +2,12 @@
 // per frame, equal to the answer of the same packets (or record) as a flagged 8-bit buffer.
 #ifdef VELMORA_HAVE_DUMP_TOOL
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <random>
 #include <regex>
 #include <sstream>
 
@@ -25,14 +25,14 @@ namespace {
 const fs::path kSamples = VELMORA_SAMPLES_DIR;
 
 using rdd18::testsupport::fileBytes;
-std::string fileText(const fs::path& p) {
+[[maybe_unused]] std::string fileText(const fs::path& p) {
     const auto bytes = fileBytes(p);
     return {bytes.begin(), bytes.end()};
 }
 
 // The element of the packets of a flagged buffer, each on line 9 of a VANC frame in `coding`.
-std::vector<unsigned char> elementOf(const std::vector<unsigned char>& frame, std::uint8_t coding,
-                                     bool checksumByte) {
+[[maybe_unused]] std::vector<unsigned char> elementOf(const std::vector<unsigned char>& frame,
+                                                      std::uint8_t coding, bool checksumByte) {
     std::vector<host::St436mPacket> packets;
     for (host::Packet& p : host::packetsFromAncillaryBuffer(frame, true))
         packets.push_back({{p.did, p.sdid, 9, 0, std::move(p.udw)}, 1, coding});
@@ -108,7 +108,8 @@ TEST(Clips, ElementRunGivesTheFramesAnswersInOrder) {
 // A folder of ARRIRAW frames with a gap, a frame of another clip, a frame cut short, one of
 // another magic and one that can't be opened, beside entries the folder reading passes over.
 TEST(Clips, AriFolderAnswersEachFrameInOrderAndReportsTheBadOnes) {
-    const fs::path dir = fs::temp_directory_path() / ("velmora-ari-" + std::to_string(getpid()));
+    const fs::path dir =
+        fs::temp_directory_path() / ("velmora-ari-" + std::to_string(std::random_device{}()));
     const fs::path take = kSamples / "arriraw" / "A012C003_230517_R1AB.000000";
     fs::create_directories(dir / "sub.ari");
     for (const char* to : {"T.0.ari", "U.3.ari", "T.4.ari", "T.5.ari", "frame.bin"})
@@ -116,12 +117,14 @@ TEST(Clips, AriFolderAnswersEachFrameInOrderAndReportsTheBadOnes) {
     fs::copy_file(take.string() + "2.ari", dir / "T.2.ari");
     fs::resize_file(dir / "T.4.ari", 4095);
     std::fstream(dir / "T.5.ari", std::ios::in | std::ios::out | std::ios::binary).put('B');
-    fs::create_symlink(dir / "missing", dir / "T.6.ari");
+    // A dangling link can't be opened; where links can't be made (Wine), the row is left out.
+    std::error_code noLinks;
+    fs::create_symlink(dir / "missing", dir / "T.6.ari", noLinks);
     const ToolRun run = tool({"-f", "jsonl", dir.string()});
     const ToolRun csv = tool({"-f", "csv", "--frames", "2:5", dir.string()});
     const ToolRun byMagic = tool({"-f", "jsonl", (dir / "frame.bin").string()});
     fs::remove_all(dir);
-    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.status, noLinks ? 0 : 1);
     std::vector<std::string> got;  // number, keys and timecode of each frame, in order
     for (const json& f : lines(run.out))
         got.push_back(f.at("frame").dump() + " " + std::to_string(f.at("arri").size()) + " " +
@@ -130,7 +133,8 @@ TEST(Clips, AriFolderAnswersEachFrameInOrderAndReportsTheBadOnes) {
                                              "3 62 01:23:45:12", "4 0 ", "5 0 "}));
     const json arri = answerOf("arri.anc").at("arri");
     EXPECT_EQ(lines(run.out).at(2).at("arri"), arri);
-    EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 5);  // gap, clips, 2 bad, 1 lost
+    // gap, clips, 2 bad, 1 lost
+    EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), noLinks ? 4 : 5);
     const std::regex rows("file,.*\r?\n.*T.2.ari,2,.*\r?\n.*U.3.ari,3,.*\r?\n.*T.4.ari,4,.*\r?\n");
     EXPECT_TRUE(std::regex_match(csv.out, rows)) << csv.out;  // frames 2 to 4, in order
     EXPECT_EQ(lines(byMagic.out).at(0).at("arri"), arri);

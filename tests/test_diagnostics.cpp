@@ -1,8 +1,8 @@
 // The byte dump to a file.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -15,7 +15,8 @@ namespace fs = std::filesystem;
 namespace {
 
 TEST(BinaryDump, WritesEveryByteIntoAFreshFile) {
-    const fs::path dir = fs::temp_directory_path() / ("velmora-dump-" + std::to_string(::getpid()));
+    const fs::path dir =
+        fs::temp_directory_path() / ("velmora-dump-" + std::to_string(std::random_device{}()));
     fs::remove_all(dir);
     fs::create_directories(dir);
     const fs::path file = dir / "frame.bin";

@@ -2,9 +2,6 @@
 // their expected outcomes, and the tool's samples printed and sent to 127.0.0.1.
 #ifdef VELMORA_HAVE_DUMP_TOOL
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <filesystem>
@@ -173,20 +170,14 @@ std::vector<json> lines(const std::string& text) {
 
 // A UDP socket on 127.0.0.1 and a free port; what the tool sent is queued on it when the run ends.
 struct Receiver {
-    int socket = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
-    Receiver() {
-        socklen_t size = sizeof address;
-        ::bind(socket, reinterpret_cast<sockaddr*>(&address), size);
-        ::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size);
-    }
-    ~Receiver() { ::close(socket); }
-    std::string url() const { return "udp://127.0.0.1:" + std::to_string(ntohs(address.sin_port)); }
-    std::vector<testsupport::Bytes> queued() const {
+    rdd18::dump::net::UdpSocket socket = rdd18::dump::net::UdpSocket::boundTo("127.0.0.1", 0, "");
+    std::string url() const { return "udp://127.0.0.1:" + std::to_string(socket.localPort()); }
+    std::vector<testsupport::Bytes> queued() {
         std::vector<testsupport::Bytes> out;
         testsupport::Bytes d(65536);
-        for (ssize_t n; (n = ::recv(socket, d.data(), d.size(), MSG_DONTWAIT)) >= 0;)
-            out.emplace_back(d.begin(), d.begin() + n);
+        rdd18::dump::Moment when;
+        while (const auto n = socket.receive(d, when, 0))
+            out.emplace_back(d.begin(), d.begin() + static_cast<std::ptrdiff_t>(*n));
         return out;
     }
 };
@@ -198,7 +189,7 @@ TEST(OpenTrackIO, ToolSendsWhatItPrints) {
         GTEST_SKIP() << "clips need libavformat";
     for (const auto& [encoding, segment] :
          {std::pair{"json", "1484"}, std::pair{"cbor", "1484"}, std::pair{"json", "100"}}) {
-        const Receiver receiver;
+        Receiver receiver;
         const auto [status, out, err] =
             tool({"-f", "opentrackio", "--send", receiver.url(), "--encoding", encoding,
                   "--segment-size", segment, kClip.string()});

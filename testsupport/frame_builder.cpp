@@ -31,7 +31,7 @@ Bytes le32(std::uint32_t v) {
             static_cast<unsigned char>(v >> 16), static_cast<unsigned char>(v >> 24)};
 }
 
-Bytes fileBytes(const std::string& path) {
+Bytes fileBytes(const std::filesystem::path& path) {
     std::ifstream in(path, std::ios::binary);
     return Bytes(std::istreambuf_iterator<char>(in), {});
 }

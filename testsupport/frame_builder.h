@@ -6,6 +6,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -17,7 +18,7 @@ using Bytes = std::vector<unsigned char>;
 Bytes operator+(Bytes a, const Bytes& b);
 
 /// The bytes of the file at `path`; empty when it can't be read.
-Bytes fileBytes(const std::string& path);
+Bytes fileBytes(const std::filesystem::path& path);
 
 // --- RDD 18 stream -----------------------------------------------------------------------------
 

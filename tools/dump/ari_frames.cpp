@@ -120,7 +120,7 @@ AriFolder listAriFolder(const std::string& path) {
     std::set<std::string> clips;
     const Entry* previous = nullptr;
     for (const Entry& e : entries) {
-        folder.files.push_back((fs::path(path) / e.name).string());
+        folder.files.push_back((fs::path(path) / e.name).generic_string());
         if (!e.number) continue;
         clips.insert(clipOf(e.name));
         if (previous && *e.number > *previous->number + 1)

@@ -1,7 +1,5 @@
 #include "dump/dump.h"
 
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstring>
@@ -11,6 +9,7 @@
 #include <set>
 
 #include "dump/batch.h"
+#include "dump/console.h"
 #include "dump/frames.h"
 #include "dump/opentrackio_out.h"
 #include "dump/plot.h"
@@ -74,6 +73,9 @@ More in docs/cli.md.
 int runCommand(const std::vector<std::string>& args, std::istream& in, std::ostream& out,
                std::ostream& err, bool inputIsTerminal) {
     CLI::App app(kDescription, kProgram);
+    // Options are --long or -s on every platform: on Windows, "/name" is a path (from an MSYS
+    // shell or Wine), not an option.
+    app.allow_windows_style_options(false);
     app.footer(kFooter);
     app.set_version_flag("--version", std::string(kProgram) + " " VELMORA_VERSION);
 
@@ -273,7 +275,7 @@ int runCommand(const std::vector<std::string>& args, std::istream& in, std::ostr
         }
         source.frames = *range;
     }
-    if (&err == &std::cerr && isatty(STDERR_FILENO)) source.progress = &err;
+    if (&err == &std::cerr && standardErrorIsTerminal()) source.progress = &err;
     BatchOptions batch{source, write};
     LensPlot plot;
     samples.print = write.format == Format::OpenTrackIO;

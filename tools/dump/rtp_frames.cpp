@@ -1,19 +1,25 @@
 #include "dump/rtp_frames.h"
 
+#include <chrono>
 #include <cstdio>
-#include <ctime>
 
 #include "rdd18/host/rfc8331.h"
 
 namespace rdd18::dump {
 
 std::string isoTime(const Moment& when) {
-    const auto seconds = static_cast<std::time_t>(when.seconds);
-    std::tm utc{};
-    gmtime_r(&seconds, &utc);
-    char text[48];
-    std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d.%09uZ", utc.tm_year + 1900,
-                  utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec,
+    // The calendar of the proleptic Gregorian days since 1970, without the C library's
+    // thread-unsafe or platform-named time conversions.
+    using namespace std::chrono;
+    const sys_seconds at{seconds{when.seconds}};
+    const auto day = floor<days>(at);
+    const year_month_day date{day};
+    const hh_mm_ss time{at - day};
+    char text[64];
+    std::snprintf(text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02d.%09uZ", int{date.year()},
+                  unsigned{date.month()}, unsigned{date.day()},
+                  static_cast<int>(time.hours().count()), static_cast<int>(time.minutes().count()),
+                  static_cast<int>(time.seconds().count()),
                   static_cast<unsigned>(when.nanoseconds));
     return text;
 }

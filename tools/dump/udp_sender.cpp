@@ -1,13 +1,6 @@
 #include "dump/udp_sender.h"
 
-#include <netdb.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
-#include <cerrno>
 #include <charconv>
-#include <cstring>
 
 namespace rdd18::dump {
 
@@ -57,38 +50,22 @@ std::string targetText(const SendTarget& target) {
     return (v6 ? "[" + target.host + "]" : target.host) + ":" + std::to_string(target.port);
 }
 
-UdpSender::UdpSender(const SendTarget& target) {
-    addrinfo hints{};
-    hints.ai_family = AF_UNSPEC;
-    hints.ai_socktype = SOCK_DGRAM;
-    hints.ai_flags = AI_NUMERICSERV;
-    addrinfo* found = nullptr;
-    const std::string port = std::to_string(target.port);
-    if (const int e = getaddrinfo(target.host.c_str(), port.c_str(), &hints, &found); e != 0)
-        throw SendError("can't resolve " + target.host + ": " + gai_strerror(e));
-    std::string reason = "no address";
-    for (addrinfo* a = found; a; a = a->ai_next) {
-        const int s = ::socket(a->ai_family, a->ai_socktype | SOCK_CLOEXEC, a->ai_protocol);
-        if (s < 0 || ::connect(s, a->ai_addr, a->ai_addrlen) != 0) {
-            reason = std::strerror(errno);
-            if (s >= 0) ::close(s);
-            continue;
-        }
-        socket_ = s;
-        break;
+namespace {
+
+net::UdpSocket connect(const SendTarget& target) {
+    try {
+        return net::UdpSocket::connectedTo(target.host, target.port);
+    } catch (const net::NetError& e) {
+        throw SendError("can't send to " + targetText(target) + ": " + e.what());
     }
-    freeaddrinfo(found);
-    if (socket_ < 0) throw SendError("can't send to " + targetText(target) + ": " + reason);
 }
 
-UdpSender::~UdpSender() {
-    ::close(socket_);
-}
+}  // namespace
+
+UdpSender::UdpSender(const SendTarget& target) : socket_(connect(target)) {}
 
 std::optional<std::string> UdpSender::send(std::span<const unsigned char> datagram) noexcept {
-    const ssize_t sent = ::send(socket_, datagram.data(), datagram.size(), MSG_NOSIGNAL);
-    if (sent == static_cast<ssize_t>(datagram.size())) return std::nullopt;
-    return sent < 0 ? std::strerror(errno) : "the datagram went out cut short";
+    return socket_.send(datagram);
 }
 
 }  // namespace rdd18::dump

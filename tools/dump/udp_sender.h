@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+#include "dump/net.h"
+
 namespace rdd18::dump {
 
 /// A UDP destination: a host name or address, and a port.
@@ -37,15 +39,12 @@ class UdpSender {
     /// Resolves the target and opens the socket; throws `SendError` with the reason when either
     /// fails.
     explicit UdpSender(const SendTarget& target);
-    ~UdpSender();
-    UdpSender(const UdpSender&) = delete;
-    UdpSender& operator=(const UdpSender&) = delete;
 
     /// Sends one datagram; on failure, the reason (the sender stays usable).
     std::optional<std::string> send(std::span<const unsigned char> datagram) noexcept;
 
   private:
-    int socket_ = -1;
+    net::UdpSocket socket_;
 };
 
 }  // namespace rdd18::dump

@@ -50,13 +50,8 @@ double doubleOf(const json& j, const std::string& key) {
 float floatOf(double d) {
     const auto f = static_cast<float>(d);
     if (!std::isfinite(f)) return f;
-    for (const float g : {f, std::nextafter(f, -INFINITY), std::nextafter(f, INFINITY)}) {
-        char text[32];
-        const auto end = std::to_chars(text, text + sizeof text, g).ptr;
-        double back = 0;
-        std::from_chars(text, end, back);
-        if (back == d) return g;
-    }
+    for (const float g : {f, std::nextafter(f, -INFINITY), std::nextafter(f, INFINITY)})
+        if (decimalWidened(g) == d) return g;
     return f;
 }
 
@@ -330,6 +325,7 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
         "\"rdd18\" and/or an \"arri\" section) and writes one frame per report, all frames one\n"
         "after another: each frame's RDD 18 packets, then its ARRI packets.\n",
         kProgram);
+    app.allow_windows_style_options(false);  // "/name" is a path on every platform
     app.footer(R"(Examples:
   velmora-dump --types -f json a.anc | velmora-encode - -o b.anc      the same answers again
   velmora-encode --to st436m -o track.bin answers.json                 ST 436M elements

@@ -5,7 +5,7 @@
 namespace rdd18 {
 
 void saveBinaryDataToDisk(const std::vector<unsigned char>& data, const std::string& path) {
-    std::ofstream file(path, std::ios::out);
+    std::ofstream file(path, std::ios::out | std::ios::binary);
     file.write(reinterpret_cast<const char*>(data.data()),
                static_cast<std::streamsize>(data.size()));
 }

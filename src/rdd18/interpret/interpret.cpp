@@ -9,9 +9,8 @@
 #include <system_error>
 #include <vector>
 
-#include "rdd18/items/rdd18_items.h"
-
 #include "rdd18/internal/decimal_text.h"
+#include "rdd18/items/rdd18_items.h"
 
 namespace rdd18::interpret {
 
@@ -66,9 +65,7 @@ std::optional<double> widenedFloat(const Value& v) {
     if (!v.isNumber() || v.number().kind() != NumberKind::Float) return numberOf(v);
     const float f = v.number().floatValue();
     if (!std::isfinite(f)) return std::nullopt;
-    char text[64];
-    const auto written = std::to_chars(text, text + sizeof text, f);
-    return internal::readDecimal(text, written.ptr).value_or(f);
+    return decimalWidened(f);
 }
 
 // --- RDD 18 conversions, one per published rule ---------------------------------------------

@@ -2,10 +2,13 @@
 
 #include <algorithm>
 #include <bit>
+#include <charconv>
 #include <cmath>
 #include <limits>
 #include <numeric>
 #include <stdexcept>
+
+#include "rdd18/internal/decimal_text.h"
 
 namespace rdd18 {
 
@@ -213,6 +216,13 @@ std::optional<std::string> latin1FromString(std::string_view text) {
         out.push_back(static_cast<char>(((c & 0x03) << 6) | (next & 0x3F)));
     }
     return out;
+}
+
+double decimalWidened(float f) noexcept {
+    if (!std::isfinite(f)) return f;
+    char text[64];
+    const auto written = std::to_chars(text, text + sizeof text, f);
+    return internal::readDecimal(text, written.ptr).value_or(f);
 }
 
 }  // namespace rdd18

@@ -339,6 +339,11 @@ std::optional<T> Dictionary::get(std::string_view key) const {
         return *p;
     }
 }
+/// The double that the shortest decimal text of `f` reads as: 0.1f gives 0.1, not
+/// 0.100000001490116..., which is how a float written as text comes back as a double. NaN and
+/// the infinities are kept. The result is the same whatever the process's locale.
+VELMORA_RDD18_EXPORT double decimalWidened(float f) noexcept;
+
 /// Text from 8-bit characters: bytes 0x00-0x7F are themselves, bytes 0x80-0xFF are taken as
 /// ISO 8859-1 (Latin-1) and stored as their UTF-8 form. Nothing is dropped; the conversion stops
 /// at `size` and not at a NUL.
