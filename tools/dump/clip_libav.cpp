@@ -64,7 +64,7 @@ void bind(const char* soname, std::initializer_list<const char*> names, F*&... f
         const char* why = dlerror();
         throw InputError(std::string("opening clips needs FFmpeg's libraries, and ") + soname +
                          " can't be loaded (" + (why ? why : "not found") +
-                         "): install them (Debian: libavformat59)");
+                         "): install FFmpeg's libraries of that version");
     }
     const char* const* name = names.begin();
     auto look = [&](auto*& function) {
