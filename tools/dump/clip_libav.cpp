@@ -22,6 +22,7 @@
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
+#include <libavutil/opt.h>
 #include <libavutil/timecode.h>
 }
 
@@ -32,9 +33,12 @@ namespace {
 constexpr const char* kAncDataType = "vbi_vanc_smpte_436M";
 // Clips shorter than this finish before a progress line would be worth reading.
 constexpr std::int64_t kProgressFrom = 500, kProgressEvery = 100;
-// The largest read of the file: the demuxer reads a key and a length ahead of each element it
+// The largest read of an MXF file: the demuxer reads a key and a length ahead of each element it
 // skips, and a larger block would read as much of the skipped element.
-constexpr const char* kReadBlock = "2048";
+constexpr const char* kMxfReadBlock = "2048";
+// That of an MP4 or MOV: the demuxer seeks to each rtmd sample and reads it, and a sample is a
+// whole number of 512-byte units.
+constexpr const char* kRtmdReadBlock = "512";
 
 #define VELMORA_SONAME(lib, major) "lib" #lib ".so." AV_STRINGIFY(major)
 
@@ -45,6 +49,7 @@ struct LibAv {
     decltype(&::av_dict_set) av_dict_set;
     decltype(&::av_dict_free) av_dict_free;
     decltype(&::av_log_set_level) av_log_set_level;
+    decltype(&::av_opt_set) av_opt_set;
     decltype(&::av_timecode_init_from_string) av_timecode_init_from_string;
     decltype(&::av_timecode_make_string) av_timecode_make_string;
     decltype(&::av_packet_alloc) av_packet_alloc;
@@ -80,9 +85,9 @@ LibAv load() {
     LibAv l{};
     bind(VELMORA_SONAME(avutil, LIBAVUTIL_VERSION_MAJOR),
          {"av_strerror", "av_dict_get", "av_dict_set", "av_dict_free", "av_log_set_level",
-          "av_timecode_init_from_string", "av_timecode_make_string"},
+          "av_opt_set", "av_timecode_init_from_string", "av_timecode_make_string"},
          l.av_strerror, l.av_dict_get, l.av_dict_set, l.av_dict_free, l.av_log_set_level,
-         l.av_timecode_init_from_string, l.av_timecode_make_string);
+         l.av_opt_set, l.av_timecode_init_from_string, l.av_timecode_make_string);
     bind(VELMORA_SONAME(avcodec, LIBAVCODEC_VERSION_MAJOR),
          {"av_packet_alloc", "av_packet_free", "av_packet_unref"}, l.av_packet_alloc,
          l.av_packet_free, l.av_packet_unref);
@@ -275,14 +280,17 @@ void readClip(const std::string& path, const FrameRange& range, const FrameVisit
               std::ostream* progress) {
     const LibAv& av = libav();
     AVDictionary* options = nullptr;
-    av.av_dict_set(&options, "blocksize", kReadBlock, 0);
+    av.av_dict_set(&options, "blocksize", kMxfReadBlock, 0);
     AVFormatContext* opened = nullptr;
     const int e = av.avformat_open_input(&opened, path.c_str(), nullptr, &options);
     av.av_dict_free(&options);
     if (e < 0) throw InputError(path + ": cannot open as a clip: " + errorText(e));
     const std::unique_ptr<AVFormatContext, InputCloser> clip(opened);
-    if (AVStream* rtmd = rtmdTrack(*clip))
+    if (AVStream* rtmd = rtmdTrack(*clip)) {
+        // The file protocol's option, set through the I/O context that owns it.
+        av.av_opt_set(clip->pb, "blocksize", kRtmdReadBlock, AV_OPT_SEARCH_CHILDREN);
         return readRtmdTrack(*clip, *rtmd, path, range, visit, progress);
+    }
     if (std::string_view(clip->iformat->name).find("mp4") != std::string_view::npos)
         throw InputError(path + ": the file has no rtmd metadata track");
     for (unsigned i = 0; i < clip->nb_streams; ++i) {
