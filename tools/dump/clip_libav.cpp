@@ -59,6 +59,7 @@ struct LibAv {
     decltype(&::avformat_close_input) avformat_close_input;
     decltype(&::av_read_frame) av_read_frame;
     decltype(&::av_find_best_stream) av_find_best_stream;
+    decltype(&::avio_seek) avio_seek;
 };
 
 // Opens `soname` and looks up each of `names` into `functions`, in order.
@@ -92,8 +93,10 @@ LibAv load() {
          {"av_packet_alloc", "av_packet_free", "av_packet_unref"}, l.av_packet_alloc,
          l.av_packet_free, l.av_packet_unref);
     bind(VELMORA_SONAME(avformat, LIBAVFORMAT_VERSION_MAJOR),
-         {"avformat_open_input", "avformat_close_input", "av_read_frame", "av_find_best_stream"},
-         l.avformat_open_input, l.avformat_close_input, l.av_read_frame, l.av_find_best_stream);
+         {"avformat_open_input", "avformat_close_input", "av_read_frame", "av_find_best_stream",
+          "avio_seek"},
+         l.avformat_open_input, l.avformat_close_input, l.av_read_frame, l.av_find_best_stream,
+         l.avio_seek);
     l.av_log_set_level(AV_LOG_QUIET);
     return l;
 }
@@ -229,8 +232,10 @@ void readRtmdTrack(AVFormatContext& clip, AVStream& rtmd, const std::string& pat
 // One frame per content package of the MXF: the package's element, or none. The pictures are
 // discarded, so the packages are counted by the ANC packets' timestamps: the demuxer stamps each
 // element with its edit unit, found by the element's position in the index table when packages
-// went by without one. Packages after the last element are counted by the picture track's
-// duration.
+// went by without one (a stamp past the duration the header gives is taken as the next package).
+// Packages after the last element are counted by their pictures, read from that element on (from
+// the start of the file when there is none): none, as a rule, and in a file cut short only those
+// it kept.
 void readAncTrack(AVFormatContext& clip, AVStream& anc, const std::string& path,
                   const FrameRange& range, const FrameVisitor& visit, std::ostream* progress) {
     // The track's time base is the edit rate: one tick a frame.
@@ -264,14 +269,20 @@ void readAncTrack(AVFormatContext& clip, AVStream& anc, const std::string& path,
         visit(f);
     };
     const PacketPtr packet(libav().av_packet_alloc());
+    std::int64_t last = 0;  // where the last element's key stands
     while (next < range.last && nextPacket(clip, *packet, path, next)) {
         if (packet->stream_index != anc.index) continue;
-        if (packet->pts != AV_NOPTS_VALUE) {
+        if (packet->pos >= 0) last = packet->pos;
+        if (packet->pts != AV_NOPTS_VALUE && packet->pts - start < total) {
             while (next < packet->pts - start && next < range.last) emit({});
         }
         if (next < range.last) emit({packet->data, static_cast<std::size_t>(packet->size)});
     }
-    while (next < total && next < range.last) emit({});
+    if (v < 0 || next >= range.last || (total >= 0 && next >= total)) return;
+    clip.streams[v]->discard = AVDISCARD_DEFAULT;
+    anc.discard = AVDISCARD_ALL;
+    if (libav().avio_seek(clip.pb, last, SEEK_SET) < 0) return;
+    while (next < range.last && nextPacket(clip, *packet, path, next)) emit({});
 }
 
 }  // namespace
