@@ -15,6 +15,7 @@
 #include <dlfcn.h>
 
 #include <memory>
+#include <stdexcept>
 
 #include "dump/frames.h"
 #include "dump/input.h"
@@ -65,6 +66,8 @@ struct LibAv {
 // Opens `soname` and looks up each of `names` into `functions`, in order.
 template <class... F>
 void bind(const char* soname, std::initializer_list<const char*> names, F*&... functions) {
+    if (names.size() != sizeof...(functions))
+        throw std::logic_error("a name for each function of " + std::string(soname));
     void* library = dlopen(soname, RTLD_NOW | RTLD_LOCAL);
     if (!library) {
         const char* why = dlerror();
