@@ -177,6 +177,34 @@ TEST(Clips, SampleClipMatchesGoldenFilesAndItsSources) {
     EXPECT_EQ(lines(bad.out).size(), 5u);
 }
 
+// Content packages without an element (their keys made KLV fill) keep their frame numbers and
+// times, with no packets: the elements after a gap, and the packages after the last, stay in step.
+TEST(Clips, PackagesWithoutAnElementKeepTheirFrameNumbers) {
+    auto clip = fileBytes(kSamples / "clips" / "camera.mxf");
+    const unsigned char ancKey[] = {6, 14, 43, 52, 1, 2, 1, 1, 13, 1, 3, 1, 23, 1, 2, 0};
+    const unsigned char fill[] = {6, 14, 43, 52, 1, 1, 1, 2, 3, 1, 2, 16, 1, 0, 0, 0};
+    std::vector<decltype(clip)::iterator> elements;
+    for (auto at = clip.begin();
+         (at = std::search(at, clip.end(), std::begin(ancKey), std::end(ancKey))) != clip.end();)
+        elements.push_back(at++);
+    ASSERT_EQ(elements.size(), 5u);
+    for (auto gone : {1u, 3u, 4u}) std::copy(std::begin(fill), std::end(fill), elements[gone]);
+    const fs::path path = fs::temp_directory_path() / ("velmora-gaps-" + std::to_string(getpid()));
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(clip.data()),
+               static_cast<std::streamsize>(clip.size()));
+    const auto got =
+        lines(tool({"--input", "clip", "--flavour", "sony", "-f", "jsonl", path.string()}).out);
+    const auto golden = lines(fileText(kSamples / "clips" / "camera.jsonl"));
+    fs::remove(path);
+    ASSERT_EQ(got.size(), 5u);
+    for (std::size_t i = 0; i < 5; ++i) {
+        for (const char* key : {"frame", "time", "timecode"})
+            EXPECT_EQ(got[i].at(key), golden[i].at(key)) << i;
+        EXPECT_EQ(got[i].at("rdd18"), i == 1 ? json::object() : golden[i].at("rdd18"));
+    }
+}
+
 // rtmd samples of the packs of bundled frames answer as those frames (Sony flavour by default), in
 // an MP4 and back to back; an MP4 without the track fails alone, cut it answers up to the cut.
 TEST(Clips, Mp4RtmdTrackAnswersAsTheSamePacksInAncPackets) {
