@@ -169,7 +169,10 @@ ClipRequest makeRequest(const std::string& path, const py::object& flavour, dump
     try {
         dump::AriFolder folder = dump::listAriFolder(path);
         request.files = std::move(folder.files);
-        for (const auto& note : folder.notes) PyErr_WarnEx(PyExc_UserWarning, note.c_str(), 1);
+        for (const auto& note : folder.notes) {
+            if (PyErr_WarnEx(PyExc_UserWarning, note.c_str(), 1) < 0)
+                throw py::error_already_set();  // warnings turned into errors
+        }
     } catch (const dump::InputError& e) {
         PyErr_SetString(clipError, e.what());
         throw py::error_already_set();
