@@ -40,6 +40,26 @@ constexpr std::size_t kQueueDepth = 32;
 // The clip error class, made at import.
 PyObject* clipError = nullptr;
 
+// Raises ClipError with the tool's line for an input.
+[[noreturn]] void raiseClipError(const char* message) {
+    PyErr_SetString(clipError, message);
+    throw py::error_already_set();
+}
+
+// Text as Python str; bytes that aren't UTF-8 (a file name) become lone surrogates, as in
+// os.fsdecode.
+py::str text(const std::string& s) {
+    PyObject* made =
+        PyUnicode_DecodeUTF8(s.data(), static_cast<Py_ssize_t>(s.size()), "surrogateescape");
+    if (!made) throw py::error_already_set();
+    return py::reinterpret_steal<py::str>(made);
+}
+
+// The file system's bytes of a path given as str, bytes or os.PathLike (os.fsencode).
+std::string pathOf(const py::object& path) {
+    return py::module_::import("os").attr("fsencode")(path).cast<std::string>();
+}
+
 // What one clip is read with.
 struct ClipRequest {
     std::vector<std::string> files;  // a clip, or the frame files of a folder in frame order
@@ -121,8 +141,7 @@ std::optional<dump::FrameReport> nextReport(ClipStream& stream) {
         py::gil_scoped_release unlocked;
         return stream.next();
     } catch (const dump::InputError& e) {
-        PyErr_SetString(clipError, e.what());
-        throw py::error_already_set();
+        raiseClipError(e.what());
     }
 }
 
@@ -147,8 +166,9 @@ dump::FrameRange frameRange(const py::object& frames) {
 
 // The request of `path` read as the tool reads it: a folder as its ARRIRAW frame files (its notes
 // of gaps and mixed clips become warnings), anything else as its form says.
-ClipRequest makeRequest(const std::string& path, const py::object& flavour, dump::UnitsView units,
+ClipRequest makeRequest(const py::object& given, const py::object& flavour, dump::UnitsView units,
                         const py::object& frames) {
+    const std::string path = pathOf(given);
     ClipRequest request;
     request.source.frames = frameRange(frames);
     request.report.units = units;
@@ -157,10 +177,7 @@ ClipRequest makeRequest(const std::string& path, const py::object& flavour, dump
         if (!f) throw py::value_error("unknown flavour: use 'standard', 'sony' or 'varicam'");
         request.report.flavour = request.report.rtmdFlavour = *f;
     }
-    if (path == "-") {
-        PyErr_SetString(clipError, "-: a clip is read from a file, not standard input");
-        throw py::error_already_set();
-    }
+    if (path == "-") raiseClipError("-: a clip is read from a file, not standard input");
     std::error_code ec;
     if (!std::filesystem::is_directory(path, ec)) {
         request.files = {path};
@@ -174,8 +191,7 @@ ClipRequest makeRequest(const std::string& path, const py::object& flavour, dump
                 throw py::error_already_set();  // warnings turned into errors
         }
     } catch (const dump::InputError& e) {
-        PyErr_SetString(clipError, e.what());
-        throw py::error_already_set();
+        raiseClipError(e.what());
     }
     return request;
 }
@@ -183,15 +199,16 @@ ClipRequest makeRequest(const std::string& path, const py::object& flavour, dump
 // The record of a report as the tool's JSON Lines hold it: "file", then the sections in order.
 py::dict record(const dump::FrameReport& r) {
     py::dict d;
-    d["file"] = py::str(r.source);
-    for (const auto& s : r.sections) d[py::str(s.name)] = toPython(s.value);
+    d["file"] = text(r.source);
+    for (const auto& s : r.sections) d[text(s.name)] = toPython(s.value);
     return d;
 }
 
 // A generator of the records of one clip.
 class ClipReader {
   public:
-    explicit ClipReader(ClipRequest request) : stream_(std::make_unique<ClipStream>(request)) {}
+    explicit ClipReader(ClipRequest request)
+        : stream_(std::make_unique<ClipStream>(std::move(request))) {}
 
     py::dict next() {
         std::optional<dump::FrameReport> r;
@@ -227,6 +244,7 @@ std::optional<Cell> cellOf(const rdd18::Value& v) {
 }
 
 py::object cellObject(const Cell& c) {
+    if (const auto* s = std::get_if<std::string>(&c)) return text(*s);
     return std::visit([](const auto& v) -> py::object { return py::cast(v); }, c);
 }
 
@@ -277,7 +295,7 @@ Table readTable(ClipRequest request) {
     return table;
 }
 
-py::object clipTable(const std::string& path, bool units, const py::object& flavour,
+py::object clipTable(const py::object& path, bool units, const py::object& flavour,
                      const py::object& frames) {
     ClipRequest request =
         makeRequest(path, flavour, units ? dump::UnitsView::Beside : dump::UnitsView::Off, frames);
@@ -286,8 +304,7 @@ py::object clipTable(const std::string& path, bool units, const py::object& flav
         py::gil_scoped_release unlocked;
         table = readTable(std::move(request));
     } catch (const dump::InputError& e) {
-        PyErr_SetString(clipError, e.what());
-        throw py::error_already_set();
+        raiseClipError(e.what());
     }
     const std::vector<std::string> order = table.columns.columns();
     py::object pandas;
@@ -296,7 +313,7 @@ py::object clipTable(const std::string& path, bool units, const py::object& flav
     } catch (const py::error_already_set&) {
         std::vector<py::dict> rows(table.rows);
         for (const auto& name : order) {
-            const py::str key(name);
+            const py::str key = text(name);
             for (const auto& [row, cell] : table.cells[table.index.at(name)])
                 rows[row][key] = cellObject(cell);
         }
@@ -310,10 +327,10 @@ py::object clipTable(const std::string& path, bool units, const py::object& flav
         py::list values(table.rows);
         for (std::size_t i = 0; i < table.rows; ++i) values[i] = py::none();
         for (const auto& [row, cell] : column) values[row] = cellObject(cell);
-        data[py::str(name)] = pandas.attr("array")(values, "dtype"_a = dtypeOf(column));
+        data[text(name)] = pandas.attr("array")(values, "dtype"_a = dtypeOf(column));
     }
     py::list names;
-    for (const auto& name : order) names.append(py::str(name));
+    for (const auto& name : order) names.append(text(name));
     return pandas.attr("DataFrame")(data, "columns"_a = names);
 }
 
@@ -343,7 +360,7 @@ void bindClips(py::module_& m) {
 
     m.def(
         "read_clip",
-        [](const std::string& path, const py::object& flavour, bool units,
+        [](const py::object& path, const py::object& flavour, bool units,
            const py::object& frames) {
             return ClipReader(makeRequest(
                 path, flavour, units ? dump::UnitsView::Beside : dump::UnitsView::Off, frames));
@@ -352,7 +369,7 @@ void bindClips(py::module_& m) {
         "frames"_a = py::none(),
         R"(Reads a clip and yields one dict per frame: the records velmora-dump -f jsonl writes.
 
-path: an MXF clip (ST 436M ANC track), an MP4 or MOV clip (rtmd track), a folder of ARRIRAW
+path (str, bytes or os.PathLike): an MXF clip (ST 436M ANC track), an MP4 or MOV clip (rtmd track), a folder of ARRIRAW
 frames (.ari, in frame order; gaps and mixed clips give a UserWarning), or any single frame file
 the tool reads. Each record has 'file', then where known 'frame', 'time', 'timecode', then
 'rdd18' and 'arri' (the parsers' answers, as parse_rdd18 gives them) and, with units=True,

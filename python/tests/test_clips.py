@@ -89,6 +89,18 @@ def test_frames_pick_and_early_close_stops_the_reader():
     assert list(reader) == []  # closed: the rest is not read
 
 
+@needs_clips
+def test_paths_as_the_file_system_has_them(tmp_path):
+    name = tmp_path / os.fsdecode(b"take\xff.mp4")  # not UTF-8: a lone surrogate in Python
+    shutil.copy(SAMPLES / "clips/camera.mp4", name)
+    records = list(v.read_clip(name))
+    assert len(records) == 5 and records[0]["file"] == str(name)
+    assert len(v.read_clip(os.fsencode(name)).__next__()["rdd18"]) > 10
+    table = v.clip_table(name, units=False)
+    files = [r["file"] for r in table] if isinstance(table, list) else list(table["file"])
+    assert files == [str(name)] * 5
+
+
 @needs_tool
 def test_bad_inputs_raise_clip_error_with_the_tools_message(tmp_path):
     (tmp_path / "junk.mxf").write_bytes(b"\x06\x0e\x2b\x34" + b"\0" * 60)
