@@ -56,6 +56,14 @@ std::set<std::string> decodeAll(const std::vector<std::string>& files, const Bat
     return failed;
 }
 
+// Appends the ARRIRAW frame files of the folder `path` in frame order and writes its notes to
+// `err`; throws `InputError` as `listAriFolder` does.
+void appendAriFolder(const std::string& path, std::vector<std::string>& inputs, std::ostream& err) {
+    AriFolder folder = listAriFolder(path);
+    for (const auto& note : folder.notes) err << "velmora-dump: warning: " << note << '\n';
+    inputs.insert(inputs.end(), folder.files.begin(), folder.files.end());
+}
+
 // Everything below the folder `dir` that is read as a whole, in name order: its clips and, when
 // it holds ARRIRAW frames, those in frame order (its notes written to `err`), then its subfolders'.
 void walkFolder(const std::filesystem::path& dir, std::vector<std::string>& inputs,
@@ -82,10 +90,11 @@ void walkFolder(const std::filesystem::path& dir, std::vector<std::string>& inpu
         if (hasClipName(name)) inputs.push_back(file.string());
         frames = frames || hasAriName(name);
     }
-    if (frames) {
-        AriFolder folder = listAriFolder(dir.string());
-        for (const auto& note : folder.notes) err << "velmora-dump: warning: " << note << '\n';
-        inputs.insert(inputs.end(), folder.files.begin(), folder.files.end());
+    try {
+        if (frames) appendAriFolder(dir.string(), inputs, err);
+    } catch (const InputError& e) {  // one folder's error line; the walk goes on
+        err << "velmora-dump: " << e.what() << '\n';
+        failed.insert(dir.string());
     }
     for (const auto& folder : folders) walkFolder(folder, inputs, err, failed);
 }
@@ -104,19 +113,12 @@ std::vector<std::string> expandFolders(const std::vector<std::string>& files, In
         if (name == "-" || (form != InputForm::Auto && form != InputForm::Ari) ||
             !std::filesystem::is_directory(name, ec)) {
             inputs.push_back(name);
-        } else if (recursive) {
-            try {
-                walkFolder(name, inputs, err, failed);
-            } catch (const InputError& e) {
-                err << "velmora-dump: " << e.what() << '\n';
-                failed.insert(name);
-            }
         } else {
             try {
-                AriFolder folder = listAriFolder(name);
-                for (const auto& note : folder.notes)
-                    err << "velmora-dump: warning: " << note << '\n';
-                inputs.insert(inputs.end(), folder.files.begin(), folder.files.end());
+                if (recursive)
+                    walkFolder(name, inputs, err, failed);
+                else
+                    appendAriFolder(name, inputs, err);
             } catch (const InputError& e) {
                 err << "velmora-dump: " << e.what() << '\n';
                 failed.insert(name);
