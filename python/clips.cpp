@@ -1,6 +1,7 @@
 // read_clip, clip_rows and clip_table: whole clips through the tool's own frame source and
 // reporter. A clip is read and reported on a thread of its own, without the GIL, and its reports
 // are handed over through a short queue, so memory holds a few frames whatever the clip's length.
+#include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
 
 #include <condition_variable>
@@ -248,10 +249,13 @@ py::object cellObject(const Cell& c) {
     return std::visit([](const auto& v) -> py::object { return py::cast(v); }, c);
 }
 
+// A column's cells: (frame's row, cell), in row order.
+using Column = std::vector<std::pair<std::size_t, Cell>>;
+
 // The cells of a clip's frames by column, and the columns in the CSV's order.
 struct Table {
-    std::map<std::string, std::size_t> index;                      // name -> place in `cells`
-    std::vector<std::vector<std::pair<std::size_t, Cell>>> cells;  // per column: (row, cell)
+    std::map<std::string, std::size_t> index;  // name -> place in `cells`
+    std::vector<Column> cells;                 // by place
     dump::CsvColumns columns;
     std::size_t rows = 0;
 
@@ -275,7 +279,7 @@ struct Table {
 
 // The pandas dtype of a column: nullable integers and booleans, so that a frame without the key
 // doesn't turn the column into floats; float64 with NaN for floats; objects otherwise.
-const char* dtypeOf(const std::vector<std::pair<std::size_t, Cell>>& column) {
+const char* dtypeOf(const Column& column) {
     bool ints = true, uints = true, floats = true, bools = true;
     for (const auto& [row, cell] : column) {
         const auto* i = std::get_if<std::int64_t>(&cell);
@@ -286,6 +290,55 @@ const char* dtypeOf(const std::vector<std::pair<std::size_t, Cell>>& column) {
         bools = bools && std::holds_alternative<bool>(cell);
     }
     return ints ? "Int64" : uints ? "UInt64" : floats ? "float64" : bools ? "boolean" : "object";
+}
+
+// The numbers of a column filled into a NumPy array in place, and the mask of its frames without
+// one: the parts of pandas' masked arrays, made without a Python object per cell.
+template <class T>
+std::pair<py::array_t<T>, py::array_t<bool>> filled(const Column& column, std::size_t rows,
+                                                    T none) {
+    py::array_t<T> values(static_cast<py::ssize_t>(rows));
+    py::array_t<bool> mask(static_cast<py::ssize_t>(rows));
+    T* v = values.mutable_data();
+    bool* m = mask.mutable_data();
+    std::fill(v, v + rows, none);
+    std::fill(m, m + rows, true);
+    for (const auto& [row, cell] : column) {
+        v[row] = std::visit(
+            [](const auto& x) -> T {
+                if constexpr (std::is_arithmetic_v<std::decay_t<decltype(x)>>)
+                    return static_cast<T>(x);
+                return T{};  // text never stands in a numeric column
+            },
+            cell);
+        m[row] = false;
+    }
+    return {std::move(values), std::move(mask)};
+}
+
+// The pandas array of the column `name`, of the dtype its cells allow (see `dtypeOf`).
+py::object columnArray(const py::object& pandas, const Table& table, const std::string& name) {
+    const Column& column = table.cells[table.index.at(name)];
+    const std::string dtype = dtypeOf(column);
+    const py::object arrays = pandas.attr("arrays");
+    if (dtype == "Int64") {
+        auto [v, m] = filled<std::int64_t>(column, table.rows, 0);
+        return arrays.attr("IntegerArray")(v, m);
+    }
+    if (dtype == "UInt64") {
+        auto [v, m] = filled<std::uint64_t>(column, table.rows, 0);
+        return arrays.attr("IntegerArray")(v, m);
+    }
+    if (dtype == "boolean") {
+        auto [v, m] = filled<bool>(column, table.rows, false);
+        return arrays.attr("BooleanArray")(v, m);
+    }
+    if (dtype == "float64")
+        return filled<double>(column, table.rows, std::numeric_limits<double>::quiet_NaN()).first;
+    py::list values(table.rows);
+    for (std::size_t i = 0; i < table.rows; ++i) values[i] = py::none();
+    for (const auto& [row, cell] : column) values[row] = cellObject(cell);
+    return pandas.attr("array")(values, "dtype"_a = "object");
 }
 
 Table readTable(ClipRequest request) {
@@ -322,13 +375,7 @@ py::object clipTable(const py::object& path, bool units, const py::object& flavo
         return list;
     }
     py::dict data;
-    for (const auto& name : order) {
-        const auto& column = table.cells[table.index.at(name)];
-        py::list values(table.rows);
-        for (std::size_t i = 0; i < table.rows; ++i) values[i] = py::none();
-        for (const auto& [row, cell] : column) values[row] = cellObject(cell);
-        data[text(name)] = pandas.attr("array")(values, "dtype"_a = dtypeOf(column));
-    }
+    for (const auto& name : order) data[text(name)] = columnArray(pandas, table, name);
     py::list names;
     for (const auto& name : order) names.append(text(name));
     return pandas.attr("DataFrame")(data, "columns"_a = names);
