@@ -16,6 +16,9 @@ void bindHost(pybind11::module_& m);
 /// encode_rdd18, encode_arri and the host writers to_words10, to_vanc, to_rfc8331, to_st436m.
 void bindEncode(pybind11::module_& m);
 
+/// read_clip, clip_table, ClipError and clips_supported.
+void bindClips(pybind11::module_& m);
+
 /// The process's parser of the flavour named 'standard', 'sony' or 'varicam'; ValueError for
 /// any other name.
 const VLRDD18Parser& rdd18Parser(const pybind11::str& flavour);

@@ -1,7 +1,10 @@
 // The Python module velmora_rdd18: the library's parsers for Python, answers as Python's own types.
+#include <pybind11/eval.h>
 #include <pybind11/pybind11.h>
 
 #include "bindings.h"
+
+namespace py = pybind11;
 
 PYBIND11_MODULE(velmora_rdd18, m) {
     m.doc() =
@@ -16,5 +19,30 @@ PYBIND11_MODULE(velmora_rdd18, m) {
     velmora::python::bindParsers(m);
     velmora::python::bindHost(m);
     velmora::python::bindEncode(m);
+#ifdef VELMORA_CLIP_READER
+    velmora::python::bindClips(m);
+#else
+    m.attr("clips_supported") = false;
+#endif
     // Further parts of the API register here, each from its own file declared in bindings.h.
+
+    // A function pickles by name when it is found under that name in its module. A pybind11
+    // function names its record, not the module, as its owner, so pickle (and the cluster engines
+    // that send a function to their workers) refuses it; each public function is therefore a
+    // plain Python function of this module that calls the binding.
+    py::dict scope;
+    py::exec(R"(
+def wrap(module):
+    def wrapped(binding):
+        def call(*args, **kwargs):
+            return binding(*args, **kwargs)
+        call.__name__ = call.__qualname__ = binding.__name__
+        call.__module__, call.__doc__ = module.__name__, binding.__doc__
+        return call
+    for name, f in list(vars(module).items()):
+        if not name.startswith("_") and type(f).__name__ == "builtin_function_or_method":
+            setattr(module, name, wrapped(f))
+)",
+             scope);
+    scope["wrap"](m);
 }

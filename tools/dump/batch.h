@@ -17,6 +17,8 @@ namespace rdd18::dump {
 struct BatchOptions {
     SourceOptions source;  ///< how the inputs are read
     WriteOptions write;
+    bool recursive = false;  ///< folders stand for the clips and ARRIRAW folders below them
+    bool summary = false;    ///< a line per input on `err` at the end: frames, timecodes, failure
     /// Sees each frame and its report as it is written (for example to draw the frames).
     std::function<void(const Frame&, const FrameReport&)> written = {};
 };
@@ -29,7 +31,11 @@ struct BatchOptions {
 /// the forms auto and ari a folder stands for its ARRIRAW frame files in frame order (see
 /// `listAriFolder`); its notes (gaps, mixed clips) are warning lines on `err`, and each of its
 /// files is an input of its own. An ARRIRAW frame that isn't one (wrong magic, cut short) is
-/// answered empty and gets a line on `err` saying why.
+/// answered empty and gets a line on `err` saying why. With `recursive` a folder stands for
+/// everything below it that the tool reads as a whole, in name order, each subfolder after the
+/// files beside it: each clip (.mxf, .mp4, .mov by name) and each folder of ARRIRAW frames; a
+/// folder holding neither is no error. With more than one input and a progress stream in
+/// `options.source`, a line there names the input being read.
 int decodeBatch(const std::vector<std::string>& files, const BatchOptions& options,
                 const Reporter& reporter, std::istream& in, std::ostream& out, std::ostream& err);
 

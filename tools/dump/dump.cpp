@@ -43,6 +43,7 @@ constexpr const char* kFooter = R"(Examples:
   velmora-dump -f csv --frames 0:250 clip.mxf  the first 250 frames as a spreadsheet
   velmora-dump -f csv A001C003_250922_R1ZA/    one row per .ari frame of a folder, in frame order
   velmora-dump -f csv --units=only clip.mp4    per-frame lens and camera of an rtmd track
+  velmora-dump -r --summary -f jsonl archive/  every clip and .ari folder below archive/
   velmora-dump -f opentrackio clip.mxf --send  OpenTrackIO samples, printed and sent to the
                                                group 239.135.1.1, port 55555
   velmora-dump -f jsonl --packets capture.pcap one line per frame of each ST 2110-40 flow
@@ -214,6 +215,14 @@ int runCommand(const std::vector<std::string>& args, std::istream& in, std::ostr
         ->check(CLI::Range(std::size_t{1}, otrk::kMaxSegment));
     app.add_flag("--realtime", samples.realtime,
                  "Pace the OpenTrackIO samples at their sample rate (files are read faster)");
+    bool recursive = false, summary = false;
+    app.add_flag("-r,--recursive", recursive,
+                 "A folder stands for every clip (.mxf, .mp4, .mov) and folder of ARRIRAW frames "
+                 "below it, in name order; a file that can't be read gets one line and the rest "
+                 "are read");
+    app.add_flag("--summary", summary,
+                 "At the end, write one line per input (clip or folder of frames) on standard "
+                 "error: its frames, first and last timecode, and whether it failed");
     app.add_flag("--types", write.types,
                  "Show the kind of every number (integer, short, unsigned int, float, double, "
                  "bool, ...)");
@@ -277,6 +286,8 @@ int runCommand(const std::vector<std::string>& args, std::istream& in, std::ostr
     }
     if (&err == &std::cerr && standardErrorIsTerminal()) source.progress = &err;
     BatchOptions batch{source, write};
+    batch.recursive = recursive;
+    batch.summary = summary;
     LensPlot plot;
     samples.print = write.format == Format::OpenTrackIO;
     if (sendOption->count() > 0) {

@@ -41,7 +41,7 @@ bool looksLikeCapture(std::string_view name) noexcept {
 // from the fifth on), or an ISO BMFF box type at 4.
 bool looksLikeClip(const std::string& name) {
     if (name == "-") return false;
-    if (endsWith(name, ".mxf") || endsWith(name, ".mp4") || endsWith(name, ".mov")) return true;
+    if (hasClipName(name)) return true;
     std::ifstream file(name, std::ios::binary);
     char head[12] = {};
     if (!file.read(head, sizeof head)) return false;
@@ -258,6 +258,10 @@ void readRtmdRun(std::istream& in, const std::string& name, const FrameRange& ra
 }
 
 }  // namespace
+
+bool hasClipName(std::string_view name) noexcept {
+    return endsWith(name, ".mxf") || endsWith(name, ".mp4") || endsWith(name, ".mov");
+}
 
 const std::map<std::string, InputForm>& inputForms() {
     static const std::map<std::string, InputForm> forms{

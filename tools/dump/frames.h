@@ -39,6 +39,9 @@ enum class InputForm {
     Rtp,      ///< an ST 2110-40 flow received live (the input's name is udp://ADDR:PORT)
 };
 
+/// Whether `name` ends in .mxf, .mp4 or .mov (in any case): the names read as clips.
+bool hasClipName(std::string_view name) noexcept;
+
 /// The --input names and their forms.
 const std::map<std::string, InputForm>& inputForms();
 
