@@ -196,4 +196,45 @@ TEST(Encode, UnitsBecomeTheItemsThatCarryThemAndReadBackToTheirCodes) {
         Value(Dictionary{{"den", Number::unsignedInt(1001)}, {"num", Number::unsignedInt(24000)}}));
 }
 
+// Each field that becomes an integer code, at the lowest and highest code its item holds and one
+// code beyond each: the limits come out exactly, the values beyond give no item.
+TEST(Encode, UnitsAtTheLimitsOfTheirCodes) {
+    using M = interpret::CameraModel;
+    const struct {
+        std::optional<double> M::*field;
+        const char* key;
+        double perCode;
+        std::int64_t low, high;
+    } rows[] = {
+        {&M::masterGainDb, "CameraMasterGainAdjustmentItem", 0.01, -0x8000, 0x7FFF},
+        {&M::blackLevelPercent, "CameraMasterBlackLevelItem", 0.1, -0x8000, 0x7FFF},
+        {&M::kneePointPercent, "CameraKneePointItem", 0.1, 0, 0xFFFF},
+        {&M::dynamicRangePercent, "CameraLuminanceDynamicRangeItem", 0.1, 0, 0xFFFF},
+        {&M::iso, "CameraISOSensitivityItem", 1, 0, 0xFFFF},
+        {&M::exposureIndex, "CameraExposureIndexOfPhotoMeterItem", 1, 0, 0xFFFF},
+        {&M::whiteBalanceK, "CameraWhiteBalanceItem", 1, 0, 0xFFFF},
+        {&M::electricalExtenderMagnificationPercent, "CameraElectricalExtenderMagnificationItem", 1,
+         0, 0xFFFF},
+        {&M::opticalExtenderMagnificationPercent, "LensOpticalExtenderMagnificationItem", 1, 0,
+         0xFFFF},
+        {&M::sensorWidthMm, "CameraImageSensorDimensionEffectiveWidthItem", 0.001, 0, 0xFFFF},
+        {&M::sensorHeightMm, "CameraImageSensorDimensionEffectiveHeightItem", 0.001, 0, 0xFFFF},
+        {&M::irisRingPositionPercent, "LensIrisRingPositionItem", 100.0 / 65536, 0, 0xFFFF},
+        {&M::zoomRingPositionPercent, "LensZoomRingPositionItem", 100.0 / 65536, 0, 0xFFFF},
+        {&M::shutterAngleDeg, "CameraShutterSpeedAngleItem", 1.0 / 60, 1, 0xFFFFFFFF},
+    };
+    for (const auto& r : rows) {
+        for (const std::int64_t code : {r.low - 1, r.low, r.high, r.high + 1}) {
+            M m;
+            m.*r.field = static_cast<double>(code) * r.perCode;
+            const Dictionary d = interpret::toRDD18(m);
+            const bool inside = code >= r.low && code <= r.high;
+            ASSERT_EQ(d.contains(r.key), inside) << r.key << " " << code;
+            if (inside) {
+                EXPECT_EQ(d.get<std::int64_t>(r.key), code) << r.key;
+            }
+        }
+    }
+}
+
 }  // namespace

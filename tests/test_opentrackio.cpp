@@ -107,6 +107,17 @@ std::vector<testsupport::Bytes> datagrams(std::span<const unsigned char> sample,
     return out;
 }
 
+// Segment sizes outside 1 to kMaxSegment are taken as the nearer end of that range.
+TEST(OpenTrackIO, SegmentSizesAreClampedToTheirRange) {
+    const testsupport::Bytes three{'a', 'b', 'c'}, large(otrk::kMaxSegment + 2, 'x');
+    EXPECT_EQ(datagrams(three, 0, 0).size(), 3u);
+    EXPECT_EQ(datagrams(three, 0, 0), datagrams(three, 0, 1));
+    const auto top = datagrams(large, 0, otrk::kMaxSegment + 1);
+    ASSERT_EQ(top.size(), 2u);
+    EXPECT_EQ(top, datagrams(large, 0, otrk::kMaxSegment));
+    EXPECT_EQ(top[1].size(), otrk::kHeaderSize + 2);
+}
+
 // The manifest's datagrams in order, to one reader: our header of each, the reader's outcome.
 TEST(OpenTrackIO, HandBuiltDatagrams) {
     if (!fs::exists(kThirdParty)) GTEST_SKIP() << kThirdParty << " is absent";

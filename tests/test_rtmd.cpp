@@ -43,6 +43,13 @@ TEST(Rtmd, TimecodeFieldsAtTheirLimits) {
     }
 }
 
+// 16 bytes that are no key are passed over; the packs behind them answer whole.
+TEST(Rtmd, PacksBehindBytesThatAreNoKey) {
+    const Dictionary whole = kSony.parseRtmdSample(kHeader + kPacks);
+    ASSERT_FALSE(whole.empty());
+    EXPECT_EQ(kSony.parseRtmdSample(kHeader + Bytes(16, 0xEE) + kPacks), whole);
+}
+
 TEST(Rtmd, BadSamplesGiveNoItemsAndTheirFault) {
     const std::pair<Bytes, FaultCode> cases[] = {
         {{0x00}, FaultCode::RtmdHeaderBeyondSample},
