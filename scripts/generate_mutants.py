@@ -242,7 +242,7 @@ class FastUnit:
     def __call__(self, scratch):
         exe = scratch.build / "tests" / "velmora_tests"
         rc = mutate.run([exe, "--gtest_fail_fast", "--gtest_brief=1"], scratch.build / "tests",
-                        scratch.log, mutate.TEST_TIMEOUT * 5)
+                        scratch.log, mutate.TEST_TIMEOUT * 2)
         if rc != 0:
             return ["velmora_tests"]
         if not self.others:
