@@ -260,6 +260,8 @@ def main():
     ap.add_argument("--seed", type=int, default=31)
     ap.add_argument("--mode", default="unit", choices=sorted(mutate.MODES))
     ap.add_argument("--headers", action="store_true", help="mutate headers too")
+    ap.add_argument("--start", type=int, default=0,
+                    help="begin this far into the shuffled order (to share a sample among runs)")
     ap.add_argument("--only", nargs="*", help="ids to plant (the sample is ignored)")
     ap.add_argument("--area", nargs="*", help="draw only from these areas")
     ap.add_argument("--equivalents", default=str(EQUIVALENTS))
@@ -291,6 +293,7 @@ def main():
     else:
         order = list(mutants)
         random.Random(args.seed).shuffle(order)
+        order = order[args.start:]
     if args.list:
         for m in order[:args.sample]:
             mark = "  [equivalent]" if m["name"] in equivalents else ""
@@ -337,6 +340,8 @@ def main():
             outcome, why = mutate.plant(scratch, m, checkers)
             if outcome == "STALE":
                 skipped += 1
+                print(f"no build  {m['name']} {m['file']}:{m['line']} {m['op']}: {m['what']}",
+                      flush=True)
                 continue
             results.append((m, outcome))
             verdict = "caught" if any(outcome.values()) else "SURVIVED"
