@@ -52,6 +52,7 @@ TEST(OpenTrackIO, ModelInTheProtocolsUnits) {
     m.captureFrameRateHz = 24000.0 / 1001, m.projectFrameRateHz = 25;
     m.sensorWidthMm = 24.89;  // no height: no dimensions
     m.cameraMake = "", m.lensModelName = "Prime 50mm", m.timecode = "01:23:45;12";
+    m.cameraModelName = "C1", m.cameraSerialNumber = "42", m.cameraFirmwareVersion = "3.0";
     Sample s = makeSample(m, context(true));
     Lens lens;
     lens.tStop = 2.8, lens.focusDistance = 3.5, lens.pinholeFocalLength = 50;
@@ -62,6 +63,8 @@ TEST(OpenTrackIO, ModelInTheProtocolsUnits) {
     Static block;
     block.camera.captureFrameRate = Rational{24000, 1001}, block.camera.isoSpeed = 800;
     block.camera.anamorphicSqueeze = Rational{13, 10}, block.lens.model = "Prime 50mm";
+    block.camera.model = "C1", block.camera.serialNumber = "42",
+    block.camera.firmwareVersion = "3.0";
     EXPECT_EQ(s.staticData, block);
     // The container's rate and timecode come first; the sample's id follows its place.
     s = makeSample(m, context(false, Rational{30000, 1001}, "10:00:00:29"));
