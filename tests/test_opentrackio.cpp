@@ -218,6 +218,8 @@ TEST(OpenTrackIO, ToolSendsWhatItPrints) {
                   "--segment-size", segment, kClip.string()});
         const auto printed = lines(out);
         ASSERT_EQ(printed.size(), 5u) << err;
+        EXPECT_EQ(status, 0);
+        EXPECT_EQ(err, "") << "every datagram went out whole";
         for (std::size_t i = 0; i < printed.size(); ++i) {
             const json& s = printed[i];
             EXPECT_EQ(s.at("sourceId"), sourceIdFor(kClip.string()));
