@@ -103,4 +103,10 @@ TEST(Rtp, DamageGivesItsFaultsAndLeavesTheOtherFramesWhole) {
             }
         }
     }
+    // Frame 2's first datagram lost: a frame starts right behind its predecessor's marker.
+    auto flow = clean;
+    flow.erase(flow.begin() + marker + 1);
+    const auto got = depacketise(flow, false);
+    ASSERT_EQ(got.size(), kFrames.size());
+    EXPECT_EQ(got[2].codes, std::vector<C>{C::RtpPacketsLost});
 }
