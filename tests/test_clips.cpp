@@ -113,7 +113,7 @@ TEST(Clips, AriFolderAnswersEachFrameInOrderAndReportsTheBadOnes) {
     fs::create_directories(dir / "sub.ari");
     for (const char* to : {"T.0.ari", "U.3.ari", "T.4.ari", "T.5.ari", "frame.bin"})
         fs::copy_file(take.string() + "0.ari", dir / to);
-    fs::copy_file(take.string() + "2.ari", dir / "T.2.ari");
+    fs::copy_file(take.string() + "2.ari", dir / "T.2.ARI");  // the extension in any case
     fs::resize_file(dir / "T.4.ari", 4095);
     std::fstream(dir / "T.5.ari", std::ios::in | std::ios::out | std::ios::binary).put('B');
     fs::create_symlink(dir / "missing", dir / "T.6.ari");
@@ -131,7 +131,7 @@ TEST(Clips, AriFolderAnswersEachFrameInOrderAndReportsTheBadOnes) {
     const json arri = answerOf("arri.anc").at("arri");
     EXPECT_EQ(lines(run.out).at(2).at("arri"), arri);
     EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 5);  // gap, clips, 2 bad, 1 lost
-    const std::regex rows("file,.*\r?\n.*T.2.ari,2,.*\r?\n.*U.3.ari,3,.*\r?\n.*T.4.ari,4,.*\r?\n");
+    const std::regex rows("file,.*\r?\n.*T.2.ARI,2,.*\r?\n.*U.3.ari,3,.*\r?\n.*T.4.ari,4,.*\r?\n");
     EXPECT_TRUE(std::regex_match(csv.out, rows)) << csv.out;  // frames 2 to 4, in order
     EXPECT_EQ(lines(byMagic.out).at(0).at("arri"), arri);
 }
@@ -223,6 +223,7 @@ TEST(Clips, Mp4RtmdTrackAnswersAsTheSamePacksInAncPackets) {
     const auto skipped = lines(tool({"--packets", "-f", "jsonl", path("velmora-junk.mp4")}).out);
     EXPECT_EQ(skipped.at(0).at("rdd18"), got[0].at("rdd18"));
     EXPECT_EQ(skipped.at(0).at("packets").at(0).at("offset"), rdd18::kRtmdHeaderSize + 16);
+    EXPECT_GT(skipped.at(0).at("packets").at(0).at("items"), 0);
     EXPECT_EQ(bad.status, 1);
     EXPECT_EQ(bad.err,
               "velmora-dump: " + path("velmora-none.mp4") +
