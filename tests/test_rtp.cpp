@@ -103,6 +103,17 @@ TEST(Rtp, DamageGivesItsFaultsAndLeavesTheOtherFramesWhole) {
             }
         }
     }
+    // The header written is the header read, at the ends of the payload type's 7 bits.
+    for (const std::uint8_t type : {0, 96, 127}) {
+        for (const bool marker : {false, true}) {
+            std::vector<unsigned char> d;
+            host::appendRtpHeader({marker, type, 0xFFFF, 0xFFFFFFFF, 1}, d);
+            const auto back = host::readRtpHeader(d);
+            ASSERT_TRUE(back);
+            EXPECT_EQ(back->payloadType, type);
+            EXPECT_EQ(back->marker, marker);
+        }
+    }
     // Frame 2's first datagram lost: a frame starts right behind its predecessor's marker.
     auto flow = clean;
     flow.erase(flow.begin() + marker + 1);
