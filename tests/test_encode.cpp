@@ -68,6 +68,12 @@ TEST(Encode, ArriEdgesOfTheLensWordsComeBack) {
         header.set("vfxInfoPan", Number::doubleNumber(-0.1));
         EXPECT_EQ(parser.parseData(arri::encodeArri(header)), header);
     }
+    // A signed kind is taken where its value fits: 0 and the top of the field.
+    for (const std::int64_t asa : {0LL, 0xFFFFFFFFLL}) {
+        header.set("ASA", Number::integer(asa));
+        EXPECT_EQ(parser.parseData(arri::encodeArri(header)).at("ASA"),
+                  Value(Number::unsignedInt(static_cast<std::uint32_t>(asa))));
+    }
 }
 
 TEST(Encode, PacketsAndPacksAsTheParserReadsThem) {
