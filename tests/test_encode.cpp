@@ -9,6 +9,7 @@
 #include "frame_builder.h"
 #include "rdd18/arri/VLArriANCParser.h"
 #include "rdd18/arri/arri_encoder.h"
+#include "rdd18/host/packet.h"
 #include "rdd18/interpret/interpret.h"
 #include "rdd18/output/VLRDD18Parser.h"
 #include "rdd18/output/rdd18_encoder.h"
@@ -76,6 +77,15 @@ TEST(Encode, ArriEdgesOfTheLensWordsComeBack) {
     }
 }
 
+// An item that fills its 252-byte packets exactly takes no packet more; a byte more takes one.
+TEST(Encode, ArriItemsFillTheirPacketsExactly) {
+    for (const std::size_t size : {0, 2 * 252 - 20, 2 * 252 - 19}) {
+        std::vector<unsigned char> out;
+        arri::appendArriItem(arri::ArriAncMetadataKey, Bytes(size, 7), out);
+        EXPECT_EQ(host::packetsFromAncillaryBuffer(out, true).size(), (20 + size + 251) / 252);
+    }
+}
+
 TEST(Encode, PacketsAndPacksAsTheParserReadsThem) {
     // Lens and camera items go to their packs; 300 bytes of text need two numbered packets.
     const Dictionary answer{{"LensIrisFNumberItem", Number::integer(0xC000)},
@@ -110,6 +120,9 @@ TEST(Encode, RefusalsNameTheKeyAndCode) {
               P(FaultCode::UnknownKey, "SonyRotaryShutterModeItem"));
     EXPECT_EQ(rdd18Code({{"Unknown_0xe1_0x04", Data()}}, Flavour::Sony),
               P(FaultCode::UnknownKey, "Unknown_0xe1_0x04"));
+    for (const char* key : {"Unknown_0xg1_0x01", "Unknown_0xA1_0x01", "Unknown_0x{1_0x01"}) {
+        EXPECT_EQ(rdd18Code({{key, Data()}}), P(FaultCode::UnknownKey, key));  // lower-case hex
+    }
     EXPECT_EQ(rdd18Code({{"CameraISOSensitivityItem", Number::doubleNumber(800)}}),
               P(FaultCode::WrongKind, "CameraISOSensitivityItem"));
     EXPECT_EQ(rdd18Code({{"CameraISOSensitivityItem", Number::integer(65536)}}),
