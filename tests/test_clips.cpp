@@ -11,6 +11,7 @@
 #include <regex>
 #include <sstream>
 
+#include "dump/ari_frames.h"
 #include "dump/dump.h"
 #include "frame_builder.h"
 #include "iso_bmff_writer.h"
@@ -103,6 +104,25 @@ TEST(Clips, ElementRunGivesTheFramesAnswersInOrder) {
     EXPECT_EQ(frame4.at("packets").at(0).at("coding"), 4);
     EXPECT_EQ(frame4.at("faults").at("st436m"), json::array());
     fs::remove(run);
+}
+
+// A frame number is the digits right before ".ari", in any case: up to 18 of them (an int64).
+TEST(Clips, AriFrameNumbersFromTheName) {
+    const struct {
+        std::string name;
+        bool ari;
+        std::optional<std::int64_t> number;
+    } rows[] = {{"A.0000123.ari", true, 123},
+                {"A.7.ARI", true, 7},
+                {"B" + std::string(18, '9') + ".Ari", true, 999999999999999999},
+                {"B" + std::string(19, '1') + ".ari", true, std::nullopt},
+                {"C.ari", true, std::nullopt},
+                {"12.arj", false, std::nullopt},
+                {".ari", false, std::nullopt}};
+    for (const auto& r : rows) {
+        EXPECT_EQ(rdd18::dump::hasAriName(r.name), r.ari) << r.name;
+        EXPECT_EQ(rdd18::dump::ariFrameNumber(r.name), r.number) << r.name;
+    }
 }
 
 // A folder of ARRIRAW frames with a gap, a frame of another clip, a frame cut short, one of
