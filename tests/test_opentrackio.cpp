@@ -119,6 +119,9 @@ TEST(OpenTrackIO, SegmentSizesAreClampedToTheirRange) {
     ASSERT_EQ(top.size(), 2u);
     EXPECT_EQ(top, datagrams(large, 0, otrk::kMaxSegment));
     EXPECT_EQ(top[1].size(), otrk::kHeaderSize + 2);
+    // The 32-bit offset of a segment, both halves.
+    const auto h = otrk::header(1, 2, 0x12345678, true, three);
+    EXPECT_EQ(otrk::readHeader(h).value_or(otrk::Header{}).offset, 0x12345678u);
 }
 
 // The manifest's datagrams in order, to one reader: our header of each, the reader's outcome.
