@@ -25,9 +25,10 @@ namespace {
 thread_local bool gCounting = false;
 thread_local std::size_t gAllocations = 0;
 thread_local std::size_t gBytes = 0;
+thread_local std::size_t gReleases = 0;
 
 struct Tally {
-    Tally() { gCounting = true, gAllocations = 0, gBytes = 0; }
+    Tally() { gCounting = true, gAllocations = 0, gBytes = 0, gReleases = 0; }
     ~Tally() { gCounting = false; }
 };
 }  // namespace
@@ -41,6 +42,7 @@ namespace {
     throw std::bad_alloc();
 }
 [[gnu::noinline]] void release(void* p) noexcept {
+    if (gCounting && p) ++gReleases;
     std::free(p);
 }
 }  // namespace
@@ -147,6 +149,17 @@ TEST(Api, FaultsCostAllocationsPerFaultNotPerByte) {
     }
     EXPECT_EQ(faults.faults().size(), 3u);  // the bad flags, the last byte, no packet
     EXPECT_LT(allocations, 8u);
+}
+
+// Every block a parse takes (items cut from shared slabs among them) is given back with its answer.
+TEST(Api, AParseGivesBackWhatItTakes) {
+    if (!VELMORA_COUNTS_ALLOCATIONS) GTEST_SKIP() << "allocations aren't counted here";
+    const Bytes frame = fileBytes(VELMORA_SAMPLES_DIR "/sony.anc");
+    for (int n = 0; n < 3; ++n) {
+        Tally tally;
+        { EXPECT_FALSE(VLRDD18Parser(Flavour::Sony).parseData(frame).empty()); }
+        EXPECT_EQ(gReleases, gAllocations) << n;
+    }
 }
 
 TEST(Api, ArriValueMemoryFollowsTheBytesPresent) {

@@ -11,6 +11,7 @@
 #include <regex>
 #include <sstream>
 
+#include "dump/ari_frames.h"
 #include "dump/dump.h"
 #include "frame_builder.h"
 #include "iso_bmff_writer.h"
@@ -105,6 +106,25 @@ TEST(Clips, ElementRunGivesTheFramesAnswersInOrder) {
     fs::remove(run);
 }
 
+// A frame number is the digits right before ".ari", in any case: up to 18 of them (an int64).
+TEST(Clips, AriFrameNumbersFromTheName) {
+    const struct {
+        std::string name;
+        bool ari;
+        std::optional<std::int64_t> number;
+    } rows[] = {{"A.0000123.ari", true, 123},
+                {"A.7.ARI", true, 7},
+                {"B" + std::string(18, '9') + ".Ari", true, 999999999999999999},
+                {"B" + std::string(19, '1') + ".ari", true, std::nullopt},
+                {"C.ari", true, std::nullopt},
+                {"12.arj", false, std::nullopt},
+                {".ari", false, std::nullopt}};
+    for (const auto& r : rows) {
+        EXPECT_EQ(rdd18::dump::hasAriName(r.name), r.ari) << r.name;
+        EXPECT_EQ(rdd18::dump::ariFrameNumber(r.name), r.number) << r.name;
+    }
+}
+
 // A folder of ARRIRAW frames with a gap, a frame of another clip, a frame cut short, one of
 // another magic and one that can't be opened, beside entries the folder reading passes over.
 TEST(Clips, AriFolderAnswersEachFrameInOrderAndReportsTheBadOnes) {
@@ -114,7 +134,7 @@ TEST(Clips, AriFolderAnswersEachFrameInOrderAndReportsTheBadOnes) {
     fs::create_directories(dir / "sub.ari");
     for (const char* to : {"T.0.ari", "U.3.ari", "T.4.ari", "T.5.ari", "frame.bin"})
         fs::copy_file(take.string() + "0.ari", dir / to);
-    fs::copy_file(take.string() + "2.ari", dir / "T.2.ari");
+    fs::copy_file(take.string() + "2.ari", dir / "T.2.ARI");  // the extension in any case
     fs::resize_file(dir / "T.4.ari", 4095);
     std::fstream(dir / "T.5.ari", std::ios::in | std::ios::out | std::ios::binary).put('B');
     // A dangling link can't be opened; where links can't be made (Wine), the row is left out.
@@ -135,7 +155,7 @@ TEST(Clips, AriFolderAnswersEachFrameInOrderAndReportsTheBadOnes) {
     EXPECT_EQ(lines(run.out).at(2).at("arri"), arri);
     // gap, clips, 2 bad, 1 lost
     EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), noLinks ? 4 : 5);
-    const std::regex rows("file,.*\r?\n.*T.2.ari,2,.*\r?\n.*U.3.ari,3,.*\r?\n.*T.4.ari,4,.*\r?\n");
+    const std::regex rows("file,.*\r?\n.*T.2.ARI,2,.*\r?\n.*U.3.ari,3,.*\r?\n.*T.4.ari,4,.*\r?\n");
     EXPECT_TRUE(std::regex_match(csv.out, rows)) << csv.out;  // frames 2 to 4, in order
     EXPECT_EQ(lines(byMagic.out).at(0).at("arri"), arri);
 }
@@ -220,13 +240,18 @@ TEST(Clips, Mp4RtmdTrackAnswersAsTheSamePacksInAncPackets) {
                                Bytes(17 * i, 0));
         run = run + clip.samples.back();
     }
+    // The packs of the first frame behind 16 bytes that are no key: read, and listed, all the same.
+    const auto packsAt = clip.samples[0].begin() + rdd18::kRtmdHeaderSize;
+    const Mp4Clip junk{{Bytes(clip.samples[0].begin(), packsAt) + Bytes(16, 0xEE) +
+                        Bytes(packsAt, clip.samples[0].end())}};
     const fs::path dir = fs::temp_directory_path();
     const Bytes file = mp4Clip(clip);
     const std::map<std::string, Bytes> files{{"velmora.mp4", file},
                                              {"velmora-cut", Bytes(file.begin(), file.end() - 100)},
                                              {"velmora.rtmd", run},
                                              {"velmora-none.mp4", mp4Clip(none)},
-                                             {"velmora-empty.mp4", mp4Clip(empty)}};
+                                             {"velmora-empty.mp4", mp4Clip(empty)},
+                                             {"velmora-junk.mp4", mp4Clip(junk)}};
     for (const auto& [name, bytes] : files)
         std::ofstream(dir / name, std::ios::binary)
             .write(reinterpret_cast<const char*>(bytes.data()),
@@ -247,6 +272,10 @@ TEST(Clips, Mp4RtmdTrackAnswersAsTheSamePacksInAncPackets) {
         EXPECT_EQ(extracted[i].at("rdd18"), got[i].at("rdd18"));
         EXPECT_EQ(before[i].at("rdd18"), i < 2 ? got[i].at("rdd18") : json::object());  // cut
     }
+    const auto skipped = lines(tool({"--packets", "-f", "jsonl", path("velmora-junk.mp4")}).out);
+    EXPECT_EQ(skipped.at(0).at("rdd18"), got[0].at("rdd18"));
+    EXPECT_EQ(skipped.at(0).at("packets").at(0).at("offset"), rdd18::kRtmdHeaderSize + 16);
+    EXPECT_GT(skipped.at(0).at("packets").at(0).at("items"), 0);
     EXPECT_EQ(bad.status, 1);
     EXPECT_EQ(bad.err,
               "velmora-dump: " + path("velmora-none.mp4") +

@@ -9,6 +9,7 @@
 #include "frame_builder.h"
 #include "rdd18/arri/VLArriANCParser.h"
 #include "rdd18/arri/arri_encoder.h"
+#include "rdd18/host/packet.h"
 #include "rdd18/interpret/interpret.h"
 #include "rdd18/output/VLRDD18Parser.h"
 #include "rdd18/output/rdd18_encoder.h"
@@ -68,6 +69,21 @@ TEST(Encode, ArriEdgesOfTheLensWordsComeBack) {
         header.set("vfxInfoPan", Number::doubleNumber(-0.1));
         EXPECT_EQ(parser.parseData(arri::encodeArri(header)), header);
     }
+    // A signed kind is taken where its value fits: 0 and the top of the field.
+    for (const std::int64_t asa : {0LL, 0xFFFFFFFFLL}) {
+        header.set("ASA", Number::integer(asa));
+        EXPECT_EQ(parser.parseData(arri::encodeArri(header)).at("ASA"),
+                  Value(Number::unsignedInt(static_cast<std::uint32_t>(asa))));
+    }
+}
+
+// An item that fills its 252-byte packets exactly takes no packet more; a byte more takes one.
+TEST(Encode, ArriItemsFillTheirPacketsExactly) {
+    for (const std::size_t size : {0, 2 * 252 - 20, 2 * 252 - 19}) {
+        std::vector<unsigned char> out;
+        arri::appendArriItem(arri::ArriAncMetadataKey, Bytes(size, 7), out);
+        EXPECT_EQ(host::packetsFromAncillaryBuffer(out, true).size(), (20 + size + 251) / 252);
+    }
 }
 
 TEST(Encode, PacketsAndPacksAsTheParserReadsThem) {
@@ -104,6 +120,9 @@ TEST(Encode, RefusalsNameTheKeyAndCode) {
               P(FaultCode::UnknownKey, "SonyRotaryShutterModeItem"));
     EXPECT_EQ(rdd18Code({{"Unknown_0xe1_0x04", Data()}}, Flavour::Sony),
               P(FaultCode::UnknownKey, "Unknown_0xe1_0x04"));
+    for (const char* key : {"Unknown_0xg1_0x01", "Unknown_0xA1_0x01", "Unknown_0x{1_0x01"}) {
+        EXPECT_EQ(rdd18Code({{key, Data()}}), P(FaultCode::UnknownKey, key));  // lower-case hex
+    }
     EXPECT_EQ(rdd18Code({{"CameraISOSensitivityItem", Number::doubleNumber(800)}}),
               P(FaultCode::WrongKind, "CameraISOSensitivityItem"));
     EXPECT_EQ(rdd18Code({{"CameraISOSensitivityItem", Number::integer(65536)}}),
@@ -194,6 +213,47 @@ TEST(Encode, UnitsBecomeTheItemsThatCarryThemAndReadBackToTheirCodes) {
     EXPECT_EQ(
         written.at("CameraCaptureFrameRateItem"),
         Value(Dictionary{{"den", Number::unsignedInt(1001)}, {"num", Number::unsignedInt(24000)}}));
+}
+
+// Each field that becomes an integer code, at the lowest and highest code its item holds and one
+// code beyond each: the limits come out exactly, the values beyond give no item.
+TEST(Encode, UnitsAtTheLimitsOfTheirCodes) {
+    using M = interpret::CameraModel;
+    const struct {
+        std::optional<double> M::*field;
+        const char* key;
+        double perCode;
+        std::int64_t low, high;
+    } rows[] = {
+        {&M::masterGainDb, "CameraMasterGainAdjustmentItem", 0.01, -0x8000, 0x7FFF},
+        {&M::blackLevelPercent, "CameraMasterBlackLevelItem", 0.1, -0x8000, 0x7FFF},
+        {&M::kneePointPercent, "CameraKneePointItem", 0.1, 0, 0xFFFF},
+        {&M::dynamicRangePercent, "CameraLuminanceDynamicRangeItem", 0.1, 0, 0xFFFF},
+        {&M::iso, "CameraISOSensitivityItem", 1, 0, 0xFFFF},
+        {&M::exposureIndex, "CameraExposureIndexOfPhotoMeterItem", 1, 0, 0xFFFF},
+        {&M::whiteBalanceK, "CameraWhiteBalanceItem", 1, 0, 0xFFFF},
+        {&M::electricalExtenderMagnificationPercent, "CameraElectricalExtenderMagnificationItem", 1,
+         0, 0xFFFF},
+        {&M::opticalExtenderMagnificationPercent, "LensOpticalExtenderMagnificationItem", 1, 0,
+         0xFFFF},
+        {&M::sensorWidthMm, "CameraImageSensorDimensionEffectiveWidthItem", 0.001, 0, 0xFFFF},
+        {&M::sensorHeightMm, "CameraImageSensorDimensionEffectiveHeightItem", 0.001, 0, 0xFFFF},
+        {&M::irisRingPositionPercent, "LensIrisRingPositionItem", 100.0 / 65536, 0, 0xFFFF},
+        {&M::zoomRingPositionPercent, "LensZoomRingPositionItem", 100.0 / 65536, 0, 0xFFFF},
+        {&M::shutterAngleDeg, "CameraShutterSpeedAngleItem", 1.0 / 60, 1, 0xFFFFFFFF},
+    };
+    for (const auto& r : rows) {
+        for (const std::int64_t code : {r.low - 1, r.low, r.high, r.high + 1}) {
+            M m;
+            m.*r.field = static_cast<double>(code) * r.perCode;
+            const Dictionary d = interpret::toRDD18(m);
+            const bool inside = code >= r.low && code <= r.high;
+            ASSERT_EQ(d.contains(r.key), inside) << r.key << " " << code;
+            if (inside) {
+                EXPECT_EQ(d.get<std::int64_t>(r.key), code) << r.key;
+            }
+        }
+    }
 }
 
 }  // namespace

@@ -1,10 +1,11 @@
 // The faults of a parse: each layer reports its code with where it happened and the numbers it
 // met, in the order met; the answer is the one the plain parse gives; a frame that parses whole
 // reports nothing. The item layer's own faults are in test_items.cpp; the texts of the faults are
-// checked by the golden files of the samples.
+// checked by the golden files of the samples; each code has its own.
 #include <gtest/gtest.h>
 
 #include <ostream>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -130,6 +131,22 @@ TEST(Faults, ArriFilesAreRefusedByMagicThenBySize) {
         EXPECT_EQ(answer.size(), c.expected.empty() ? 57u : 0u) << c.name;
         EXPECT_EQ(faults.take(), c.expected) << c.name;
     }
+}
+
+// Every code (named in codeName) has a name and a text of its own, and docs/faults.md lists it.
+TEST(Faults, EveryCodeHasItsOwnNameAndText) {
+    const Bytes doc = fileBytes(VELMORA_SOURCE_DIR "/docs/faults.md");
+    const std::string table(doc.begin(), doc.end());
+    std::set<std::string> names, texts;
+    for (int c = 0; c < 1000; ++c) {
+        const Fault f{.code = static_cast<FaultCode>(c)};
+        const std::string name(codeName(f.code));
+        if (name.empty()) continue;
+        EXPECT_TRUE(names.insert(name).second) << name;
+        EXPECT_TRUE(texts.insert(describe(f)).second) << name << ": " << describe(f);
+        EXPECT_NE(table.find("| " + std::to_string(c) + " | `" + name + "`"), table.npos) << name;
+    }
+    EXPECT_GT(names.size(), 40u);
 }
 
 }  // namespace

@@ -90,6 +90,26 @@ TEST(Interpret, SourcesOutOfRangeLeaveFieldsEmpty) {
     EXPECT_TRUE(interpret::toDictionary(CameraModel{}).empty());
 }
 
+// The Sony date (E3 04, BCD: a byte, century, year, month, day, hour, minute, second): each
+// field at its bounds is a date; one beyond, or a digit above 9, is none.
+TEST(Interpret, SonyDateFieldsAtTheirBounds) {
+    const auto dateOf = [](std::vector<unsigned char> b) {
+        return interpret::fromRDD18(Dictionary{{"Unknown_0xe3_0x04", Data(std::move(b))}})
+            .sonyDateTime;
+    };
+    const std::vector<unsigned char> top{0, 0x20, 0x99, 0x12, 0x31, 0x23, 0x59, 0x59};
+    EXPECT_EQ(dateOf(top), "2099-12-31 23:59:59");
+    EXPECT_EQ(dateOf({0, 0x20, 0x00, 0x01, 0x01, 0, 0, 0}), "2000-01-01 00:00:00");
+    const std::pair<std::size_t, unsigned char> beyond[] = {{3, 0x13}, {3, 0x00}, {4, 0x32},
+                                                            {4, 0x00}, {5, 0x24}, {6, 0x60},
+                                                            {7, 0x60}, {2, 0x9A}, {2, 0xA0}};
+    for (const auto& [at, byte] : beyond) {
+        auto b = top;
+        b[at] = byte;
+        EXPECT_EQ(dateOf(b), std::nullopt) << at << " " << int{byte};
+    }
+}
+
 TEST(Interpret, ArriSampleRecord) {
     const Dictionary answer = VLArriANCParser().parseData(
         FrameBuilder()

@@ -49,6 +49,7 @@ TEST(OpenTrackIO, ModelInTheProtocolsUnits) {
     m.captureFrameRateHz = 24000.0 / 1001, m.projectFrameRateHz = 25;
     m.sensorWidthMm = 24.89;  // no height: no dimensions
     m.cameraMake = "", m.lensModelName = "Prime 50mm", m.timecode = "01:23:45;12";
+    m.cameraModelName = "C1", m.cameraSerialNumber = "42", m.cameraFirmwareVersion = "3.0";
     Sample s = makeSample(m, context(true));
     Lens lens;
     lens.tStop = 2.8, lens.focusDistance = 3.5, lens.pinholeFocalLength = 50;
@@ -59,6 +60,8 @@ TEST(OpenTrackIO, ModelInTheProtocolsUnits) {
     Static block;
     block.camera.captureFrameRate = Rational{24000, 1001}, block.camera.isoSpeed = 800;
     block.camera.anamorphicSqueeze = Rational{13, 10}, block.lens.model = "Prime 50mm";
+    block.camera.model = "C1", block.camera.serialNumber = "42",
+    block.camera.firmwareVersion = "3.0";
     EXPECT_EQ(s.staticData, block);
     // The container's rate and timecode come first; the sample's id follows its place.
     s = makeSample(m, context(false, Rational{30000, 1001}, "10:00:00:29"));
@@ -102,6 +105,20 @@ std::vector<testsupport::Bytes> datagrams(std::span<const unsigned char> sample,
         sample, otrk::Encoding::Json, sequence,
         [&](std::span<const unsigned char> d) { out.emplace_back(d.begin(), d.end()); }, size);
     return out;
+}
+
+// Segment sizes outside 1 to kMaxSegment are taken as the nearer end of that range.
+TEST(OpenTrackIO, SegmentSizesAreClampedToTheirRange) {
+    const testsupport::Bytes three{'a', 'b', 'c'}, large(otrk::kMaxSegment + 2, 'x');
+    EXPECT_EQ(datagrams(three, 0, 0).size(), 3u);
+    EXPECT_EQ(datagrams(three, 0, 0), datagrams(three, 0, 1));
+    const auto top = datagrams(large, 0, otrk::kMaxSegment + 1);
+    ASSERT_EQ(top.size(), 2u);
+    EXPECT_EQ(top, datagrams(large, 0, otrk::kMaxSegment));
+    EXPECT_EQ(top[1].size(), otrk::kHeaderSize + 2);
+    // The 32-bit offset of a segment, both halves.
+    const auto h = otrk::header(1, 2, 0x12345678, true, three);
+    EXPECT_EQ(otrk::readHeader(h).value_or(otrk::Header{}).offset, 0x12345678u);
 }
 
 // The manifest's datagrams in order, to one reader: our header of each, the reader's outcome.
@@ -195,6 +212,8 @@ TEST(OpenTrackIO, ToolSendsWhatItPrints) {
                   "--segment-size", segment, kClip.string()});
         const auto printed = lines(out);
         ASSERT_EQ(printed.size(), 5u) << err;
+        EXPECT_EQ(status, 0);
+        EXPECT_EQ(err, "") << "every datagram went out whole";
         for (std::size_t i = 0; i < printed.size(); ++i) {
             const json& s = printed[i];
             EXPECT_EQ(s.at("sourceId"), sourceIdFor(kClip.string()));

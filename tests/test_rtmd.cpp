@@ -24,6 +24,32 @@ TEST(Rtmd, HeaderGivesItsTimecodeWhereItsBytesAreOne) {
         EXPECT_EQ(readRtmdSample(writeRtmdSample(kPacks, none)).timecode, std::nullopt);
 }
 
+// Hours, minutes, seconds, drop frame and frames (bytes 0x0D-0x11), each at its largest and one
+// beyond; a header that ends before the frames byte has no timecode.
+TEST(Rtmd, TimecodeFieldsAtTheirLimits) {
+    const RtmdTimecode top{23, 59, 59, 59, true};
+    const Bytes header = writeRtmdSample({}, top);
+    const unsigned char beyond[] = {24, 60, 60, 2, 60};
+    for (std::size_t field = 0; field < 5; ++field) {
+        Bytes bad = header;
+        bad[0x0D + field] = beyond[field];
+        EXPECT_EQ(readRtmdSample(bad + kPacks).timecode, std::nullopt) << field;
+    }
+    for (const std::size_t size : {std::size_t{0x12}, std::size_t{0x11}}) {
+        Bytes cut(header.begin(), header.begin() + static_cast<std::ptrdiff_t>(size));
+        cut[1] = static_cast<unsigned char>(size);
+        EXPECT_EQ(readRtmdSample(cut + kPacks).timecode,
+                  size == 0x12 ? std::optional(top) : std::nullopt);
+    }
+}
+
+// 16 bytes that are no key are passed over; the packs behind them answer whole.
+TEST(Rtmd, PacksBehindBytesThatAreNoKey) {
+    const Dictionary whole = kSony.parseRtmdSample(kHeader + kPacks);
+    ASSERT_FALSE(whole.empty());
+    EXPECT_EQ(kSony.parseRtmdSample(kHeader + Bytes(16, 0xEE) + kPacks), whole);
+}
+
 TEST(Rtmd, BadSamplesGiveNoItemsAndTheirFault) {
     const std::pair<Bytes, FaultCode> cases[] = {
         {{0x00}, FaultCode::RtmdHeaderBeyondSample},

@@ -66,6 +66,7 @@ TEST(Rtp, DamageGivesItsFaultsAndLeavesTheOtherFramesWhole) {
         {"padding beyond", at(2, [](Bytes& d) { d.resize(40); d[0] |= 0x20; d[39] = 29; }), {C::RtpPaddingBeyondData, C::RtpPacketsLost}, 1},
         {"extension", at(2, [](Bytes& d) { d[0] |= 0x10; d.insert(d.begin() + 12, {0xBE, 0xDE, 0, 1, 1, 2, 3, 4}); }), {}},
         {"extension beyond", at(2, [](Bytes& d) { d[0] |= 0x10; d[15] = 0xFF; }), {C::RtpHeaderCutOff, C::RtpPacketsLost}, 1},
+        {"extension header cut", at(2, [](Bytes& d) { d = Bytes(d.begin(), d.begin() + 14); d[0] |= 0x10; }), {C::RtpHeaderCutOff, C::RtpPacketsLost}, 1},
         {"CSRC beyond", at(2, [](Bytes& d) { d.resize(20); d[0] |= 3; }), {C::RtpHeaderCutOff, C::RtpPacketsLost}, 1},
         {"Length", at(2, [](Bytes& d) { d[12 + 3] += 4; }), {C::LengthMismatch}},
         {"ANC_Count", at(2, [](Bytes& d) { d[12 + 4] = 2; }), {C::CountBeyondData}},
@@ -103,4 +104,21 @@ TEST(Rtp, DamageGivesItsFaultsAndLeavesTheOtherFramesWhole) {
             }
         }
     }
+    // The header written is the header read, at the ends of the payload type's 7 bits.
+    for (const std::uint8_t type : {0, 96, 127}) {
+        for (const bool marker : {false, true}) {
+            std::vector<unsigned char> d;
+            host::appendRtpHeader({marker, type, 0xFFFF, 0xFFFFFFFF, 1}, d);
+            const auto back = host::readRtpHeader(d);
+            ASSERT_TRUE(back);
+            EXPECT_EQ(back->payloadType, type);
+            EXPECT_EQ(back->marker, marker);
+        }
+    }
+    // Frame 2's first datagram lost: a frame starts right behind its predecessor's marker.
+    auto flow = clean;
+    flow.erase(flow.begin() + marker + 1);
+    const auto got = depacketise(flow, false);
+    ASSERT_EQ(got.size(), kFrames.size());
+    EXPECT_EQ(got[2].codes, std::vector<C>{C::RtpPacketsLost});
 }

@@ -52,9 +52,13 @@ void writeCapture(const fs::path& path, int link, bool vlan, const std::vector<B
                           be16(static_cast<std::uint16_t>(8 + payload.size())) + be16(0);
         const Bytes ip = Bytes{0x45, 0} + be16(static_cast<std::uint16_t>(28 + payload.size())) +
                          Bytes{0, 0, 0, 0, 64, 17, 0, 0, 10, 0, 0, 1, 239, 1, 1, 1};
-        const Bytes record = Bytes(link == DLT_LINUX_SLL ? 14 : 12, 0) +
-                             (vlan ? be16(0x8100) + be16(7) : Bytes{}) + be16(0x0800) + ip + udp +
-                             payload;
+        const Bytes ipv4 = be16(0x0800);  // the protocol type of each link header
+        const Bytes head = link == DLT_RAW          ? Bytes{}
+                           : link == DLT_LINUX_SLL2 ? ipv4 + Bytes(18, 0)
+                           : link == DLT_LINUX_SLL
+                               ? Bytes(14, 0) + ipv4
+                               : Bytes(12, 0) + (vlan ? be16(0x8100) + be16(7) : Bytes{}) + ipv4;
+        const Bytes record = head + ip + udp + payload;
         pcap_pkthdr h{{1700000000, static_cast<suseconds_t>(k * 1000)}, 0, 0};  // ns
         h.caplen = h.len = static_cast<bpf_u_int32>(record.size());
         pcap_dump(reinterpret_cast<u_char*>(dumper), &h, record.data());
@@ -69,8 +73,11 @@ TEST(RtpTool, CapturesInEachLinkLayerGiveTheBufferAnswersFrameByFrame) {
     const auto frames = sampleFlowFrames(VELMORA_SAMPLES_DIR);
     const auto flow = rtpFlow(frames, {.perRtpPacket = 2, .interlaced = true});
     const fs::path path = fs::temp_directory_path() / "velmora_rtp.pcap";
-    for (const auto& [link, vlan] :
-         {std::pair{DLT_EN10MB, false}, {DLT_EN10MB, true}, {DLT_LINUX_SLL, false}}) {
+    for (const auto& [link, vlan] : {std::pair{DLT_EN10MB, false},
+                                     {DLT_EN10MB, true},
+                                     {DLT_LINUX_SLL, false},
+                                     {DLT_LINUX_SLL2, false},
+                                     {DLT_RAW, false}}) {
         SCOPED_TRACE(link + vlan);
         writeCapture(path, link, vlan, flow);
         const auto got = runTool({path});

@@ -3,6 +3,7 @@
 // the key, are left out, and make the exit status 1.
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
@@ -123,6 +124,14 @@ TEST(ToolEncode, RefusedFramesNameTheKeyAndAreLeftOut) {
         EXPECT_NE(r.err.find("frame 1"), std::string::npos) << r.err;
     }
     EXPECT_EQ(encode({}, "{").status, rdd18::encode::kExitBadInput);
+    // A named input is read from its file; a file that can't be read is refused.
+    const auto named = std::filesystem::temp_directory_path() / "velmora_encode_input.json";
+    std::ofstream(named) << good.dump();
+    EXPECT_EQ(encode({named.string()}, "").out, goodFrame);
+    std::filesystem::remove(named);
+    const ToolRun missing = encode({named.string()}, good.dump());
+    EXPECT_EQ(missing.status, rdd18::encode::kExitBadInput);
+    EXPECT_EQ(missing.err, "velmora-encode: can't read " + named.string() + "\n");
     // A packet longer than a VANC line of 16 pixels: the frame doesn't fit its form.
     const ToolRun narrow = encode({"--to", "v210", "--width", "16"}, good.dump());
     EXPECT_EQ(narrow.status, rdd18::encode::kExitBadInput);
