@@ -9,8 +9,10 @@
 #include "rdd18/rdd18.h"
 
 // ThreadSanitizer's runtime brings its own operator new and can't have it replaced; there the
-// allocation counts aren't taken and their tests are skipped.
-#if defined(__SANITIZE_THREAD__)
+// allocation counts aren't taken and their tests are skipped (so too for a Windows DLL, whose
+// build says so).
+#if defined(VELMORA_COUNTS_ALLOCATIONS)
+#elif defined(__SANITIZE_THREAD__)
 #define VELMORA_COUNTS_ALLOCATIONS 0
 #elif defined(__has_feature)
 #if __has_feature(thread_sanitizer)
