@@ -100,7 +100,7 @@ TEST(RtpTool, CapturesInEachLinkLayerGiveTheBufferAnswersFrameByFrame) {
 }
 
 TEST(RtpTool, TheRealCapturesGiveTheirPacketsAndNoMetadata) {
-    const fs::path dir = "/work/shared/thirdparty/st2110-40-pcaps";
+    const fs::path dir = VELMORA_PCAPS_DIR;
     if (!fs::is_directory(dir)) GTEST_SKIP() << dir << " is absent";
     using Counts = std::map<std::string, int>;  // packets per "DID/SDID"
                                                 // clang-format off
