@@ -185,6 +185,14 @@ TEST(Encode, DecimalFloatsRoundOnRequestAndKeepTheirBits) {
             ASSERT_EQ(std::bit_cast<std::uint64_t>(back), std::bit_cast<std::uint64_t>(v));
         }
     }
+    // Below the finest step (10^-8) the code above is that step, from any decade.
+    for (const double tiny : {4e-9, 4e-12}) {
+        const auto above = detail::decimalCodes(tiny, false).above;
+        ASSERT_TRUE(above) << tiny;
+        const HalfFloat step{
+            {static_cast<unsigned char>(*above >> 8), static_cast<unsigned char>(*above)}};
+        EXPECT_EQ(step.value(), 1e-8) << tiny;
+    }
 }
 
 TEST(Encode, UnitsBecomeTheItemsThatCarryThemAndReadBackToTheirCodes) {
