@@ -90,6 +90,10 @@ TEST(OpenTrackIO, RatesTimecodesAndIds) {
                                             0x80, 0xb4, 0x00, 0xc0, 0x4f, 0xd4, 0x30, 0xc8};
     EXPECT_EQ(uuidFromName(dns, "www.example.com"), "2ed6657d-e927-568b-95e1-2665a8aea6a2");
     EXPECT_EQ(uuidFromName(dns, std::string(100, 'x')), "897f5b43-a3c8-582d-9c8d-9cfe358a534d");
+    // A sample's id is named from its source's id (read back as 16 bytes) and its place.
+    SampleContext c = context(false);
+    c.sourceId = "urn:uuid:6ba7b810-9dad-11d1-80b4-00c04fd430c8", c.index = 3;
+    EXPECT_EQ(makeSample({}, c).sampleId, "urn:uuid:" + uuidFromName(dns, "3"));
 }
 
 testsupport::Bytes packet(const std::string& file) {
