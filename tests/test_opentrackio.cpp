@@ -47,7 +47,7 @@ TEST(OpenTrackIO, ModelInTheProtocolsUnits) {
     EXPECT_FALSE(makeSample(m, context(true)).lens);
     EXPECT_FALSE(makeSample(m, context(true)).timing.timecode) << "a timecode needs a rate";
     m = {};
-    m.irisTNumber = 2.8, m.focusDistanceM = 3.5, m.focalLengthMm = 50;
+    m.irisTNumber = 2.8, m.irisFNumber = 2.5, m.focusDistanceM = 3.5, m.focalLengthMm = 50;
     m.zoomRingPositionPercent = 25, m.iso = 800, m.pixelAspectRatio = 1.3;
     m.captureFrameRateHz = 24000.0 / 1001, m.projectFrameRateHz = 25;
     m.sensorWidthMm = 24.89;  // no height: no dimensions
@@ -55,7 +55,7 @@ TEST(OpenTrackIO, ModelInTheProtocolsUnits) {
     m.cameraModelName = "C1", m.cameraSerialNumber = "42", m.cameraFirmwareVersion = "3.0";
     Sample s = makeSample(m, context(true));
     Lens lens;
-    lens.tStop = 2.8, lens.focusDistance = 3.5, lens.pinholeFocalLength = 50;
+    lens.tStop = 2.8, lens.fStop = 2.5, lens.focusDistance = 3.5, lens.pinholeFocalLength = 50;
     lens.encoders.zoom = 0.25, lens.rawEncoders.zoom = 16384;
     EXPECT_EQ(s.lens, lens);
     EXPECT_EQ(s.timing.sampleRate, (Rational{25, 1})) << "the project rate before the capture rate";
@@ -79,6 +79,7 @@ TEST(OpenTrackIO, RatesTimecodesAndIds) {
         const auto r = rateOf(hertz[i]);
         EXPECT_EQ(r ? std::to_string(r->num) + "/" + std::to_string(r->denom) : "", want[i]);
     }
+    EXPECT_TRUE(rateOf(0.5)) << "a rate below 1 Hz";
     EXPECT_EQ(staticPeriod(Rational{24000, 1001}), 48u);
     interpret::CameraModel m;
     for (const char* bad : {"24:00:00:00", "00:00:00:120", "1:2:3", "00:00:00:00x"}) {
