@@ -79,7 +79,8 @@ TEST(Encode, ArriEdgesOfTheLensWordsComeBack) {
 
 // An item that fills its 252-byte packets exactly takes no packet more; a byte more takes one.
 TEST(Encode, ArriItemsFillTheirPacketsExactly) {
-    for (const std::size_t size : {0, 2 * 252 - 20, 2 * 252 - 19}) {
+    for (const std::size_t size :
+         {std::size_t{0}, std::size_t{2 * 252 - 20}, std::size_t{2 * 252 - 19}}) {
         std::vector<unsigned char> out;
         arri::appendArriItem(arri::ArriAncMetadataKey, Bytes(size, 7), out);
         EXPECT_EQ(host::packetsFromAncillaryBuffer(out, true).size(), (20 + size + 251) / 252);
