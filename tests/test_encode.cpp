@@ -79,7 +79,8 @@ TEST(Encode, ArriEdgesOfTheLensWordsComeBack) {
 
 // An item that fills its 252-byte packets exactly takes no packet more; a byte more takes one.
 TEST(Encode, ArriItemsFillTheirPacketsExactly) {
-    for (const std::size_t size : {0, 2 * 252 - 20, 2 * 252 - 19}) {
+    for (const std::size_t size :
+         {std::size_t{0}, std::size_t{2 * 252 - 20}, std::size_t{2 * 252 - 19}}) {
         std::vector<unsigned char> out;
         arri::appendArriItem(arri::ArriAncMetadataKey, Bytes(size, 7), out);
         EXPECT_EQ(host::packetsFromAncillaryBuffer(out, true).size(), (20 + size + 251) / 252);
@@ -184,6 +185,14 @@ TEST(Encode, DecimalFloatsRoundOnRequestAndKeepTheirBits) {
                 lensSerial ? HalfFloatLensSerial{{c0, c1}}.value() : HalfFloat{{c0, c1}}.value();
             ASSERT_EQ(std::bit_cast<std::uint64_t>(back), std::bit_cast<std::uint64_t>(v));
         }
+    }
+    // Below the finest step (10^-8) the code above is that step, from any decade.
+    for (const double tiny : {4e-9, 4e-12}) {
+        const auto above = detail::decimalCodes(tiny, false).above;
+        ASSERT_TRUE(above) << tiny;
+        const HalfFloat step{
+            {static_cast<unsigned char>(*above >> 8), static_cast<unsigned char>(*above)}};
+        EXPECT_EQ(step.value(), 1e-8) << tiny;
     }
 }
 

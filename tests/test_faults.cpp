@@ -143,6 +143,7 @@ TEST(Faults, EveryCodeHasItsOwnNameAndText) {
         const std::string name(codeName(f.code));
         if (name.empty()) continue;
         EXPECT_TRUE(names.insert(name).second) << name;
+        EXPECT_FALSE(describe(f).empty()) << name;
         EXPECT_TRUE(texts.insert(describe(f)).second) << name << ": " << describe(f);
         EXPECT_NE(table.find("| " + std::to_string(c) + " | `" + name + "`"), table.npos) << name;
     }

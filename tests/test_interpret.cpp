@@ -78,6 +78,11 @@ TEST(Interpret, SourcesOutOfRangeLeaveFieldsEmpty) {
         {"LensZoom35mmStillCameraEquivalentItem", Number::doubleNumber(1e306)},
         {"CameraCaptureFrameRateItem", Dictionary{{"num", Number::integer(25)}}}};
     EXPECT_EQ(interpret::fromRDD18(rdd18), CameraModel{});
+    const Dictionary whole{{"CameraCaptureFrameRateItem",
+                            Dictionary{{"den", Number::integer(1)}, {"num", Number::integer(25)}}},
+                           {"LensFocusPositionFromImagePlaneItem", Number::doubleNumber(0)}};
+    EXPECT_EQ(interpret::fromRDD18(whole).captureFrameRateHz, 25.0);  // a denominator of 1
+    EXPECT_EQ(interpret::fromRDD18(whole).focusDistanceM, 0.0);       // the lower bound
     const Dictionary arri{{"ASA", Number::unsignedInt(0xFFFFFFFF)},
                           {"lensDataApertureTstop", Number::doubleNumber(nan)},
                           {"lensDataFocusDistance", Number::floatNumber(INFINITY)},

@@ -44,7 +44,7 @@ TEST(OpenTrackIO, ModelInTheProtocolsUnits) {
     EXPECT_FALSE(makeSample(m, context(true)).lens);
     EXPECT_FALSE(makeSample(m, context(true)).timing.timecode) << "a timecode needs a rate";
     m = {};
-    m.irisTNumber = 2.8, m.focusDistanceM = 3.5, m.focalLengthMm = 50;
+    m.irisTNumber = 2.8, m.irisFNumber = 2.5, m.focusDistanceM = 3.5, m.focalLengthMm = 50;
     m.zoomRingPositionPercent = 25, m.iso = 800, m.pixelAspectRatio = 1.3;
     m.captureFrameRateHz = 24000.0 / 1001, m.projectFrameRateHz = 25;
     m.sensorWidthMm = 24.89;  // no height: no dimensions
@@ -52,7 +52,7 @@ TEST(OpenTrackIO, ModelInTheProtocolsUnits) {
     m.cameraModelName = "C1", m.cameraSerialNumber = "42", m.cameraFirmwareVersion = "3.0";
     Sample s = makeSample(m, context(true));
     Lens lens;
-    lens.tStop = 2.8, lens.focusDistance = 3.5, lens.pinholeFocalLength = 50;
+    lens.tStop = 2.8, lens.fStop = 2.5, lens.focusDistance = 3.5, lens.pinholeFocalLength = 50;
     lens.encoders.zoom = 0.25, lens.rawEncoders.zoom = 16384;
     EXPECT_EQ(s.lens, lens);
     EXPECT_EQ(s.timing.sampleRate, (Rational{25, 1})) << "the project rate before the capture rate";
@@ -76,6 +76,7 @@ TEST(OpenTrackIO, RatesTimecodesAndIds) {
         const auto r = rateOf(hertz[i]);
         EXPECT_EQ(r ? std::to_string(r->num) + "/" + std::to_string(r->denom) : "", want[i]);
     }
+    EXPECT_TRUE(rateOf(0.5)) << "a rate below 1 Hz";
     EXPECT_EQ(staticPeriod(Rational{24000, 1001}), 48u);
     interpret::CameraModel m;
     for (const char* bad : {"24:00:00:00", "00:00:00:120", "1:2:3", "00:00:00:00x"}) {
@@ -87,6 +88,10 @@ TEST(OpenTrackIO, RatesTimecodesAndIds) {
                                             0x80, 0xb4, 0x00, 0xc0, 0x4f, 0xd4, 0x30, 0xc8};
     EXPECT_EQ(uuidFromName(dns, "www.example.com"), "2ed6657d-e927-568b-95e1-2665a8aea6a2");
     EXPECT_EQ(uuidFromName(dns, std::string(100, 'x')), "897f5b43-a3c8-582d-9c8d-9cfe358a534d");
+    // A sample's id is named from its source's id (read back as 16 bytes) and its place.
+    SampleContext c = context(false);
+    c.sourceId = "urn:uuid:6ba7b810-9dad-11d1-80b4-00c04fd430c8", c.index = 3;
+    EXPECT_EQ(makeSample({}, c).sampleId, "urn:uuid:" + uuidFromName(dns, "3"));
 }
 
 testsupport::Bytes packet(const std::string& file) {

@@ -105,7 +105,7 @@ TEST(Rtp, DamageGivesItsFaultsAndLeavesTheOtherFramesWhole) {
         }
     }
     // The header written is the header read, at the ends of the payload type's 7 bits.
-    for (const std::uint8_t type : {0, 96, 127}) {
+    for (const std::uint8_t type : std::initializer_list<std::uint8_t>{0, 96, 127}) {
         for (const bool marker : {false, true}) {
             std::vector<unsigned char> d;
             host::appendRtpHeader({marker, type, 0xFFFF, 0xFFFFFFFF, 1}, d);
