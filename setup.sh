@@ -6,7 +6,7 @@ packages=(cmake ninja-build g++ clang libclang-rt-14-dev clang-format-14 libgtes
           libbenchmark-dev nlohmann-json3-dev libcli11-dev pkg-config valgrind
           pybind11-dev python3-dev python3-pytest python3-jsonschema
           python3-dask python3-distributed python3-pandas
-          libgstreamer-plugins-base1.0-dev ffmpeg libavformat-dev libraw-bin libimage-exiftool-perl
+          libgstreamer-plugins-base1.0-dev ffmpeg libavformat-dev libraw-bin libimage-exiftool-perl mediainfo
           libpcap-dev
           g++-aarch64-linux-gnu g++-s390x-linux-gnu qemu-user googletest
           g++-mingw-w64-x86-64-posix wine64 clang-16 libc++-16-dev libc++abi-16-dev)

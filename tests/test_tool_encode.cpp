@@ -52,19 +52,24 @@ json answers(const std::string& text) {
     return kept;
 }
 
-// Dumps `file` with the sample's decoding options, encodes the JSON in `form` and dumps the result.
-void roundTrip(const std::string& file, std::vector<std::string> options, const std::string& form) {
+// Dumps `file` with the sample's decoding options, encodes the JSON in `form` (with `sizing`, which
+// the second dump is given too) and dumps the result.
+void roundTrip(const std::string& file, std::vector<std::string> options, const std::string& form,
+               const std::vector<std::string>& sizing = {}) {
     std::erase_if(options,
                   [](const std::string& o) { return o == "--packets" || o == "--explain"; });
     std::vector<std::string> first = options;
     first.insert(first.end(), {"--types", "-f", "json", (kSamples / file).string()});
     const ToolRun x = dump(first);
     ASSERT_EQ(x.status, 0) << x.err;
-    const ToolRun written = encode({"--to", form, "-"}, x.out);
+    std::vector<std::string> to{"--to", form, "-"};
+    to.insert(to.end(), sizing.begin(), sizing.end());
+    const ToolRun written = encode(to, x.out);
     ASSERT_EQ(written.status, 0) << file << ": " << written.err;
     std::erase_if(options, [](const std::string& o) { return o == "--no-flags" || o == "--hex"; });
     std::vector<std::string> second = options;
     second.insert(second.end(), {"--types", "-f", "json", "--input", form, "-"});
+    second.insert(second.end(), sizing.begin(), sizing.end());
     const ToolRun y = dump(second, written.out);
     ASSERT_EQ(y.status, 0) << y.err;
     EXPECT_EQ(answers(y.out), answers(x.out)) << file << " as " << form;
@@ -79,6 +84,11 @@ TEST(ToolEncode, EverySampleAndTheClipComeBackInEveryForm) {
         roundTrip("sony.anc", {"--flavour", "sony"}, form);
         roundTrip("mixed.anc", {}, form);
     }
+    // Elements of one size; rtmd samples, which carry RDD 18 alone, bare and padded.
+    roundTrip("mixed.anc", {}, "st436m", {"--element-size", "6000"});
+    for (const auto& sizing : {std::vector<std::string>{}, {"--element-size", "2048"}})
+        for (const char* file : {"sony.anc", "standard.anc"})
+            roundTrip(file, {"--flavour", "sony"}, "rtmd", sizing);
 #ifdef VELMORA_HAVE_CLIPS
     roundTrip("clips/camera.mxf", {"--flavour", "sony"}, "st436m");
 #endif
@@ -115,9 +125,18 @@ TEST(ToolEncode, RefusedFramesNameTheKeyAndAreLeftOut) {
          "SonyGrayCodeValueItem"},  // no flavour has both
         {{{"rdd18", {{"LensIrisFNumberItem", 70000}}}}, "LensIrisFNumberItem"},
         {{{"arri", {{"clipName", std::string(25, 'c')}}}}, "clipName"},
+        // Written as an rtmd sample (the options of these rows).
+        {{{"rdd18", good["rdd18"]}, {"arri", {{"clipName", "c"}}}}, "arri"},
+        {{{"rdd18", good["rdd18"]}, {"timecode", "10:00:60:00"}}, "timecode"},
+        {{{"rdd18", good["rdd18"]}, {"timecode", "10:00:00"}}, "timecode"},
     };
     for (const auto& c : cases) {
-        const ToolRun r = encode({}, json::array({good, c.report, good}).dump());
+        const std::vector<std::string> options =
+            c.key == std::string("arri") || c.key == std::string("timecode")
+                ? std::vector<std::string>{"--to", "rtmd"}
+                : std::vector<std::string>{};
+        const std::string goodFrame = encode(options, good.dump()).out;
+        const ToolRun r = encode(options, json::array({good, c.report, good}).dump());
         EXPECT_EQ(r.status, rdd18::encode::kExitBadInput) << c.report;
         EXPECT_EQ(r.out, goodFrame + goodFrame) << c.report;
         EXPECT_NE(r.err.find(c.key), std::string::npos) << r.err;
@@ -136,6 +155,12 @@ TEST(ToolEncode, RefusedFramesNameTheKeyAndAreLeftOut) {
     const ToolRun narrow = encode({"--to", "v210", "--width", "16"}, good.dump());
     EXPECT_EQ(narrow.status, rdd18::encode::kExitBadInput);
     EXPECT_EQ(narrow.out, "");
+    // An element larger than its fixed size is refused; the size is for elements alone.
+    const ToolRun small = encode({"--to", "st436m", "--element-size", "16"}, good.dump());
+    EXPECT_EQ(small.status, rdd18::encode::kExitBadInput);
+    EXPECT_EQ(small.out, "");
+    EXPECT_EQ(encode({"--to", "v210", "--element-size", "16"}, good.dump()).status,
+              rdd18::encode::kExitBadArguments);
 }
 
 }  // namespace

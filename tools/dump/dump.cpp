@@ -144,6 +144,11 @@ int runCommand(const std::vector<std::string>& args, std::istream& in, std::ostr
                    "(luma, then chroma) from 1280 up")
         ->check(CLI::Range(1u, 65535u))
         ->default_str("1920");
+    app.add_option("--element-size", source.elementSize,
+                   "st436m: every element is this many bytes, zero-padded (as velmora-encode "
+                   "--element-size writes them)")
+        ->check(CLI::Range(std::size_t{2}, std::size_t{1} << 24))
+        ->type_name("BYTES");
     auto* framePerLine = app.add_flag(
         "--frame-per-line", source.framePerLine,
         "Hex text holds one frame per line; answers come one per frame (JSON Lines unless -f)");

@@ -149,17 +149,21 @@ bool readMore(std::istream& in, std::vector<unsigned char>& element, std::uint64
                      " is cut off by the end of the input");
 }
 
-// Elements back to back on a stream, one in memory at a time.
+// Elements back to back on a stream, one in memory at a time; each of `size` bytes where it is
+// given (an element padded with zeros to one size), else as long as its packets make it.
 void readElementRun(std::istream& in, const std::string& name, const FrameRange& range,
-                    const FrameVisitor& visit) {
+                    std::size_t size, const FrameVisitor& visit) {
     std::vector<unsigned char> element;
     for (std::int64_t frame = 0; frame < range.last; ++frame) {
         element.clear();
-        if (!readMore(in, element, host::kSt436mCountSize)) {
+        if (size) {
+            if (in.peek() == std::char_traits<char>::eof()) break;  // between elements
+            if (!readMore(in, element, size)) cutOff(name, frame);
+        } else if (!readMore(in, element, host::kSt436mCountSize)) {
             if (in.gcount() == 0) break;  // the input ends between elements
             cutOff(name, frame);
         }
-        const std::size_t count = std::size_t{element[0]} << 8 | element[1];
+        const std::size_t count = size ? 0 : std::size_t{element[0]} << 8 | element[1];
         for (std::size_t i = 0; i < count; ++i) {
             if (!readMore(in, element, host::kSt436mPacketHeaderSize)) cutOff(name, frame);
             const auto payload = host::st436mPayloadSize(element.data() + element.size() -
@@ -173,10 +177,11 @@ void readElementRun(std::istream& in, const std::string& name, const FrameRange&
 
 // Elements back to back in memory (hex text).
 void readElementRun(std::span<const unsigned char> bytes, const std::string& name,
-                    const FrameRange& range, const FrameVisitor& visit) {
+                    const FrameRange& range, std::size_t fixedSize, const FrameVisitor& visit) {
     for (std::int64_t frame = 0; !bytes.empty() && frame < range.last; ++frame) {
-        const auto size = host::st436mElementSize(bytes);
-        if (!size) cutOff(name, frame);
+        const auto size =
+            fixedSize ? std::optional<std::size_t>(fixedSize) : host::st436mElementSize(bytes);
+        if (!size || *size > bytes.size()) cutOff(name, frame);
         if (range.contains(frame)) visit(elementFrame(name, frame, bytes.first(*size)));
         bytes = bytes.subspan(*size);
     }
@@ -353,8 +358,10 @@ void readFrames(const std::string& name, const SourceOptions& options, std::istr
         return readRtmdRun(samples, name, o.frames, visit);
     }
     if (o.form != InputForm::St436m) return readHostFrames(name, o, in, visit);
-    if (o.hex) return readElementRun(readInput(name, true, in).bytes, name, o.frames, visit);
-    readElementRun(*openInput(name, in), name, o.frames, visit);
+    if (o.hex)
+        return readElementRun(readInput(name, true, in).bytes, name, o.frames, o.elementSize,
+                              visit);
+    readElementRun(*openInput(name, in), name, o.frames, o.elementSize, visit);
 }
 
 }  // namespace rdd18::dump

@@ -68,6 +68,7 @@ struct SourceOptions {
     std::ostream* progress = nullptr;  ///< where long clips keep a progress line, if anywhere
     std::string flow;                  ///< pcap: the one flow to read, "ADDR:PORT"; else all
     std::string interface;             ///< rtp: the interface a multicast group is joined on
+    std::size_t elementSize = 0;       ///< st436m: each element padded to this size; 0 none
 };
 
 /// Where a frame of an RTP flow came from.

@@ -20,6 +20,7 @@
 #include "rdd18/interpret/interpret.h"
 #include "rdd18/output/rdd18_encoder.h"
 #include "rdd18/transport/encode_error.h"
+#include "rdd18/transport/rtmd_sample.h"
 
 namespace rdd18::encode {
 
@@ -116,7 +117,7 @@ Data dataOfHex(const json& hex, const std::string& key) {
 
 // --- Frames ------------------------------------------------------------------------------------
 
-enum class Form { Packets, Words10, V210, Uyvy, Rfc8331, St436m };
+enum class Form { Packets, Words10, V210, Uyvy, Rfc8331, St436m, Rtmd };
 
 struct Options {
     Form form = Form::Packets;
@@ -125,6 +126,7 @@ struct Options {
     bool round = false;
     std::optional<Flavour> flavour;  // none: the first flavour that knows every key
     bool fromUnits = false;          // write the "units" section as RDD 18 items
+    std::size_t elementSize = 0;     // st436m, rtmd: each frame zero-padded to this size
 };
 
 /// The model of a report's "units" section: as velmora-dump writes it ("rdd18" and "arri"
@@ -220,6 +222,7 @@ std::vector<unsigned char> hostForm(const std::vector<host::Packet>& packets, co
             }
             return host::st436mElement(stored, {}, &faults);
         }
+        case Form::Rtmd:  // inForm writes it: its header carries the report's timecode
         case Form::Packets:
             break;
     }
@@ -229,16 +232,60 @@ std::vector<unsigned char> hostForm(const std::vector<host::Packet>& packets, co
     return bare;
 }
 
+/// The timecode of a report as the dump writes it ("10:00:00:00", ";" before the frames when
+/// drop-frame), for an rtmd sample's header; none where the report has none.
+std::optional<RtmdTimecode> reportTimecode(const json& report) {
+    const auto it = report.find("timecode");
+    if (it == report.end() || !it->is_string()) return std::nullopt;
+    const std::string& text = it->get_ref<const std::string&>();
+    unsigned fields[4] = {};
+    const char* at = text.data();
+    const char* const end = text.data() + text.size();
+    for (int i = 0; i < 4; ++i) {
+        const auto [next, ec] = std::from_chars(at, end, fields[i]);
+        const bool last = i == 3;
+        if (ec != std::errc() || next - at != 2 || fields[i] > 59 ||
+            (last ? next != end : next == end || (*next != ':' && (i != 2 || *next != ';'))))
+            notAnAnswer("timecode", "needs HH:MM:SS:FF, not \"" + text + "\"");
+        at = last ? next : next + 1;
+    }
+    if (fields[0] > 23) notAnAnswer("timecode", "needs hours below 24");
+    return RtmdTimecode{static_cast<std::uint8_t>(fields[0]), static_cast<std::uint8_t>(fields[1]),
+                        static_cast<std::uint8_t>(fields[2]), static_cast<std::uint8_t>(fields[3]),
+                        text[8] == ';'};
+}
+
 /// The bytes of a frame's buffer in the chosen form; a frame the form can't hold whole is
 /// refused.
-std::vector<unsigned char> inForm(const std::vector<unsigned char>& buffer, const Options& o) {
+std::vector<unsigned char> inForm(const std::vector<unsigned char>& buffer, const json& report,
+                                  const Options& o) {
     if (o.form == Form::Packets && o.flags) return buffer;
     FaultList faults;
-    std::vector<unsigned char> bytes =
-        hostForm(host::packetsFromAncillaryBuffer(buffer, true), o, faults);
+    const std::vector<host::Packet> packets = host::packetsFromAncillaryBuffer(buffer, true);
+    std::vector<unsigned char> bytes;
+    if (o.form == Form::Rtmd) {
+        // A sample carries the RDD 18 packs alone, joined as the packets carried them.
+        if (const auto it = report.find("arri"); it != report.end() && !it->empty())
+            notAnAnswer("arri", "an rtmd sample carries RDD 18 alone");
+        bytes = writeRtmdSample(host::rdd18Stream(packets), reportTimecode(report));
+    } else {
+        bytes = hostForm(packets, o, faults);
+    }
     if (!faults.empty()) {
         throw EncodeError(faults.faults().front(), "",
                           "the frame doesn't fit its form: " + describe(faults.faults().front()));
+    }
+    if (o.elementSize) {
+        if (bytes.size() > o.elementSize) {
+            throw EncodeError(Fault{.code = FaultCode::StreamTooLarge,
+                                    .expected = o.elementSize,
+                                    .found = bytes.size()},
+                              "",
+                              "the frame takes " + std::to_string(bytes.size()) +
+                                  " bytes, more than --element-size " +
+                                  std::to_string(o.elementSize));
+        }
+        bytes.resize(o.elementSize, 0);  // readers of both forms pass over trailing zeros
     }
     return bytes;
 }
@@ -330,6 +377,8 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
   velmora-dump --types -f json a.anc | velmora-encode - -o b.anc      the same answers again
   velmora-encode --to st436m -o track.bin answers.json                 ST 436M elements
   velmora-encode --to v210 --width 1920 -o vanc.bin answers.json       v210 VANC lines
+  velmora-encode --to st436m --element-size 1024 -o track.436 a.json   elements of one size, as
+      ffmpeg -f data -raw_packet_size 1024 -i track.436 reads them into an MXF (see README)
 
 Numbers keep the kinds of {"$kind": k, "$value": n}; a plain number is an integer or a double.
 RDD 18 answers are written with the first flavour that knows every key unless --flavour names
@@ -348,16 +397,24 @@ standard error naming the key (the other frames are written) and exit status 1.
         ->type_name("FILE");
     const std::map<std::string, Form> forms{{"packets", Form::Packets}, {"words10", Form::Words10},
                                             {"v210", Form::V210},       {"uyvy", Form::Uyvy},
-                                            {"rfc8331", Form::Rfc8331}, {"st436m", Form::St436m}};
+                                            {"rfc8331", Form::Rfc8331}, {"st436m", Form::St436m},
+                                            {"rtmd", Form::Rtmd}};
     app.add_option("--to", form,
                    "Form of each frame: packets (8-bit packet buffer), words10 (10-bit words as "
                    "16-bit little-endian values), v210 or uyvy (VANC lines, see --width), rfc8331 "
-                   "(an RFC 8331 RTP payload) or st436m (an ST 436M ANC element)")
+                   "(an RFC 8331 RTP payload), st436m (an ST 436M ANC element) or rtmd (an MP4 "
+                   "timed-metadata sample: RDD 18 packs behind a header with the report's "
+                   "timecode)")
         ->transform(CLI::IsMember(forms, CLI::ignore_case))
         ->default_str("packets");
     app.add_option("--width", o.width, "Pixels per VANC line (v210, uyvy)")
         ->check(CLI::Range(1u, 65535u))
         ->default_str("1920");
+    app.add_option("--element-size", o.elementSize,
+                   "st436m, rtmd: every frame padded with zero bytes to this size; a larger "
+                   "frame is refused")
+        ->check(CLI::Range(std::size_t{1}, std::size_t{1} << 24))
+        ->type_name("BYTES");
     app.add_flag("--no-flags", noFlags, "Packets without the 3-byte flag (--to packets)");
     app.add_option("--flavour,--flavor", flavour, "RDD 18 item set: auto, standard, sony, varicam")
         ->transform(CLI::IsMember({"auto", "standard", "sony", "varicam"}, CLI::ignore_case))
@@ -380,6 +437,11 @@ standard error naming the key (the other frames are written) and exit status 1.
         return kExitBadArguments;
     }
     o.form = forms.at(form);
+    if (o.elementSize && o.form != Form::St436m && o.form != Form::Rtmd) {
+        err << kProgram << ": --element-size is for --to st436m and rtmd (see " << kProgram
+            << " --help)\n";
+        return kExitBadArguments;
+    }
     o.flags = !noFlags;
     if (flavour != "auto") o.flavour = flavourFromName(flavour);
 
@@ -417,7 +479,7 @@ standard error naming the key (the other frames are written) and exit status 1.
     for (std::size_t i = 0; i < reports.size(); ++i) {
         std::vector<unsigned char> bytes;
         try {
-            bytes = inForm(frameBuffer(reports[i], o, "report"), o);
+            bytes = inForm(frameBuffer(reports[i], o, "report"), reports[i], o);
         } catch (const EncodeError& e) {
             err << kProgram << ": " << frameName(input, reports[i], i, several) << ": " << e.what()
                 << '\n';
