@@ -3,7 +3,9 @@
 // the key, are left out, and make the exit status 1.
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
@@ -161,6 +163,31 @@ TEST(ToolEncode, RefusedFramesNameTheKeyAndAreLeftOut) {
     EXPECT_EQ(small.out, "");
     EXPECT_EQ(encode({"--to", "v210", "--element-size", "16"}, good.dump()).status,
               rdd18::encode::kExitBadArguments);
+}
+
+TEST(ToolEncode, ANumberedNameWritesAFilePerFrame) {
+    const json good = {{"rdd18", {{"CameraISOSensitivityItem", 800}}}};
+    const json other = {{"rdd18", {{"CameraISOSensitivityItem", 1600}}}};
+    const auto dir = std::filesystem::temp_directory_path() / "velmora_encode_frames";
+    std::filesystem::create_directories(dir);
+    // Numbered by each report's frame, typed or plain, else by its place.
+    json reports = {good, other, other};
+    reports[0]["frame"] = {{"$kind", "integer"}, {"$value", 7}};
+    reports[1]["frame"] = 12;
+    const ToolRun r = encode({"-o", (dir / "f%03d-100%%.anc").string()}, reports.dump());
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.out, "");
+    const auto contents = [&](const char* name) {
+        std::ifstream in(dir / name, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(in), {});
+    };
+    EXPECT_EQ(contents("f007-100%.anc"), encode({}, good.dump()).out);
+    EXPECT_EQ(contents("f012-100%.anc"), encode({}, other.dump()).out);
+    EXPECT_EQ(contents("f002-100%.anc"), encode({}, other.dump()).out);
+    std::filesystem::remove_all(dir);
+    for (const char* pattern : {"f%s", "f%d%d", "f%", "f%010d"})
+        EXPECT_EQ(encode({"-o", pattern}, good.dump()).status, rdd18::encode::kExitBadArguments)
+            << pattern;
 }
 
 }  // namespace

@@ -310,6 +310,57 @@ std::string withNegativeZeros(std::string text) {
     return text;
 }
 
+/// The file of frame `n` where `pattern` holds one "%d" (or "%0Nd", zero-padded to N digits, N
+/// up to 9; "%%" is a percent sign); nothing for a pattern without one, which names one file for
+/// every frame. Throws `std::invalid_argument` for any other use of '%'.
+std::optional<std::string> frameFile(const std::string& pattern, std::uint64_t n) {
+    std::string name;
+    bool numbered = false;
+    for (std::size_t i = 0; i < pattern.size(); ++i) {
+        if (pattern[i] != '%') {
+            name += pattern[i];
+            continue;
+        }
+        if (i + 1 < pattern.size() && pattern[i + 1] == '%') {
+            name += '%';
+            ++i;
+            continue;
+        }
+        std::size_t width = 0;
+        std::size_t at = i + 1;
+        if (at + 1 < pattern.size() && pattern[at] == '0' && pattern[at + 1] >= '1' &&
+            pattern[at + 1] <= '9') {
+            width = static_cast<std::size_t>(pattern[at + 1] - '0');
+            at += 2;
+        }
+        if (numbered || at >= pattern.size() || pattern[at] != 'd')
+            throw std::invalid_argument("one %d or %0Nd (N from 1 to 9) numbers the frames");
+        const std::string digits = std::to_string(n);
+        name += std::string(width > digits.size() ? width - digits.size() : 0, '0') + digits;
+        numbered = true;
+        i = at;
+    }
+    if (!numbered) return std::nullopt;
+    return name;
+}
+
+/// The number of a report's frame: its "frame" (a plain or a typed number, as velmora-dump
+/// writes it), else `index`, its place among the reports.
+std::uint64_t frameNumber(const json& report, std::uint64_t index) {
+    if (!report.is_object() || !report.contains("frame")) return index;
+    const json& frame = report["frame"];
+    const json& number = frame.is_object() ? frame.value("$value", json()) : frame;
+    return number.is_number_unsigned() ? number.get<std::uint64_t>() : index;
+}
+
+/// Writes `bytes` to the file `name`; false where it can't.
+bool writeFile(const std::string& name, const std::vector<unsigned char>& bytes) {
+    std::ofstream file(name, std::ios::binary);
+    file.write(reinterpret_cast<const char*>(bytes.data()),
+               static_cast<std::streamsize>(bytes.size()));
+    return static_cast<bool>(file);
+}
+
 std::string frameName(const std::string& input, const json& report, std::size_t index,
                       bool several) {
     std::string name = input == "-" ? "standard input" : input;
@@ -393,7 +444,10 @@ standard error naming the key (the other frames are written) and exit status 1.
     bool noFlags = false;
     app.add_option("input", input, "Reports as JSON; \"-\" or none reads standard input")
         ->type_name("FILE");
-    app.add_option("-o,--output", output, "Where the frames go; \"-\" is standard output")
+    app.add_option("-o,--output", output,
+                   "Where the frames go; \"-\" is standard output. A name with %d (or %04d) "
+                   "writes one file per frame, numbered as the report's \"frame\" (else its "
+                   "place among the reports)")
         ->type_name("FILE");
     const std::map<std::string, Form> forms{{"packets", Form::Packets}, {"words10", Form::Words10},
                                             {"v210", Form::V210},       {"uyvy", Form::Uyvy},
@@ -466,8 +520,15 @@ standard error naming the key (the other frames are written) and exit status 1.
     const bool several = reports.is_array();
     if (!several) reports = json::array({reports});
 
+    std::optional<std::string> perFrame;
+    try {
+        perFrame = frameFile(output, 0);
+    } catch (const std::invalid_argument& e) {
+        err << kProgram << ": -o " << output << ": " << e.what() << '\n';
+        return kExitBadArguments;
+    }
     std::ofstream file;
-    if (output != "-") {
+    if (output != "-" && !perFrame) {
         file.open(output, std::ios::binary);
         if (!file) {
             err << kProgram << ": can't write " << output << '\n';
@@ -484,6 +545,14 @@ standard error naming the key (the other frames are written) and exit status 1.
             err << kProgram << ": " << frameName(input, reports[i], i, several) << ": " << e.what()
                 << '\n';
             status = kExitBadInput;
+            continue;
+        }
+        if (perFrame) {
+            const std::string name = *frameFile(output, frameNumber(reports[i], i));
+            if (!writeFile(name, bytes)) {
+                err << kProgram << ": can't write " << name << '\n';
+                return kExitWriteFailed;
+            }
             continue;
         }
         sink.write(reinterpret_cast<const char*>(bytes.data()),
