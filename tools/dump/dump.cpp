@@ -8,6 +8,7 @@
 #include <map>
 #include <set>
 
+#include "dump/arguments.h"
 #include "dump/batch.h"
 #include "dump/console.h"
 #include "dump/frames.h"
@@ -232,20 +233,8 @@ int runCommand(const std::vector<std::string>& args, std::istream& in, std::ostr
                  "Show the kind of every number (integer, short, unsigned int, float, double, "
                  "bool, ...)");
 
-    std::vector<const char*> argv{kProgram};
-    for (const auto& a : args) argv.push_back(a.c_str());
-    try {
-        app.parse(static_cast<int>(argv.size()), argv.data());
-    } catch (const CLI::CallForHelp&) {
-        out << app.help();
-        return kExitOk;
-    } catch (const CLI::CallForVersion& e) {
-        out << e.what() << '\n';
-        return kExitOk;
-    } catch (const CLI::ParseError& e) {
-        err << kProgram << ": " << e.what() << " (see " << kProgram << " --help)\n";
-        return kExitBadArguments;
-    }
+    if (const auto status = tools::parseArguments(app, args, out, err, kExitBadArguments))
+        return *status;
 
     // The checks above have turned each choice into its listed spelling.
     report.flavour = *flavourFromName(flavour);

@@ -11,6 +11,7 @@
 #include <sstream>
 #include <string_view>
 
+#include "dump/arguments.h"
 #include "rdd18/arri/arri_encoder.h"
 #include "rdd18/host/packet.h"
 #include "rdd18/host/rfc8331.h"
@@ -479,17 +480,8 @@ standard error naming the key (the other frames are written) and exit status 1.
                  "items, each value rounded to the nearest code its item holds");
     app.add_flag("--round", o.round,
                  "Write a lens value no 16-bit decimal code gives exactly as the nearest one");
-    std::vector<const char*> argv{kProgram};
-    for (const auto& a : args) argv.push_back(a.c_str());
-    try {
-        app.parse(static_cast<int>(argv.size()), argv.data());
-    } catch (const CLI::CallForHelp&) {
-        out << app.help();
-        return kExitOk;
-    } catch (const CLI::ParseError& e) {
-        err << kProgram << ": " << e.what() << " (see " << kProgram << " --help)\n";
-        return kExitBadArguments;
-    }
+    if (const auto status = tools::parseArguments(app, args, out, err, kExitBadArguments))
+        return *status;
     o.form = forms.at(form);
     if (o.elementSize && o.form != Form::St436m && o.form != Form::Rtmd) {
         err << kProgram << ": --element-size is for --to st436m and rtmd (see " << kProgram
