@@ -13,33 +13,12 @@ Array faultLines(const std::vector<Fault>& faults) {
     return lines;
 }
 
-// The answer of `parser` for `frame`; with `lines`, the faults of the same pass set there under
-// `name`.
-template <class Parser>
-Dictionary answer(const Parser& parser, const Frame& frame, Dictionary* lines, const char* name) {
-    if (!lines) return parser.parseData(frame.bytes, frame.flags);
+// The answer `parse` gives, its faults collected; with `lines`, they are set there under `name`.
+template <class Parse>
+Dictionary answer(Dictionary* lines, const char* name, Parse parse) {
     FaultList faults;
-    Dictionary d = parser.parseData(frame.bytes, frame.flags, faults);
-    lines->set(name, faultLines(faults.faults()));
-    return d;
-}
-
-// The ARRI answer of an ARRIRAW frame file's record.
-Dictionary fileAnswer(const VLArriANCParser& parser, const Frame& frame, Dictionary* lines) {
-    if (!lines) return parser.parseFile(frame.bytes);
-    FaultList faults;
-    Dictionary d = parser.parseFile(frame.bytes, faults);
-    lines->set("arri", faultLines(faults.faults()));
-    return d;
-}
-
-// The answer of an rtmd sample's packs, read in place.
-Dictionary rtmdAnswer(const VLRDD18Parser& parser, const Frame& frame, Dictionary* lines) {
-    if (!lines) return parser.parseRtmdSample(frame.bytes);
-    FaultList faults;
-    Dictionary d = parser.parseRtmdSample(frame.bytes, faults);
-    lines->set("rdd18", faultLines(faults.faults()));
-    lines->set("arri", Array());
+    Dictionary d = parse(faults);
+    if (lines) lines->set(name, faultLines(faults.faults()));
     return d;
 }
 
@@ -64,16 +43,22 @@ FrameReport Reporter::report(const Frame& frame) const {
             rdd18.emplace();
             if (lines) lines->set("rdd18", Array{});
         } else {
-            rdd18 =
-                sample ? rtmdAnswer(rtmd_, frame, lines) : answer(rdd18_, frame, lines, "rdd18");
+            rdd18 = answer(lines, "rdd18", [&](FaultSink& f) {
+                return sample ? rtmd_.parseRtmdSample(frame.bytes, f)
+                              : rdd18_.parseData(frame.bytes, frame.flags, f);
+            });
+            if (lines && sample) lines->set("arri", Array());
         }
     }
     if (file) {
-        arri = fileAnswer(arri_, frame, options_.arri ? lines : nullptr);
+        arri = answer(options_.arri ? lines : nullptr, "arri",
+                      [&](FaultSink& f) { return arri_.parseFile(frame.bytes, f); });
         timecode = interpret::fromArri(*arri).timecode;
         if (!options_.arri) arri.reset();
     } else if (options_.arri) {
-        arri = sample ? Dictionary() : answer(arri_, frame, lines, "arri");
+        arri = sample ? Dictionary() : answer(lines, "arri", [&](FaultSink& f) {
+            return arri_.parseData(frame.bytes, frame.flags, f);
+        });
     }
     if (frame.number) r.sections.push_back({"frame", Number::integer(*frame.number)});
     if (frame.rtp) {
