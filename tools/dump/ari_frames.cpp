@@ -73,11 +73,7 @@ std::string gapNote(const std::string& folder, std::int64_t after, std::int64_t 
 }  // namespace
 
 bool hasAriName(std::string_view name) noexcept {
-    if (name.size() <= kExtension.size()) return false;
-    const std::string_view end = name.substr(name.size() - kExtension.size());
-    return std::equal(end.begin(), end.end(), kExtension.begin(), [](char a, char b) {
-        return (a >= 'A' && a <= 'Z' ? static_cast<char>(a - 'A' + 'a') : a) == b;
-    });
+    return name.size() > kExtension.size() && hasExtension(name, kExtension);
 }
 
 bool startsWithAriMagic(const std::string& path) {

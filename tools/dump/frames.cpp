@@ -1,5 +1,6 @@
 #include "dump/frames.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstring>
 #include <filesystem>
@@ -24,16 +25,9 @@ std::optional<std::int64_t> number(std::string_view text) {
     return n;
 }
 
-bool endsWith(std::string_view name, std::string_view extension) noexcept {
-    if (name.size() < extension.size()) return false;
-    std::string ext(name.substr(name.size() - extension.size()));
-    for (auto& c : ext) c = static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
-    return ext == extension;
-}
-
 // A capture by its name (.pcap, .pcapng in any case).
 bool looksLikeCapture(std::string_view name) noexcept {
-    return endsWith(name, ".pcap") || endsWith(name, ".pcapng");
+    return hasExtension(name, ".pcap") || hasExtension(name, ".pcapng");
 }
 
 // A clip by its name (.mxf, .mp4, .mov in any case), or, for a file whose name says nothing, by
@@ -264,8 +258,16 @@ void readRtmdRun(std::istream& in, const std::string& name, const FrameRange& ra
 
 }  // namespace
 
+bool hasExtension(std::string_view name, std::string_view extension) noexcept {
+    if (name.size() < extension.size()) return false;
+    const std::string_view end = name.substr(name.size() - extension.size());
+    return std::equal(end.begin(), end.end(), extension.begin(), [](char a, char b) {
+        return (a >= 'A' && a <= 'Z' ? static_cast<char>(a - 'A' + 'a') : a) == b;
+    });
+}
+
 bool hasClipName(std::string_view name) noexcept {
-    return endsWith(name, ".mxf") || endsWith(name, ".mp4") || endsWith(name, ".mov");
+    return hasExtension(name, ".mxf") || hasExtension(name, ".mp4") || hasExtension(name, ".mov");
 }
 
 const std::map<std::string, InputForm>& inputForms() {

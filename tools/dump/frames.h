@@ -42,6 +42,10 @@ enum class InputForm {
 /// Whether `name` ends in .mxf, .mp4 or .mov (in any case): the names read as clips.
 bool hasClipName(std::string_view name) noexcept;
 
+/// Whether `name` ends in `extension` (lower case, with its dot), in any case: "A.MXF" is an
+/// ".mxf" name.
+bool hasExtension(std::string_view name, std::string_view extension) noexcept;
+
 /// The --input names and their forms.
 const std::map<std::string, InputForm>& inputForms();
 
