@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
-"""Every OpenTrackIO sample velmora-dump writes from the bundled samples and the clip validates
-against the published OpenTrackIO 1.0.1 schema (JSON Schema Draft 2020-12), carries protocol
+"""Every OpenTrackIO sample velmora-dump writes from the bundled samples, the clips (MXF and MP4)
+and the folder of ARRIRAW frames validates against the published OpenTrackIO 1.0.1 schema (JSON
+Schema Draft 2020-12), carries protocol
 version [1, 0, 1] exactly, and has a sampleId of its own within its run (ids are made from the
 input's name and the sample's place, so a second run gives the same ones).
 
@@ -37,7 +38,7 @@ def main(tool, samples_dir, schema_path):
     frames = sorted(p.name for p in samples.glob("*.anc"))
     runs = [[name] + (["--no-flags"] if "noflags" in name else []) for name in frames]
     runs += [frames, ["--hex", "standard-log.hex"], ["clips/camera.mxf"],
-             ["--flavour", "sony", "clips/camera.mxf"]]
+             ["--flavour", "sony", "clips/camera.mxf"], ["clips/camera.mp4"], ["arriraw"]]
     written = [s for args in runs for s in samples_of(tool, samples, args)]
     failures = []
     for args, sample in written:
