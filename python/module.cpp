@@ -14,7 +14,8 @@ PYBIND11_MODULE(velmora_rdd18, m) {
         "on bad bytes (a frame that can't be read gives an empty dict) and releases the GIL "
         "while it runs. With kinds=True a parse returns (values, kinds): kinds has the shape of "
         "values, with the kind name of each number ('integer', 'unsigned int', 'float', ...) in "
-        "its place and None in the place of each string or bytes value.";
+        "its place and None in the place of each string or bytes value. parse_frames parses many "
+        "frames in one call, a list of answers out.";
     m.attr("__version__") = VELMORA_VERSION;
     velmora::python::bindParsers(m);
     velmora::python::bindHost(m);
