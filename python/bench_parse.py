@@ -5,7 +5,9 @@
 
 Imports velmora_rdd18 from BUILD_DIR/python and runs BUILD_DIR/bench/velmora_bench on the same
 sample files (BM_SampleParse), then prints one table. Both sides are CPU time, medians of 5.
-Last, wall-clock frames per second of parse_rdd18 on 1 and 2 threads (GIL released in the parse).
+Then the batch call, parse_frames over 100 and 1,000 copies of the frame, per frame, beside the
+same C++ parse. Last, wall-clock frames per second of parse_rdd18 on 1 and 2 threads (GIL released in the
+parse).
 Build both first: cmake --build build/bench --target velmora_bench velmora_rdd18
 """
 import json
@@ -18,6 +20,7 @@ from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 REPETITIONS = 5
+BATCHES = (100, 1000)
 ROOT = Path(__file__).resolve().parents[1]
 build = Path(sys.argv[1] if len(sys.argv) > 1 else ROOT / "build" / "bench")
 sys.path.insert(0, str(build / "python"))
@@ -61,7 +64,15 @@ for name, c, p, k in rows:
     print(f"{name:28} {c:8.2f}us {p:8.2f}us {p / c:5.2f}x {k:9.2f}us")
 empty = python_us("v.parse_rdd18(b'')")
 print(f"{'empty frame, parse_rdd18':28} {'':>10} {empty:8.2f}us")
-
+for batch in BATCHES:
+    standard_batch, arri_batch = [standard] * batch, [arri] * batch
+    for name, c, p in [
+            ("standard.anc, parse_frames", cpp["standard.anc"],
+             python_us("v.parse_frames(standard_batch)")),
+            ("arri.anc, parse_frames", cpp["arri.anc"],
+             python_us("v.parse_frames(arri_batch, 'arri')"))]:
+        p /= batch
+        print(f"{name:28} {c:8.2f}us {p:8.2f}us {p / c:5.2f}x  (a frame of a batch of {batch:,})")
 
 def frames_per_second(threads, frames=40000):
     def work(n):

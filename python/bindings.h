@@ -7,7 +7,7 @@
 
 namespace velmora::python {
 
-/// parse_rdd18, parse_arri and translate_file_header.
+/// parse_rdd18, parse_rtmd_sample, parse_arri, translate_file_header and parse_frames.
 void bindParsers(pybind11::module_& m);
 
 /// from_words10, from_vanc, from_rfc8331, from_packets, units_rdd18 and units_arri.

@@ -1,16 +1,18 @@
 #!/usr/bin/env python3
-"""Bytes read, frames/s and peak memory of velmora-dump reading an MXF clip's ST 436M ANC track.
+"""Bytes read, frames/s and peak memory of velmora-dump reading a clip's metadata track.
 
     scripts/clip-io.py --tool build/rel/tools/velmora-dump --make-clip build/rel/tools/make-clip \
         --clip /tmp/clip.mxf                      # 1,500 frames of 1080p25 MPEG-2 at 50 Mb/s
     scripts/clip-io.py ... --size 640x360 --frames 250 --bitrate 20M --check 1.5
 
-The clip is made once (ffmpeg's test pattern, then make-clip adds the ANC track: the bundled frames
-mixed.anc and arri.anc as 10-bit samples, sony.anc as 8-bit samples with checksum bytes) and kept.
+An MXF clip is made once when missing (ffmpeg's test pattern, then make-clip adds the ANC track:
+the bundled frames mixed.anc and arri.anc as 10-bit samples, sony.anc as 8-bit samples with
+checksum bytes) and kept; an MP4 clip is made beforehand (make-rtmd-clip).
 Bytes read are the `rchar` of /proc/self/io, which counts what a process reads through system calls
 whatever the page cache holds; a waited-for child's count is added to its parent's, so the
-difference around one run is that run's. The ANC track's bytes are the sizes of its packets as
-ffprobe lists them. With --check R the script fails when a run reads more than R times those.
+difference around one run is that run's. The track's bytes (an MXF's ST 436M ANC track, an MP4's
+rtmd track: the clip's data stream) are the sizes of its packets as ffprobe lists them. With
+--check R the script fails when a run reads more than R times those.
 """
 import argparse
 import os

@@ -186,6 +186,21 @@ def test_bad_bytes_never_raise():
     assert isinstance(v.translate_file_header(record), dict)
 
 
+def test_a_batch_answers_as_a_call_per_frame():
+    arri, sony = (SAMPLES / "arri.anc").read_bytes(), (SAMPLES / "sony.anc").read_bytes()
+    frames = [STANDARD, arri, sony, STANDARD[:-1], b""] * 7  # more than one run of frames
+    for parser, flavour, one in [("rdd18", None, v.parse_rdd18), ("arri", None, v.parse_arri),
+                                 ("rdd18", "sony", lambda f, **k: v.parse_rdd18(f, "sony", **k)),
+                                 ("rtmd", None, v.parse_rtmd_sample)]:
+        batch = v.parse_frames(iter(frames), parser, flavour, kinds=True)
+        assert batch == [one(f, kinds=True) for f in frames]
+    for call, error in [(lambda: v.parse_frames([STANDARD, "00"]), TypeError),
+                        (lambda: v.parse_frames([arri], "arri", "sony"), ValueError),
+                        (lambda: v.parse_frames([arri], "both"), ValueError)]:
+        with pytest.raises(error):
+            call()
+
+
 def test_threads_give_the_serial_answers():
     jobs = ROWS * 8
     serial = [python_answers(*job) for job in jobs]

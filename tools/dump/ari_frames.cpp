@@ -80,7 +80,9 @@ bool startsWithAriMagic(const std::string& path) {
     // Only a regular file is looked into: the bytes of a pipe, once read, are gone.
     std::error_code ec;
     if (!fs::is_regular_file(path, ec)) return false;
-    std::ifstream file(path, std::ios::binary);
+    std::ifstream file;
+    file.rdbuf()->pubsetbuf(nullptr, 0);  // the magic alone, not a buffer's worth of picture
+    file.open(path, std::ios::binary);
     char head[arri::file_header::kFileMagic.size()] = {};
     file.read(head, sizeof head);
     return file.gcount() == sizeof head &&

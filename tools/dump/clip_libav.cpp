@@ -303,6 +303,9 @@ void readClip(const std::string& path, const FrameRange& range, const FrameVisit
     if (AVStream* rtmd = rtmdTrack(*clip)) {
         // The file protocol's option, set through the I/O context that owns it.
         av.av_opt_set(clip->pb, "blocksize", kRtmdReadBlock, AV_OPT_SEARCH_CHILDREN);
+        // Each seek to the next sample is made as a seek: buffered, a seek of up to 32 KiB ahead
+        // reads the bytes in between, which are the pictures' samples when those are small.
+        clip->pb->direct = 1;
         return readRtmdTrack(*clip, *rtmd, path, range, visit, progress);
     }
     if (std::string_view(clip->iformat->name).find("mp4") != std::string_view::npos)

@@ -36,7 +36,9 @@ bool looksLikeCapture(std::string_view name) noexcept {
 bool looksLikeClip(const std::string& name) {
     if (name == "-") return false;
     if (hasClipName(name)) return true;
-    std::ifstream file(name, std::ios::binary);
+    std::ifstream file;
+    file.rdbuf()->pubsetbuf(nullptr, 0);  // 12 bytes, not a buffer's worth of a large file
+    file.open(name, std::ios::binary);
     char head[12] = {};
     if (!file.read(head, sizeof head)) return false;
     const std::string_view box(head + 4, 4);

@@ -1,11 +1,18 @@
 // Captures read through libpcap: each record's frame is unwrapped down to its UDP payload (link
 // layer, VLAN tags, IP, UDP), and the payloads of each flow go to that flow's depacketiser.
+//
+// The library is loaded when the first capture is opened, not when the tool starts: linked, it
+// (and the message bus, systemd and compression libraries behind it) costs every run a dozen
+// mappings and about a millisecond, a run over packet files included.
 #include <arpa/inet.h>
+#include <dlfcn.h>
 #include <pcap/pcap.h>
 
 #include <map>
 #include <memory>
 #include <optional>
+#include <string>
+#include <type_traits>
 #include <vector>
 
 #include "dump/input.h"
@@ -102,17 +109,61 @@ struct Flow {
     std::unique_ptr<FlowFrames> frames;  // none while the flow isn't known to carry RFC 8331
 };
 
+// The functions of libpcap this reader calls, looked up by name.
+struct LibPcap {
+    decltype(&::pcap_open_offline_with_tstamp_precision) open;
+    decltype(&::pcap_close) close;
+    decltype(&::pcap_datalink) datalink;
+    decltype(&::pcap_datalink_val_to_name) datalinkName;
+    decltype(&::pcap_next_ex) next;
+    decltype(&::pcap_geterr) geterr;
+};
+
+// The sonames the library goes by: Debian's, then that of most other systems, then macOS's. The
+// functions called here have kept their signatures since libpcap 1.5.
+constexpr const char* kSonames[] = {"libpcap.so.0.8", "libpcap.so.1", "libpcap.A.dylib"};
+
+LibPcap load() {
+    void* library = nullptr;
+    for (const char* soname : kSonames) {
+        if ((library = dlopen(soname, RTLD_NOW | RTLD_LOCAL)) != nullptr) break;
+    }
+    if (!library) {
+        throw InputError(std::string("reading captures needs libpcap, and it can't be loaded (") +
+                         kSonames[0] + ", " + kSonames[1] + "): install libpcap");
+    }
+    auto look = [library](auto& function, const char* name) {
+        void* symbol = dlsym(library, name);
+        if (!symbol) throw InputError(std::string("libpcap has no function ") + name);
+        function = reinterpret_cast<std::remove_reference_t<decltype(function)>>(symbol);
+    };
+    LibPcap l{};
+    look(l.open, "pcap_open_offline_with_tstamp_precision");
+    look(l.close, "pcap_close");
+    look(l.datalink, "pcap_datalink");
+    look(l.datalinkName, "pcap_datalink_val_to_name");
+    look(l.next, "pcap_next_ex");
+    look(l.geterr, "pcap_geterr");
+    return l;
+}
+
+// The library, loaded by the first call; a failed load throws each time it is asked for.
+const LibPcap& libpcap() {
+    static const LibPcap loaded = load();
+    return loaded;
+}
+
 }  // namespace
 
 void readPcap(const std::string& path, const SourceOptions& options, const FrameVisitor& visit) {
+    const LibPcap& pcap = libpcap();
     char error[PCAP_ERRBUF_SIZE] = "";
     const std::unique_ptr<pcap_t, void (*)(pcap_t*)> capture(
-        pcap_open_offline_with_tstamp_precision(path.c_str(), PCAP_TSTAMP_PRECISION_NANO, error),
-        pcap_close);
+        pcap.open(path.c_str(), PCAP_TSTAMP_PRECISION_NANO, error), pcap.close);
     if (!capture) throw InputError(path + ": " + error);
-    const int link = pcap_datalink(capture.get());
+    const int link = pcap.datalink(capture.get());
     if (link != DLT_EN10MB && link != DLT_LINUX_SLL && link != DLT_LINUX_SLL2 && link != DLT_RAW) {
-        const char* name = pcap_datalink_val_to_name(link);
+        const char* name = pcap.datalinkName(link);
         throw InputError(path + ": link type " + (name ? name : std::to_string(link)) +
                          " is not read (Ethernet, Linux cooked and raw IP are)");
     }
@@ -124,7 +175,7 @@ void readPcap(const std::string& path, const SourceOptions& options, const Frame
     pcap_pkthdr* record = nullptr;
     const unsigned char* bytes = nullptr;
     int status = 0;
-    while ((status = pcap_next_ex(capture.get(), &record, &bytes)) == 1) {
+    while ((status = pcap.next(capture.get(), &record, &bytes)) == 1) {
         const auto datagram = udpOf(ipOf(link, {bytes, record->caplen}));
         if (!datagram) continue;
         if (!options.flow.empty() && datagram->destination != options.flow) continue;
@@ -139,7 +190,7 @@ void readPcap(const std::string& path, const SourceOptions& options, const Frame
                           {record->ts.tv_sec, static_cast<std::uint32_t>(record->ts.tv_usec)});
     }
     finishAll();
-    if (status == PCAP_ERROR) throw InputError(path + ": " + pcap_geterr(capture.get()));
+    if (status == PCAP_ERROR) throw InputError(path + ": " + pcap.geterr(capture.get()));
     if (order.empty())
         throw InputError(path + (options.flow.empty()
                                      ? ": no UDP flow carries RTP packets of RFC 8331 payloads"
