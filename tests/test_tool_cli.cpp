@@ -345,6 +345,9 @@ TEST(ToolInput, BadInputInEveryFormAndFormat) {
         };
         EXPECT_EQ(packets(badChecksum) + (form.name != std::string("packets")), packets(clean));
     }
+    for (const char* f :
+         {"velmora_forms_0", "velmora_forms_1", "velmora_forms_2", "velmora_forms.pcap"})
+        std::filesystem::remove(dir / f);
 }
 
 }  // namespace
