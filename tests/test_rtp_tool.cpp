@@ -36,9 +36,10 @@ void expectBufferAnswers(const json& got, const PacketList& packets) {
 
 }  // namespace
 
-/// A capture of `flow` to 239.1.1.1:5000 written by libpcap, in `link`'s framing (VLAN-tagged
-/// Ethernet for `vlan`), with a datagram of no RTP to another flow after each, 1 µs apart.
 namespace rdd18::testsupport {
+/// A capture of `flow` to 239.1.1.1:5000 written by libpcap, in `link`'s framing (VLAN-tagged
+/// Ethernet for `vlan`), with a datagram of no RTP to another flow after each, 1 µs apart (also
+/// the captures of the tool's form table).
 void writeCapture(const fs::path& path, int link, bool vlan, const std::vector<Bytes>& flow) {
     pcap_t* dead = pcap_open_dead_with_tstamp_precision(link, 65535, PCAP_TSTAMP_PRECISION_NANO);
     pcap_dumper_t* dumper = pcap_dump_open(dead, path.c_str());
