@@ -63,9 +63,10 @@ struct Case {
     const char* name;
     Bytes frame;
     std::vector<Fault> expected;
+    bool arri = false;  // the ARRI parser's faults, else the RDD 18 parser's
 };
 
-TEST(Faults, RDD18LayersReportTheirCodesWhereTheyHappened) {
+TEST(Faults, LayersReportTheirCodesWhereTheyHappened) {
     Fault gap{.code = FaultCode::SequenceBroken, .offset = 37, .did = 0x43, .sdid = 0x05};
     gap.expected = 2, gap.found = 3;
     const Case cases[] = {
@@ -81,8 +82,26 @@ TEST(Faults, RDD18LayersReportTheirCodesWhereTheyHappened) {
           {.code = FaultCode::ShortTail, .offset = 6, .found = 4},
           noPackets(0x43, 0x05, 0, false)}},
         {"whole", FrameBuilder().rdd18Stream(kPack).bytes(), {}},
+        {"value cut off",
+         FrameBuilder().arriStream(Bytes(kRecord.begin(), kRecord.begin() + 1000)).bytes(),
+         {atPosition(FaultCode::ValueIncomplete, 20, 4096, 988),
+          closing(FaultCode::NoMetadataItem)},
+         true},
+        {"marker",
+         FrameBuilder().arriStream(arriItem(kArriMetadataKey, Bytes(8), 0x82)).bytes(),
+         {atPosition(FaultCode::BadLengthMarker, 16, 0, 0x82), closing(FaultCode::ArriParseFailed)},
+         true},
+        {"record short",
+         FrameBuilder().arriStream(arriItem(kArriMetadataKey, Bytes(100))).bytes(),
+         {closing(FaultCode::RecordTooShort, 4096, 100)},
+         true},
+        {"no ARRI packets: one fault, not two",
+         FrameBuilder().rdd18Stream(kPack).bytes(),
+         {noPackets(0x44, 0x04, 1, false)},
+         true},
+        {"whole", FrameBuilder().arriStream(kRecord).bytes(), {}, true},
     };
-    for (const Case& c : cases) EXPECT_EQ(faultsOf(c.frame, false), c.expected) << c.name;
+    for (const Case& c : cases) EXPECT_EQ(faultsOf(c.frame, c.arri), c.expected) << c.name;
     EXPECT_EQ(Fault{.code = FaultCode::ShortTail}.layer(), FaultLayer::PacketWalk);
     EXPECT_EQ(Fault{.code = FaultCode::VbiCoding}.layer(), FaultLayer::St436m);
     EXPECT_EQ(faultsOf(FrameBuilder(Flags::None).packet(0x61, 0x01, {1, 2}).bytes(), false, false),
@@ -96,27 +115,6 @@ TEST(Faults, RDD18LayersReportTheirCodesWhereTheyHappened) {
     EXPECT_TRUE(VLRDD18Parser(Flavour::Standard).parseData(reader, &faults).empty());
     gap.unit = FaultUnit::Packet, gap.offset = 1, gap.expected = 1, gap.found = 2;
     EXPECT_EQ(faults.take(), std::vector{gap});
-}
-
-TEST(Faults, ArriLayersReportTheirCodesWhereTheyHappened) {
-    const Case cases[] = {
-        {"value cut off",
-         FrameBuilder().arriStream(Bytes(kRecord.begin(), kRecord.begin() + 1000)).bytes(),
-         {atPosition(FaultCode::ValueIncomplete, 20, 4096, 988),
-          closing(FaultCode::NoMetadataItem)}},
-        {"marker",
-         FrameBuilder().arriStream(arriItem(kArriMetadataKey, Bytes(8), 0x82)).bytes(),
-         {atPosition(FaultCode::BadLengthMarker, 16, 0, 0x82),
-          closing(FaultCode::ArriParseFailed)}},
-        {"record short",
-         FrameBuilder().arriStream(arriItem(kArriMetadataKey, Bytes(100))).bytes(),
-         {closing(FaultCode::RecordTooShort, 4096, 100)}},
-        {"no ARRI packets: one fault, not two",
-         FrameBuilder().rdd18Stream(kPack).bytes(),
-         {noPackets(0x44, 0x04, 1, false)}},
-        {"whole", FrameBuilder().arriStream(kRecord).bytes(), {}},
-    };
-    for (const Case& c : cases) EXPECT_EQ(faultsOf(c.frame, true), c.expected) << c.name;
 }
 
 // A frame file is refused by its magic first (however short), then by its size.
