@@ -335,6 +335,8 @@ TEST(ToolInput, BadInputInEveryFormAndFormat) {
                 EXPECT_TRUE(r.out.starts_with(frames)) << r.out;
             }
         }
+        const json all = json::parse(dump(form, clean, "json").out);  // numbered from 0, if at all
+        for (std::size_t i = 0; i < 3; ++i) EXPECT_EQ(all.at(i).value("frame", i), i) << form.name;
         if (!form.checksums) continue;
         // The damaged packet is left out, but from an 8-bit buffer, whose checksums aren't checked.
         const auto packets = [&](const std::vector<Bytes>& files) {
