@@ -16,6 +16,7 @@
 #include "frame_builder.h"
 #include "iso_bmff_writer.h"
 #include "rdd18/host/st436m.h"
+#include "tool_run.h"
 
 namespace fs = std::filesystem;
 using nlohmann::json;
@@ -26,6 +27,9 @@ namespace {
 const fs::path kSamples = VELMORA_SAMPLES_DIR;
 
 using rdd18::testsupport::fileBytes;
+using rdd18::testsupport::lines;
+using rdd18::testsupport::tool;
+using rdd18::testsupport::ToolRun;
 [[maybe_unused]] std::string fileText(const fs::path& p) {
     const auto bytes = fileBytes(p);
     return {bytes.begin(), bytes.end()};
@@ -38,25 +42,6 @@ using rdd18::testsupport::fileBytes;
     for (host::Packet& p : host::packetsFromAncillaryBuffer(frame, true))
         packets.push_back({{p.did, p.sdid, 9, 0, std::move(p.udw)}, 1, coding});
     return host::st436mElement(packets, {checksumByte});
-}
-
-struct ToolRun {
-    int status;
-    std::string out, err;
-};
-
-ToolRun tool(std::vector<std::string> args) {
-    std::istringstream in;
-    std::ostringstream out, err;
-    const int status = rdd18::dump::run(args, in, out, err);
-    return {status, out.str(), err.str()};
-}
-
-std::vector<json> lines(const std::string& text) {
-    std::vector<json> v;
-    std::istringstream in(text);
-    for (std::string l; std::getline(in, l);) v.push_back(json::parse(l));
-    return v;
 }
 
 json answerOf(const std::string& sample) {

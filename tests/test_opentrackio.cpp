@@ -14,11 +14,14 @@
 #include "frame_builder.h"
 #include "otrk_reader.h"
 #include "rdd18/interpret/opentrackio.h"
+#include "tool_run.h"
 
 namespace fs = std::filesystem;
 using nlohmann::json;
 using namespace rdd18;
+using testsupport::lines;
 using testsupport::OtrkOutcome;
+using testsupport::tool;
 
 namespace {
 
@@ -175,21 +178,6 @@ TEST(OpenTrackIO, HandBuiltDatagrams) {
     EXPECT_EQ(at1000[2], packet("16-seq15-static-seg2-of3-seg1-lost.bin"));
 }
 
-// The tool's exit status, output and error lines.
-std::tuple<int, std::string, std::string> tool(std::vector<std::string> args) {
-    std::istringstream in;
-    std::ostringstream out, err;
-    const int status = dump::run(args, in, out, err);
-    return {status, out.str(), err.str()};
-}
-
-std::vector<json> lines(const std::string& text) {
-    std::vector<json> v;
-    std::istringstream in(text);
-    for (std::string l; std::getline(in, l);) v.push_back(json::parse(l));
-    return v;
-}
-
 // A UDP socket on 127.0.0.1 and a free port; what the tool sent is queued on it when the run ends.
 struct Receiver {
     rdd18::dump::net::UdpSocket socket = rdd18::dump::net::UdpSocket::boundTo("127.0.0.1", 0, "");
@@ -207,7 +195,7 @@ struct Receiver {
 // The clip through the tool, printed and sent: what the reader puts back together from the
 // datagrams (whole and cut into 100-byte segments) is what was printed.
 TEST(OpenTrackIO, ToolSendsWhatItPrints) {
-    if (!fs::exists(kClip) || std::get<0>(tool({"-f", "opentrackio", kClip.string()})) != 0)
+    if (!fs::exists(kClip) || tool({"-f", "opentrackio", kClip.string()}).status != 0)
         GTEST_SKIP() << "clips need libavformat";
     for (const auto& [encoding, segment] :
          {std::pair{"json", "1484"}, std::pair{"cbor", "1484"}, std::pair{"json", "100"}}) {
@@ -248,7 +236,7 @@ TEST(OpenTrackIO, SendTargetsAndFailures) {
         const auto t = dump::parseSendTarget(url, source);
         EXPECT_EQ(t ? dump::targetText(*t) : "", want) << url;
     }
-    EXPECT_EQ(std::get<0>(tool({"--send", "tcp://x", "x.anc"})), dump::kExitBadArguments);
+    EXPECT_EQ(tool({"--send", "tcp://x", "x.anc"}).status, dump::kExitBadArguments);
     // Nothing listens on the port: from the second send on, sends meet the refusal of the one
     // before; one line says so, and every frame is still written.
     std::vector<std::string> args(5, (fs::path(VELMORA_SAMPLES_DIR) / "standard.anc").string());

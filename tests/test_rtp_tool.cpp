@@ -11,6 +11,7 @@
 
 #include "dump/dump.h"
 #include "rtp_sender.h"
+#include "tool_run.h"
 
 using namespace rdd18::testsupport;
 using nlohmann::json;
@@ -18,19 +19,12 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::vector<json> jsonLines(std::istream&& in) {
-    std::vector<json> lines;
-    for (std::string line; std::getline(in, line);) lines.push_back(json::parse(line));
-    return lines;
-}
-
 /// The tool's JSON lines, with the packet walk, for `args`.
 std::vector<json> runTool(std::vector<std::string> args, int status = 0, const Bytes& in = {}) {
     args.insert(args.begin(), {"-f", "jsonl", "--packets"});
-    std::istringstream input(std::string(in.begin(), in.end()));
-    std::ostringstream out, err;
-    EXPECT_EQ(rdd18::dump::run(args, input, out, err), status) << err.str();
-    return jsonLines(std::istringstream(out.str()));
+    const ToolRun r = tool(args, std::string(in.begin(), in.end()));
+    EXPECT_EQ(r.status, status) << r.err;
+    return lines(r.out);
 }
 
 /// Whether `got`, a frame of a flow, has the answers the tool gives `packets` as an 8-bit buffer.
@@ -40,8 +34,12 @@ void expectBufferAnswers(const json& got, const PacketList& packets) {
         EXPECT_EQ(got.at(section), buffer.at(section)) << section << " of frame " << got["frame"];
 }
 
+}  // namespace
+
+namespace rdd18::testsupport {
 /// A capture of `flow` to 239.1.1.1:5000 written by libpcap, in `link`'s framing (VLAN-tagged
-/// Ethernet for `vlan`), with a datagram of no RTP to another flow after each, 1 µs apart.
+/// Ethernet for `vlan`), with a datagram of no RTP to another flow after each, 1 µs apart (also
+/// the captures of the tool's form table).
 void writeCapture(const fs::path& path, int link, bool vlan, const std::vector<Bytes>& flow) {
     pcap_t* dead = pcap_open_dead_with_tstamp_precision(link, 65535, PCAP_TSTAMP_PRECISION_NANO);
     pcap_dumper_t* dumper = pcap_dump_open(dead, path.c_str());
@@ -66,8 +64,7 @@ void writeCapture(const fs::path& path, int link, bool vlan, const std::vector<B
     pcap_dump_close(dumper);
     pcap_close(dead);
 }
-
-}  // namespace
+}  // namespace rdd18::testsupport
 
 TEST(RtpTool, CapturesInEachLinkLayerGiveTheBufferAnswersFrameByFrame) {
     const auto frames = sampleFlowFrames(VELMORA_SAMPLES_DIR);
@@ -153,7 +150,7 @@ TEST(RtpTool, ALiveFlowOnTheLoopbackEndsAfterItsFramesOrOnAnInterrupt) {
         EXPECT_EQ(pclose(tool), 0);
         done = true;
         sender.join();
-        const auto got = jsonLines(std::istringstream(text));
+        const auto got = lines(text);
         ASSERT_GE(got.size(), 3u);
         // Whole frames: all under --frames; else after the first, before the interrupt.
         const bool interrupted = got[0]["frame"] == 0;

@@ -7,11 +7,10 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <sstream>
 
-#include "dump/dump.h"
 #include "frame_builder.h"
 #include "sample_index.h"
+#include "tool_run.h"
 
 namespace fs = std::filesystem;
 using namespace rdd18::testsupport;
@@ -41,21 +40,15 @@ TEST(Samples, EveryFormatMatchesItsGoldenFile) {
         for (const std::string& format : entry.goldenFormats()) {
             std::vector<std::string> args = entry.options;
             args.insert(args.end(), {"--format", format, entry.file});
-            std::istringstream in;
-            std::ostringstream out, err;
-            ASSERT_EQ(rdd18::dump::run(args, in, out, err), 0) << entry.file << ": " << err.str();
+            const ToolRun r = tool(args);
+            ASSERT_EQ(r.status, 0) << entry.file << ": " << r.err;
             const fs::path golden = fs::path("expected") / (entry.stem() + "." + format);
-            const std::string want = fileText(golden);
-            EXPECT_EQ(out.str(), want) << golden;
+            EXPECT_EQ(r.out, fileText(golden)) << golden;
         }
     }
     // expected/<stem>.units.<format>: the values in units of two samples.
     for (const auto& [stem, format] : {std::pair{"standard", "table"}, std::pair{"arri", "json"}}) {
-        std::istringstream in;
-        std::ostringstream out, err;
-        rdd18::dump::run({"--units=only", "--format", format, std::string(stem) + ".anc"}, in, out,
-                         err);
-        EXPECT_EQ(out.str(),
+        EXPECT_EQ(tool({"--units=only", "--format", format, std::string(stem) + ".anc"}).out,
                   fileText(fs::path("expected") / (std::string(stem) + ".units." + format)));
     }
 }

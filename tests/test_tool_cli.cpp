@@ -17,25 +17,23 @@
 #include "dump/frames.h"
 #include "dump/input.h"
 #include "frame_builder.h"
+#include "rdd18/host/rfc8331.h"
+#include "rdd18/host/st436m.h"
+#include "rdd18/host/vanc.h"
+#include "rdd18/host/words10.h"
+#include "rtp_sender.h"
+#include "tool_run.h"
+#ifdef VELMORA_HAVE_PCAP
+namespace rdd18::testsupport {
+void writeCapture(const std::filesystem::path& path, int link, bool vlan,
+                  const std::vector<Bytes>& flow);  // test_rtp_tool.cpp
+}
+#endif
 
 using namespace rdd18::testsupport;
 using nlohmann::json;
 
 namespace {
-
-struct Result {
-    int status;
-    std::string out;
-    std::string err;
-};
-
-Result runTool(const std::vector<std::string>& args, const std::string& standardInput = "",
-               bool terminal = false) {
-    std::istringstream in(standardInput);
-    std::ostringstream out, err;
-    const int status = rdd18::dump::run(args, in, out, err, terminal);
-    return {status, out.str(), err.str()};
-}
 
 std::string asText(const Bytes& b) {
     return std::string(b.begin(), b.end());
@@ -64,7 +62,7 @@ TEST(ToolInput, MalformedHexTextIsOneLineNamingThePlace) {
         {"43 \x01", "velmora-dump: -:1:4: byte 0x01 is not a hexadecimal digit\n"},
     };
     for (const auto& c : cases) {
-        const Result r = runTool({"--hex"}, c.text);
+        const ToolRun r = tool({"--hex"}, c.text);
         EXPECT_EQ(r.status, rdd18::dump::kExitBadInput) << c.text;
         EXPECT_EQ(r.err, c.error);
         EXPECT_EQ(r.out, "") << c.text;
@@ -96,7 +94,7 @@ TEST(ToolInput, AnalyserSpellingsAndOneFramePerLine) {
     EXPECT_EQ(perLine[1].faults.at(0).code, rdd18::FaultCode::BadChecksum);
     EXPECT_THROW(frames("0001F", words), InputError);
     const std::string bad = "3FC 143 205 200 149";  // the tool lists the frame's fault apart
-    const auto report = runTool({"--hex", "--input", "words10", "--explain", "-f", "jsonl"}, bad);
+    const auto report = tool({"--hex", "--input", "words10", "--explain", "-f", "jsonl"}, bad);
     EXPECT_EQ(json::parse(report.out).at("input").size(), 1u);
 }
 
@@ -118,7 +116,7 @@ TEST(ToolCommandLine, BadArgumentsAndUnreadableFiles) {
         {{"."}, 1, "velmora-dump: .: no .ari frame file in the folder"},
     };
     for (const auto& c : cases) {
-        const Result r = runTool(c.args);
+        const ToolRun r = tool(c.args);
         EXPECT_EQ(r.status, c.status) << c.args[0];
         EXPECT_EQ(r.err.rfind(c.errorStart, 0), 0u) << r.err;
         EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
@@ -128,20 +126,20 @@ TEST(ToolCommandLine, BadArgumentsAndUnreadableFiles) {
 
 TEST(ToolCommandLine, StandardInputBinaryAndHex) {
     const Bytes frame = rdd18::dump::parseHexText(kOneItemHex, "frame");
-    const Result binary = runTool({}, asText(frame));
+    const ToolRun binary = tool({}, asText(frame));
     ASSERT_EQ(binary.status, 0) << binary.err;
     const json answer = json::parse(binary.out);
     EXPECT_EQ(answer,
               json::array({{{"file", "-"}, {"rdd18", kOneItemAnswer}, {"arri", json::object()}}}));
-    EXPECT_EQ(runTool({"--hex", "-"}, kOneItemHex).out, binary.out);
+    EXPECT_EQ(tool({"--hex", "-"}, kOneItemHex).out, binary.out);
     // Without flags the same packet parses with --no-flags, and the flagged bytes give nothing.
     const Bytes bare(frame.begin() + 3, frame.end());
-    EXPECT_EQ(json::parse(runTool({"--no-flags", "-f", "jsonl"}, asText(bare)).out)["rdd18"],
+    EXPECT_EQ(json::parse(tool({"--no-flags", "-f", "jsonl"}, asText(bare)).out)["rdd18"],
               kOneItemAnswer);
-    EXPECT_EQ(json::parse(runTool({"--no-flags", "-f", "jsonl"}, asText(frame)).out)["rdd18"],
+    EXPECT_EQ(json::parse(tool({"--no-flags", "-f", "jsonl"}, asText(frame)).out)["rdd18"],
               json::object());
     // An empty input is an answer, not an error.
-    const Result empty = runTool({"-f", "jsonl"}, "");
+    const ToolRun empty = tool({"-f", "jsonl"}, "");
     EXPECT_EQ(empty.status, 0);
     EXPECT_EQ(empty.out, "{\"file\":\"-\",\"rdd18\":{},\"arri\":{}}\n");
 }
@@ -157,14 +155,14 @@ TEST(ToolCommandLine, SeveralFilesInOrderOrNone) {
         return "{\"file\":" + nlohmann::json(name).dump() +
                ",\"rdd18\":{\"Unknown_0xf0_0x01\":{\"$data\":\"aa\"}},\"arri\":{}}\n";
     };
-    const Result r =
-        runTool({"-f", "jsonl", "--hex", b, a, b, "--input", "packets", "-"}, kOneItemHex);
+    const ToolRun r =
+        tool({"-f", "jsonl", "--hex", b, a, b, "--input", "packets", "-"}, kOneItemHex);
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.out, line(a) + line("-"));
     const std::string badLine = "velmora-dump: " + b + ":1:2: 'x' is not a hexadecimal digit\n";
     EXPECT_EQ(r.err, badLine + badLine);
     // When every input fails, nothing is written.
-    const Result bad = runTool({"--hex", b, b});
+    const ToolRun bad = tool({"--hex", b, b});
     EXPECT_EQ(bad.status, 1);
     EXPECT_EQ(bad.out, "");
     std::filesystem::remove(a);
@@ -188,11 +186,11 @@ TEST(ToolCommandLine, HintsTerminalWriteFailuresAndClosedPipe) {
         {{}, flagged, ""},
         {{"--hex"}, kOneItemHex, ""},
         {{}, "no frame", ""}};
-    for (const auto& c : cases) EXPECT_EQ(runTool(c.args, c.input).err, c.err) << c.input;
-    const Result terminal = runTool({}, flagged, true);  // nothing named: a usage line, no wait
+    for (const auto& c : cases) EXPECT_EQ(tool(c.args, c.input).err, c.err) << c.input;
+    const ToolRun terminal = tool({}, flagged, true);  // nothing named: a usage line, no wait
     EXPECT_EQ(terminal.status, rdd18::dump::kExitBadArguments);
     EXPECT_EQ(terminal.err.rfind("velmora-dump: no input: ", 0), 0u) << terminal.err;
-    EXPECT_EQ(runTool({"-"}, flagged, true).err, "");
+    EXPECT_EQ(tool({"-"}, flagged, true).err, "");
 #ifndef _WIN32                      // a full device and a closed pipe: POSIX facilities
     std::signal(SIGPIPE, SIG_IGN);  // as the tool's main does
     int ends[2];
@@ -215,6 +213,143 @@ TEST(ToolCommandLine, HintsTerminalWriteFailuresAndClosedPipe) {
     }
     close(ends[1]);
 #endif
+}
+
+// The frames of `out` in `format`, each checked for its form (a JSON value a line, a dict each).
+std::size_t framesIn(const std::string& format, const std::string& out) {
+    if (format == "json") return json::parse(out).size();
+    EXPECT_TRUE(format != "plist" || out.ends_with("</array>\n</plist>\n")) << out;
+    EXPECT_TRUE(format != "csv" || out.starts_with("file,")) << out;
+    std::size_t n = format == "csv" && !out.empty() ? std::size_t(-1) : 0;  // the header row
+    std::istringstream in(out);
+    for (std::string line; std::getline(in, line);) {
+        if (format == "jsonl" || format == "opentrackio") n += json::parse(line).is_object();
+        if (format == "plist") n += line == "\t<dict>";
+        if (format == "csv") n += line.back() == '\r';
+        if (format == "table") n += !line.empty() && line[0] != ' ';
+    }
+    return n;
+}
+
+using Frames = std::vector<PacketList>;
+
+// A form of input: the files of some frames in it, and the exit status of an input cut 5 bytes
+// into its last frame (a word file of odd size, an element or a capture cut off fail; the rest
+// answer the cut frame).
+struct InputForm {
+    const char* name;
+    std::function<std::vector<Bytes>(const Frames&)> files;
+    int cutStatus = 0;
+    bool checksums = true;  // its packets carry checksums
+};
+
+// Files of one frame each, or of all the frames back to back.
+std::function<std::vector<Bytes>(const Frames&)> each(std::function<Bytes(const PacketList&)> one,
+                                                      bool joined = false) {
+    return [=](const Frames& frames) {
+        std::vector<Bytes> files;
+        for (const PacketList& f : frames)
+            joined && !files.empty() ? void(files[0] = files[0] + one(f)) : files.push_back(one(f));
+        return files;
+    };
+}
+
+// Each bad input, written in every input form, through every output format: the exit status, the
+// output well formed, and the good frames around the bad one as the clean input gives them.
+TEST(ToolInput, BadInputInEveryFormAndFormat) {
+    using namespace rdd18::host;
+    Frames frames;  // in frame 1, a packet of another service (DID 0x60) between RDD 18 and ARRI
+    for (const std::string f : {"standard.anc", "mixed.anc", "sony.anc"})
+        frames.push_back(packetsFromAncillaryBuffer(fileBytes(VELMORA_SAMPLES_DIR "/" + f), true));
+    Frames other = frames;
+    ++other[1].at(2).udw.at(0);
+    const auto dir = std::filesystem::temp_directory_path();
+    const auto vanc = [](VancFormat f) {
+        return each([=](auto& p) { return vancLinesFromPackets(p, {f, 1920}); });
+    };
+    // clang-format off
+    const std::vector<InputForm> forms = {
+        {"packets", each([](auto& p) { return ancillaryBufferFromPackets(p); })},
+        {"words10", each([](auto& p) {
+             Bytes b;
+             for (const std::uint16_t w : words10FromPackets(p)) b = b + le16(w);
+             return b; }), 1},
+        {"v210", vanc(VancFormat::V210)},
+        {"uyvy", vanc(VancFormat::Uyvy)},
+        {"rfc8331", each([](auto& p) { return rfc8331FromPackets(p); })},
+        {"st436m", each([](auto& p) {
+             std::vector<St436mPacket> element;
+             for (const Packet& k : p) element.push_back({k, 1, 7});
+             return st436mElement(element); }, true), 1},
+        {"rtmd", each([](auto& p) { return rdd18::writeRtmdSample(rdd18Stream(p), {}); }, true), 0, false},
+        {"ari", each([](auto&) { return ariFile(ArriHeaderBuilder().u32(0x14, 3424).bytes(), 8); }), 0, false},
+#ifdef VELMORA_HAVE_PCAP
+        {"pcap", [&](const Frames& f) -> std::vector<Bytes> {
+             writeCapture(dir / "velmora_forms.pcap", 1, false, rtpFlow(f));
+             return {fileBytes(dir / "velmora_forms.pcap")}; }, 1},
+#endif
+    };
+    // clang-format on
+    auto dump = [&](const InputForm& form, const std::vector<Bytes>& files,
+                    const std::string& format, std::vector<std::string> options = {}) {
+        options.insert(options.end(), {"--input", form.name, "-f", format});
+        for (std::size_t i = 0; i < files.size(); ++i) {
+            options.push_back((dir / ("velmora_forms_" + std::to_string(i))).string());
+            std::ofstream(options.back(), std::ios::binary) << asText(files[i]);
+        }
+        return tool(options);
+    };
+    for (const InputForm& form : forms) {
+        const auto clean = form.files(frames), firstTwo = form.files({frames[0], frames[1]});
+        // A bad checksum on that packet: the last byte where its files differ from those of
+        // `other` belongs to the checksum (behind the first word), and is taken from `other`.
+        auto badChecksum = clean;
+        const auto others = form.files(other);
+        for (std::size_t i = 0; i < clean.size(); ++i) {
+            const auto at = std::mismatch(clean[i].rbegin(), clean[i].rend(), others[i].rbegin());
+            if (at.first != clean[i].rend())
+                badChecksum[i].rbegin()[at.first - clean[i].rbegin()] = *at.second;
+        }
+        EXPECT_EQ(badChecksum != clean, form.checksums) << form.name;
+        auto cut = clean;
+        cut.back().resize((clean.size() == 1 ? firstTwo[0].size() : 0) + 5);
+        const struct {
+            const char* name;
+            const std::vector<Bytes>& files;
+            int status;
+            const std::vector<Bytes>& whole;  // the frames that come out whole, as clean input
+        } rows[] = {{"bad checksum", badChecksum, 0, clean},
+                    {"cut", cut, form.cutStatus, firstTwo}};
+        for (const auto& row : rows) {
+            for (const std::string format :
+                 {"json", "jsonl", "csv", "table", "plist", "opentrackio"}) {
+                SCOPED_TRACE(std::string(row.name) + ", " + form.name + ", " + format);
+                const ToolRun good = dump(form, row.whole, format),
+                              r = dump(form, row.files, format);
+                EXPECT_EQ(r.status, row.status) << r.err;
+                EXPECT_EQ(framesIn(format, r.out),
+                          row.status == 0 ? 3 : framesIn(format, good.out));
+                // The clean frames' output up to its closing bracket starts the output.
+                const auto frames =
+                    good.out.substr(0, good.out.rfind(format == "json" ? "\n]" : "</array>"));
+                EXPECT_TRUE(r.out.starts_with(frames)) << r.out;
+            }
+        }
+        const json all = json::parse(dump(form, clean, "json").out);  // numbered from 0, if at all
+        for (std::size_t i = 0; i < 3; ++i) EXPECT_EQ(all.at(i).value("frame", i), i) << form.name;
+        if (!form.checksums) continue;
+        // The damaged packet is left out, but from an 8-bit buffer, whose checksums aren't checked.
+        const auto packets = [&](const std::vector<Bytes>& files) {
+            return json::parse(dump(form, files, "json", {"--packets"}).out)
+                .at(1)
+                .at("packets")
+                .size();
+        };
+        EXPECT_EQ(packets(badChecksum) + (form.name != std::string("packets")), packets(clean));
+    }
+    for (const char* f :
+         {"velmora_forms_0", "velmora_forms_1", "velmora_forms_2", "velmora_forms.pcap"})
+        std::filesystem::remove(dir / f);
 }
 
 }  // namespace

@@ -9,9 +9,9 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "dump/dump.h"
 #include "encode/encode.h"
 #include "sample_index.h"
+#include "tool_run.h"
 
 using nlohmann::json;
 
@@ -19,25 +19,17 @@ namespace {
 
 const std::filesystem::path kSamples = VELMORA_SAMPLES_DIR;
 
-struct ToolRun {
-    int status;
-    std::string out, err;
-};
+using rdd18::testsupport::ToolRun;
 
-template <class Tool>
-ToolRun run(Tool tool, const std::vector<std::string>& args, const std::string& input) {
-    std::istringstream in(input);
-    std::ostringstream out, err;
-    const int status = tool(args, in, out, err);
-    return {status, out.str(), err.str()};
-}
-
-ToolRun dump(std::vector<std::string> args, const std::string& input = "") {
-    return run([](auto&&... a) { return rdd18::dump::run(a...); }, args, input);
+ToolRun dump(const std::vector<std::string>& args, const std::string& input = "") {
+    return rdd18::testsupport::tool(args, input);
 }
 
 ToolRun encode(const std::vector<std::string>& args, const std::string& input) {
-    return run([](auto&&... a) { return rdd18::encode::run(a...); }, args, input);
+    std::istringstream in(input);
+    std::ostringstream out, err;
+    const int status = rdd18::encode::run(args, in, out, err);
+    return {status, out.str(), err.str()};
 }
 
 // The answers of the reports: each report without its file name, time and packet walk.

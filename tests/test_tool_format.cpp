@@ -17,6 +17,7 @@
 #include "dump/writers.h"
 #include "rdd18/interpret/interpret.h"
 #include "sample_index.h"
+#include "tool_run.h"
 
 using namespace rdd18;
 using namespace rdd18::dump;
@@ -87,10 +88,9 @@ TEST(ToolUnits, UnitsOfEverySample) {
         std::vector<std::string> args{(samples / entry.file).string()};
         args.insert(args.end(), entry.options.begin(), entry.options.end());
         args.insert(args.end(), {"--units=only", "--format", "json"});
-        std::istringstream in;
-        std::ostringstream out, err;
-        EXPECT_EQ(run(args, in, out, err), 0) << err.str();
-        const auto report = nlohmann::json::parse(out.str()).at(0);
+        const auto r = testsupport::tool(args);
+        EXPECT_EQ(r.status, 0) << r.err;
+        const auto report = nlohmann::json::parse(r.out).at(0);
         EXPECT_FALSE(report.contains("rdd18")) << entry.file;
         EXPECT_FALSE(report.contains("arri")) << entry.file;
         for (const auto& [parser, model] : report.at("units").items()) {

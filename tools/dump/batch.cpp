@@ -22,13 +22,11 @@ using FrameSink = std::function<void(const Frame&, const FrameReport&)>;
 std::set<std::string> decodeAll(const std::vector<std::string>& files, const BatchOptions& options,
                                 const Reporter& reporter, std::istream& in, std::ostream& err,
                                 bool hints, const FrameSink& sink,
-                                const std::set<std::string>& skip = {},
                                 std::ostream* progress = nullptr) {
     std::set<std::string> failed;
     std::size_t index = 0;
     for (const auto& name : files) {
         ++index;
-        if (skip.count(name)) continue;
         if (progress)
             *progress << "\r\x1b[K[" << index << "/" << files.size() << "] " << name << std::flush;
         try {
@@ -178,11 +176,12 @@ int decodeBatch(const std::vector<std::string>& arguments, const BatchOptions& o
             heldInput.str(std::string(std::istreambuf_iterator<char>(in), {}));
             source = &heldInput;
         }
+        // The second pass reads every input again and writes the error lines: an input that
+        // fails after some frames (an element or a capture cut off) still gives those frames.
         CsvColumns collect;
-        const auto failedFirst =
-            decodeAll(files, options, reporter, *source, err, false,
-                      [&](const Frame&, const FrameReport& r) { collect.add(r); });
-        failed.insert(failedFirst.begin(), failedFirst.end());
+        std::ostringstream errorsOfFirstPass;
+        decodeAll(files, options, reporter, *source, errorsOfFirstPass, false,
+                  [&](const Frame&, const FrameReport& r) { collect.add(r); });
         columns = collect.columns();
         heldInput.clear();
         heldInput.seekg(0);
@@ -214,7 +213,7 @@ int decodeBatch(const std::vector<std::string>& arguments, const BatchOptions& o
             if (options.source.form == InputForm::Rtp) out.flush();
             if (options.written) options.written(frame, r);
         },
-        failed, progress);
+        progress);
     failed.insert(failedNow.begin(), failedNow.end());
     if (progress) *progress << "\r\x1b[K" << std::flush;
     if (!writer && failed.empty()) writer = makeReportWriter(out, options.write, columns);
