@@ -12,13 +12,11 @@
 // skips (seeks over) their elements or samples, and the file is read in small blocks, so that the
 // bytes read stay near those of the track itself however large the pictures are.
 
-#include <dlfcn.h>
-
 #include <memory>
-#include <stdexcept>
 
 #include "dump/frames.h"
 #include "dump/input.h"
+#include "dump/loaded_library.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -63,43 +61,39 @@ struct LibAv {
     decltype(&::avio_seek) avio_seek;
 };
 
-// Opens `soname` and looks up each of `names` into `functions`, in order.
-template <class... F>
-void bind(const char* soname, std::initializer_list<const char*> names, F*&... functions) {
-    if (names.size() != sizeof...(functions))
-        throw std::logic_error("a name for each function of " + std::string(soname));
-    void* library = dlopen(soname, RTLD_NOW | RTLD_LOCAL);
-    if (!library) {
-        const char* why = dlerror();
-        throw InputError(std::string("opening clips needs FFmpeg's libraries, and ") + soname +
-                         " can't be loaded (" + (why ? why : "not found") +
-                         "): install FFmpeg's libraries of that version");
-    }
-    const char* const* name = names.begin();
-    auto look = [&](auto*& function) {
-        void* symbol = dlsym(library, *name);
-        if (!symbol) throw InputError(std::string(soname) + " has no function " + *name);
-        function = reinterpret_cast<std::remove_reference_t<decltype(function)>>(symbol);
-        ++name;
-    };
-    (look(functions), ...);
+// One of FFmpeg's libraries, by the soname of the headers this file is built with.
+LoadedLibrary libavLibrary(const char* soname) {
+    return LoadedLibrary({soname}, std::string("opening clips needs FFmpeg's libraries, and ") +
+                                       soname +
+                                       " can't be loaded: install FFmpeg's libraries of that "
+                                       "version");
 }
 
 LibAv load() {
     LibAv l{};
-    bind(VELMORA_SONAME(avutil, LIBAVUTIL_VERSION_MAJOR),
-         {"av_strerror", "av_dict_get", "av_dict_set", "av_dict_free", "av_log_set_level",
-          "av_opt_set", "av_timecode_init_from_string", "av_timecode_make_string"},
-         l.av_strerror, l.av_dict_get, l.av_dict_set, l.av_dict_free, l.av_log_set_level,
-         l.av_opt_set, l.av_timecode_init_from_string, l.av_timecode_make_string);
-    bind(VELMORA_SONAME(avcodec, LIBAVCODEC_VERSION_MAJOR),
-         {"av_packet_alloc", "av_packet_free", "av_packet_unref"}, l.av_packet_alloc,
-         l.av_packet_free, l.av_packet_unref);
-    bind(VELMORA_SONAME(avformat, LIBAVFORMAT_VERSION_MAJOR),
-         {"avformat_open_input", "avformat_close_input", "av_read_frame", "av_find_best_stream",
-          "avio_seek"},
-         l.avformat_open_input, l.avformat_close_input, l.av_read_frame, l.av_find_best_stream,
-         l.avio_seek);
+    // Each field is named as the function it holds.
+#define VELMORA_BIND(library, function) library.bind(l.function, #function)
+    const LoadedLibrary avutil = libavLibrary(VELMORA_SONAME(avutil, LIBAVUTIL_VERSION_MAJOR));
+    VELMORA_BIND(avutil, av_strerror);
+    VELMORA_BIND(avutil, av_dict_get);
+    VELMORA_BIND(avutil, av_dict_set);
+    VELMORA_BIND(avutil, av_dict_free);
+    VELMORA_BIND(avutil, av_log_set_level);
+    VELMORA_BIND(avutil, av_opt_set);
+    VELMORA_BIND(avutil, av_timecode_init_from_string);
+    VELMORA_BIND(avutil, av_timecode_make_string);
+    const LoadedLibrary avcodec = libavLibrary(VELMORA_SONAME(avcodec, LIBAVCODEC_VERSION_MAJOR));
+    VELMORA_BIND(avcodec, av_packet_alloc);
+    VELMORA_BIND(avcodec, av_packet_free);
+    VELMORA_BIND(avcodec, av_packet_unref);
+    const LoadedLibrary avformat =
+        libavLibrary(VELMORA_SONAME(avformat, LIBAVFORMAT_VERSION_MAJOR));
+    VELMORA_BIND(avformat, avformat_open_input);
+    VELMORA_BIND(avformat, avformat_close_input);
+    VELMORA_BIND(avformat, av_read_frame);
+    VELMORA_BIND(avformat, av_find_best_stream);
+    VELMORA_BIND(avformat, avio_seek);
+#undef VELMORA_BIND
     l.av_log_set_level(AV_LOG_QUIET);
     return l;
 }

@@ -5,17 +5,16 @@
 // (and the message bus, systemd and compression libraries behind it) costs every run a dozen
 // mappings and about a millisecond, a run over packet files included.
 #include <arpa/inet.h>
-#include <dlfcn.h>
 #include <pcap/pcap.h>
 
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
-#include <type_traits>
 #include <vector>
 
 #include "dump/input.h"
+#include "dump/loaded_library.h"
 #include "dump/rtp_frames.h"
 #include "rdd18/internal/byte_order.h"
 
@@ -124,26 +123,16 @@ struct LibPcap {
 constexpr const char* kSonames[] = {"libpcap.so.0.8", "libpcap.so.1", "libpcap.A.dylib"};
 
 LibPcap load() {
-    void* library = nullptr;
-    for (const char* soname : kSonames) {
-        if ((library = dlopen(soname, RTLD_NOW | RTLD_LOCAL)) != nullptr) break;
-    }
-    if (!library) {
-        throw InputError(std::string("reading captures needs libpcap, and it can't be loaded (") +
-                         kSonames[0] + ", " + kSonames[1] + "): install libpcap");
-    }
-    auto look = [library](auto& function, const char* name) {
-        void* symbol = dlsym(library, name);
-        if (!symbol) throw InputError(std::string("libpcap has no function ") + name);
-        function = reinterpret_cast<std::remove_reference_t<decltype(function)>>(symbol);
-    };
+    const LoadedLibrary library({kSonames[0], kSonames[1], kSonames[2]},
+                                std::string("reading captures needs libpcap, and it can't be "
+                                            "loaded: install libpcap"));
     LibPcap l{};
-    look(l.open, "pcap_open_offline_with_tstamp_precision");
-    look(l.close, "pcap_close");
-    look(l.datalink, "pcap_datalink");
-    look(l.datalinkName, "pcap_datalink_val_to_name");
-    look(l.next, "pcap_next_ex");
-    look(l.geterr, "pcap_geterr");
+    library.bind(l.open, "pcap_open_offline_with_tstamp_precision");
+    library.bind(l.close, "pcap_close");
+    library.bind(l.datalink, "pcap_datalink");
+    library.bind(l.datalinkName, "pcap_datalink_val_to_name");
+    library.bind(l.next, "pcap_next_ex");
+    library.bind(l.geterr, "pcap_geterr");
     return l;
 }
 
