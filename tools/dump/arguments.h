@@ -3,12 +3,16 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <cstddef>
 #include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
 
 namespace rdd18::tools {
+
+/// The largest --element-size either program takes: 16 MiB, far beyond any frame's metadata.
+inline constexpr std::size_t kLargestElementSize = std::size_t{1} << 24;
 
 /// Parses `args` (without the program name) into `app`. Gives the exit status when the run ends
 /// here: 0 after --help or --version (written to `out`), `badArguments` after a mistake (one line

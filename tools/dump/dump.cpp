@@ -148,7 +148,7 @@ int runCommand(const std::vector<std::string>& args, std::istream& in, std::ostr
     app.add_option("--element-size", source.elementSize,
                    "st436m: every element is this many bytes, zero-padded (as velmora-encode "
                    "--element-size writes them)")
-        ->check(CLI::Range(std::size_t{2}, std::size_t{1} << 24))
+        ->check(CLI::Range(std::size_t{2}, tools::kLargestElementSize))
         ->type_name("BYTES");
     auto* framePerLine = app.add_flag(
         "--frame-per-line", source.framePerLine,

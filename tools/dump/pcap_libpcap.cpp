@@ -118,12 +118,10 @@ struct LibPcap {
     decltype(&::pcap_geterr) geterr;
 };
 
-// The sonames the library goes by: Debian's, then that of most other systems, then macOS's. The
-// functions called here have kept their signatures since libpcap 1.5.
-constexpr const char* kSonames[] = {"libpcap.so.0.8", "libpcap.so.1", "libpcap.A.dylib"};
-
 LibPcap load() {
-    const LoadedLibrary library({kSonames[0], kSonames[1], kSonames[2]},
+    // By the sonames the library goes by: Debian's, then that of most other systems, then
+    // macOS's. The functions called here have kept their signatures since libpcap 1.5.
+    const LoadedLibrary library({"libpcap.so.0.8", "libpcap.so.1", "libpcap.A.dylib"},
                                 std::string("reading captures needs libpcap, and it can't be "
                                             "loaded: install libpcap"));
     LibPcap l{};

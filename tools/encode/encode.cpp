@@ -468,7 +468,7 @@ standard error naming the key (the other frames are written) and exit status 1.
     app.add_option("--element-size", o.elementSize,
                    "st436m, rtmd: every frame padded with zero bytes to this size; a larger "
                    "frame is refused")
-        ->check(CLI::Range(std::size_t{1}, std::size_t{1} << 24))
+        ->check(CLI::Range(std::size_t{1}, tools::kLargestElementSize))
         ->type_name("BYTES");
     app.add_flag("--no-flags", noFlags, "Packets without the 3-byte flag (--to packets)");
     app.add_option("--flavour,--flavor", flavour, "RDD 18 item set: auto, standard, sony, varicam")
